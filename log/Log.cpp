@@ -1,0 +1,100 @@
+#include "log/Log.h"
+
+#include "log/WideFormat.h"
+#include "text/Utf.h"
+
+#include <cerrno>
+#include <cstdarg>
+#include <mutex>
+#include <string>
+#include <unistd.h>
+
+namespace
+{
+
+// A sink that logs receives its own lines too, but only this deep; deeper ones go to the standard error
+// stream, so that a sink that logs for each line comes to an end.
+constexpr int kMaxSinkDepth = 4;
+
+struct SinkState {
+    // Held during a sink's call: sinks see one line at a time, and none after KXLogSetSink has replaced them.
+    // Recursive, as a sink may log or replace itself.
+    std::recursive_mutex mutex;
+    KXLogSink pfnSink = nullptr;
+    void* pContext = nullptr;
+    int depth = 0;
+};
+
+// Never destroyed: destructors of static objects may log.
+SinkState& State()
+{
+    static SinkState& state = *new SinkState;
+    return state;
+}
+
+// The line as UTF-8: one newline at the end, and within the text for each "\r\n".
+std::string StreamText(const wchar_t* pszText)
+{
+    std::wstring text = pszText;
+    text.erase(text.find_last_not_of(L"\r\n") + 1);
+    for (size_t at = 0; (at = text.find(L"\r\n", at)) != std::wstring::npos;)
+        text.erase(at, 1);
+    text += L'\n';
+    ReplaceNonUnicode(text);
+
+    std::string utf8;
+    for (const wchar_t unit : text) {
+        char bytes[5] = {}; // no character takes more than 4
+        WtoUTF8(&unit, 1, bytes, 4, false);
+        utf8 += bytes;
+    }
+    return utf8;
+}
+
+void WriteToStream(const wchar_t* pszText)
+{
+    const std::string text = StreamText(pszText);
+    for (size_t written = 0; written < text.size();) {
+        const ssize_t result = write(STDERR_FILENO, text.data() + written, text.size() - written);
+        if (result > 0)
+            written += static_cast<size_t>(result);
+        else if (result == 0 || errno != EINTR)
+            return;
+    }
+}
+
+} // namespace
+
+void KXLog(const wchar_t* pszText)
+{
+    if (!pszText)
+        return;
+    SinkState& state = State();
+    const std::lock_guard lock(state.mutex);
+    if (!state.pfnSink || state.depth >= kMaxSinkDepth) {
+        WriteToStream(pszText);
+        return;
+    }
+    ++state.depth;
+    state.pfnSink(state.pContext, pszText);
+    --state.depth;
+}
+
+void KXLogEx(const wchar_t* pszFormat, ...)
+{
+    if (!pszFormat)
+        return;
+    va_list args;
+    va_start(args, pszFormat);
+    const std::wstring text = FormatWide(pszFormat, args);
+    va_end(args);
+    KXLog(text.c_str());
+}
+
+void KXLogSetSink(KXLogSink pfnSink, void* pContext)
+{
+    SinkState& state = State();
+    const std::lock_guard lock(state.mutex);
+    state.pfnSink = pfnSink;
+    state.pContext = pContext;
+}

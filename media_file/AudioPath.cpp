@@ -1,0 +1,159 @@
+// One audio block from the host to the job: converted if that was planned, then held to the host's clock. The position
+// reached is the count of bytes written; a block ahead of it is preceded by fill, one behind it loses its front.
+#include "Common/Numbers.h"
+#include "log/Log.h"
+#include "media_file/MediaFile.h"
+#include "media_file/Pacing.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace
+{
+
+constexpr int kBlankBufSize = 4096;
+constexpr int kBytesPerSample = 2; // of the source
+
+double Seconds(int64_t time)
+{
+    return static_cast<double>(time) / kTimeUnitsPerSecond;
+}
+
+unsigned char* BytesOf(const MEDIA_FRAME& frame)
+{
+    return static_cast<unsigned char*>(frame.audio.pData);
+}
+
+} // namespace
+
+int MediaFile::WriteAudioData(const MEDIA_FRAME* pFrame)
+{
+    if (!pFrame || pFrame->audio.nDataSize <= 0 || !pFrame->audio.pData)
+        return 0;
+    if (!m_pAudioConverter)
+        return PaceAudio(pFrame);
+
+    // The resample buffer doesn't grow: a block that would overfill it goes in slices.
+    const double dSourceBytesPerSecond = static_cast<double>(m_pAudioConverter->SourceRate()) *
+                                         std::max(1, m_pAudioConverter->SourceChannels()) * kBytesPerSample;
+    int nSum = 0;
+    MEDIA_FRAME slice = *pFrame;
+    for (int nDone = 0; nDone < pFrame->audio.nDataSize; nDone += slice.audio.nDataSize) {
+        const int64_t nLongest = int64_t{m_pAudioConverter->LongestBlock(kResampleBufSamples)} * kBytesPerSample;
+        const auto llDone = SaturatingTruncate<int64_t>(nDone / dSourceBytesPerSecond * kTimeUnitsPerSecond + 0.5);
+        slice.audio.pData = BytesOf(*pFrame) + nDone;
+        slice.audio.nDataSize = static_cast<int>(std::min<int64_t>(nLongest, pFrame->audio.nDataSize - nDone));
+        slice.llTimeStamp = SaturatingAdd(pFrame->llTimeStamp, llDone);
+        slice.llStreamTime = SaturatingAdd(pFrame->llStreamTime, llDone);
+        nSum = WrappingAdd(nSum, PaceAudio(GetResampleFrame(&slice)));
+    }
+    return nSum;
+}
+
+const MEDIA_FRAME* MediaFile::GetResampleFrame(const MEDIA_FRAME* pFrame)
+{
+    if (!m_pAudioConverter)
+        return pFrame;
+    m_pAudioConverter->Put(static_cast<const short*>(pFrame->audio.pData), pFrame->audio.nDataSize / kBytesPerSample);
+    const int nValid = std::min(m_pAudioConverter->GetValidSize(), kResampleBufSamples);
+    const int nGot = m_pAudioConverter->Get(m_pResampleBuf, nValid);
+
+    m_OutFrame = *pFrame;
+    m_OutFrame.audio.pData = m_pResampleBuf;
+    m_OutFrame.audio.nDataSize = 2 * nGot;
+    m_OutFrame.audio.nSampleRate = m_EncParam.audio.nSampleRate;
+    m_OutFrame.audio.nChannels = m_EncParam.audio.nChannels;
+    m_OutFrame.audio.nBitsPerSample = m_EncParam.audio.nBitsPerSample;
+    return &m_OutFrame;
+}
+
+int MediaFile::_WriteAudioData(const MEDIA_FRAME* pFrame)
+{
+    if (!pFrame)
+        return 0;
+    const int nResult = m_PluginMgr.WriteAudioData(pFrame);
+    m_llAudioBytes += pFrame->audio.nDataSize;
+    if (m_nBlockAlign > 0 && pFrame->audio.nDataSize >= m_nBlockAlign && pFrame->audio.pData)
+        std::memcpy(m_LastBlock, BytesOf(*pFrame) + pFrame->audio.nDataSize - m_nBlockAlign,
+                    static_cast<size_t>(m_nBlockAlign));
+    return nResult;
+}
+
+// Writes a block in the output format where it belongs on the clock.
+int MediaFile::PaceAudio(const MEDIA_FRAME* pFrame)
+{
+    if (m_PluginMgr.m_bNoPacing)
+        return _WriteAudioData(pFrame);
+    const EncodeParamAudio& format = m_EncParam.audio;
+    const std::optional<AudioRate> rate = RateOf(format);
+    if (!rate)
+        return 0;
+
+    const int64_t nGap = GapSamples(pFrame->llStreamTime, m_llAudioBytes, format, *rate);
+    if (nGap < 0)
+        return WriteLateBlock(*pFrame, *rate, -nGap);
+    if (nGap == 0 || m_nBlockAlign <= 0) // without a plan there is nothing to fill with
+        return _WriteAudioData(pFrame);
+
+    const int64_t nGapBytes = BytesOfSamples(nGap, format);
+    const int nFilled = FillGap(*pFrame, *rate, nGapBytes);
+    KXLogEx(L"Fill Blank Audio Data [%.03f sec/%d bytes] before %.03f sec.",
+            static_cast<double>(nGap) / static_cast<double>(rate->samplesPerSecond),
+            SaturatingTruncate<int>(static_cast<double>(nGapBytes)), Seconds(pFrame->llTimeStamp));
+    return WrappingAdd(nFilled, _WriteAudioData(pFrame));
+}
+
+// Repeats the last sample block written, in pieces from one buffer, with times that follow the position reached.
+int MediaFile::FillGap(const MEDIA_FRAME& frame, const AudioRate& rate, int64_t nGapBytes)
+{
+    if (!m_pBlankBuf)
+        m_pBlankBuf = new unsigned char[kBlankBufSize];
+    const int nBlocks = kBlankBufSize / m_nBlockAlign;
+    for (int i = 0; i < nBlocks; ++i)
+        std::memcpy(m_pBlankBuf + i * m_nBlockAlign, m_LastBlock, static_cast<size_t>(m_nBlockAlign));
+
+    int nSum = 0;
+    int64_t llPos = TimeOfBytes(m_llAudioBytes, rate);
+    for (int64_t nLeft = nGapBytes; nLeft > 0;) {
+        const auto nPiece = static_cast<int>(std::min<int64_t>(nLeft, nBlocks * m_nBlockAlign));
+        MEDIA_FRAME fill = frame;
+        fill.audio.pData = m_pBlankBuf;
+        fill.audio.nDataSize = nPiece;
+        fill.llTimeStamp = llPos;
+        fill.llStreamTime = llPos;
+        fill.nDuration = DurationOfBytes(nPiece, rate);
+        llPos = SaturatingAdd(llPos, fill.nDuration);
+        nSum = WrappingAdd(nSum, _WriteAudioData(&fill));
+        nLeft -= nPiece;
+    }
+    return nSum;
+}
+
+// The block starts nLate samples before the position reached. What overlaps is cut off; the rest starts later by the
+// time cut off, rounded down.
+int MediaFile::WriteLateBlock(const MEDIA_FRAME& frame, const AudioRate& rate, int64_t nLate)
+{
+    const EncodeParamAudio& format = m_EncParam.audio;
+    const auto dSamplesPerSecond = static_cast<double>(rate.samplesPerSecond);
+    const wchar_t* const pszMessage = L"Throw away Audio Data [%.03f sec] before %.02f sec.";
+    const int64_t nDropBytes = BytesOfSamples(nLate, format);
+    if (nDropBytes >= frame.audio.nDataSize) {
+        KXLogEx(pszMessage, frame.audio.nDataSize / (format.nBitsPerSample / 8) / dSamplesPerSecond,
+                Seconds(frame.llTimeStamp));
+        return 0;
+    }
+
+    const auto llCut =
+        SaturatingTruncate<int64_t>(static_cast<double>(nDropBytes) / rate.bytesPerSecond * kTimeUnitsPerSecond);
+    MEDIA_FRAME trimmed = frame;
+    trimmed.audio.pData = BytesOf(frame) + nDropBytes;
+    trimmed.audio.nDataSize -= static_cast<int>(nDropBytes);
+    trimmed.llTimeStamp = SaturatingAdd(frame.llTimeStamp, llCut);
+    trimmed.llStreamTime = SaturatingAdd(frame.llStreamTime, llCut);
+    const int nResult = _WriteAudioData(&trimmed);
+
+    // Only a cut of more than a millisecond is worth a line. The comparison has 32 bits.
+    if (WrappingMultiply(static_cast<int32_t>(nLate), 1000) > static_cast<int32_t>(rate.samplesPerSecond))
+        KXLogEx(pszMessage, static_cast<double>(nLate) / dSamplesPerSecond, Seconds(frame.llTimeStamp));
+    return nResult;
+}

@@ -1,0 +1,68 @@
+#include "media_file/Pacing.h"
+
+#include "Common/Numbers.h"
+
+#include <limits>
+
+namespace
+{
+
+// One period of the rate, truncated. Nothing if it doesn't fit 32 bits, as for 0 and NaN.
+std::optional<int32_t> FramePeriod(double rate)
+{
+    const double period = 1.0 / rate * kTimeUnitsPerSecond;
+    if (period > -2147483649.0 && period < 2147483648.0)
+        return static_cast<int32_t>(period);
+    return std::nullopt;
+}
+
+} // namespace
+
+int64_t CopiesDue(int64_t streamTime, double targetRate, int32_t framesOut)
+{
+    const double seconds = static_cast<double>(streamTime) / kTimeUnitsPerSecond;
+    return int64_t{SaturatingTruncate<int32_t>(seconds * targetRate + 0.5)} - framesOut + 1;
+}
+
+bool IsWrittenUnpaced(int64_t timeStamp, int64_t lastTime, double targetRate, double sourceRate)
+{
+    if (targetRate - sourceRate >= DefaultPrecision || lastTime == -1)
+        return true;
+    const std::optional<int32_t> minGap = FramePeriod(targetRate);
+    return !minGap || timeStamp >= SaturatingAdd(lastTime, *minGap);
+}
+
+std::optional<AudioRate> RateOf(const EncodeParamAudio& format)
+{
+    const int64_t samplesPerSecond = int64_t{format.nSampleRate} * format.nChannels;
+    int64_t bitsPerSecond = 0;
+    if (format.nBitsPerSample < 8 ||
+        __builtin_mul_overflow(samplesPerSecond, int64_t{format.nBitsPerSample}, &bitsPerSecond) || bitsPerSecond < 8)
+        return std::nullopt;
+    return AudioRate{samplesPerSecond, static_cast<double>(bitsPerSecond / 8)};
+}
+
+int64_t GapSamples(int64_t streamTime, int64_t bytesOut, const EncodeParamAudio& format, const AudioRate& rate)
+{
+    const double due = static_cast<double>(streamTime) / kTimeUnitsPerSecond;
+    const double reached = static_cast<double>(bytesOut) / rate.bytesPerSecond;
+    return int64_t{SaturatingTruncate<int32_t>((due - reached) * format.nSampleRate + 0.5)} * format.nChannels;
+}
+
+int64_t BytesOfSamples(int64_t samples, const EncodeParamAudio& format)
+{
+    int64_t bits = 0;
+    if (__builtin_mul_overflow(samples, int64_t{format.nBitsPerSample}, &bits))
+        return std::numeric_limits<int64_t>::max();
+    return bits / 8;
+}
+
+int64_t TimeOfBytes(int64_t bytes, const AudioRate& rate)
+{
+    return SaturatingTruncate<int64_t>(static_cast<double>(bytes) / rate.bytesPerSecond * kTimeUnitsPerSecond + 0.5);
+}
+
+int32_t DurationOfBytes(int bytes, const AudioRate& rate)
+{
+    return SaturatingTruncate<int32_t>(bytes / rate.bytesPerSecond * kTimeUnitsPerSecond + 0.5);
+}

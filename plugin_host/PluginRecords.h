@@ -1,0 +1,360 @@
+/* Records and function slots that cross the border between EncMgr, its plug-ins and its hosts.
+ *
+ * This header stands alone, as C11 and as C++, and is all that a plug-in includes. No record has a version or
+ * size field: both sides are built from this layout. On a 32-bit target the records have their wire layout; on
+ * a 64-bit target the same fields in the same order lie at natural alignment. The checks at the end hold both.
+ *
+ * A plug-in is a shared library in the host's PlugIns folder whose file name starts with "wp" and ends in
+ * ".dylib", and that exports GetEncoders, GetFileFormats, or both.
+ *
+ * Units: times and durations count 100 ns (10,000,000 to the second); -1 in a 64-bit time is "no such time yet".
+ * Rates are in Hz, sizes in pixels, bit rates in bits per second. Texts are zero-terminated 32-bit wide text.
+ */
+#ifndef ENCMGR_PLUGIN_RECORDS_H
+#define ENCMGR_PLUGIN_RECORDS_H
+
+#include <limits.h>
+#include <stddef.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* The unsigned 32-bit word of all records: FourCCs, flags and byte counts. */
+#if ULONG_MAX == 0xFFFFFFFFUL
+typedef unsigned long KXDWORD;
+#else
+typedef uint32_t KXDWORD;
+#endif
+
+/* A FourCC: the first character lies in the lowest byte. 0 is no code and ends every array keyed by FourCC. */
+#define KX_FOURCC(a, b, c, d)                                                                                          \
+    ((KXDWORD)(unsigned char)(a) | (KXDWORD)(unsigned char)(b) << 8 | (KXDWORD)(unsigned char)(c) << 16 |              \
+     (KXDWORD)(unsigned char)(d) << 24)
+
+/* ------------------------------------------------------------------------------------------------------------
+ * What a host fills in and plug-ins read
+ */
+
+/* EncodeParam.video: the output picture. A video revise slot may change it. */
+typedef struct EncodeParamVideo {
+    KXDWORD dwFourCC; /* video encoder */
+    int nWidth;       /* output picture, pixels */
+    int nHeight;
+    double dFrameRate; /* output frames per second; 0 takes the source's rate */
+    int nBitRate;      /* bits per second */
+    KXDWORD reserved1[2];
+    int nResizeMethod;  /* an IMAGE_RESIZE_METHOD: 0 stretch, 1 keep, 2 16:9, 3 4:3, 5 crop */
+    int nInterpolation; /* an IMAGE_INTERPOLATION: 0 default, 1 nearest, 2 bilinear */
+    KXDWORD reserved2[6];
+} EncodeParamVideo;
+
+/* EncodeParam.audio: the output audio. An audio revise slot may change it. */
+typedef struct EncodeParamAudio {
+    KXDWORD dwFourCC; /* audio encoder */
+    int nSampleRate;
+    int nChannels;
+    int nBitRate; /* bits per second */
+    KXDWORD reserved[2];
+    int nBitsPerSample; /* 16 wherever the library converts or paces */
+} EncodeParamAudio;
+
+/* Parameters of one job. The library works on a copy of its own, which plug-ins see and may change during the
+ * set-up; the copy lives as long as the job. The reserved words are carried along for host and plug-ins. */
+typedef struct EncodeParam {
+    EncodeParamVideo video;
+    EncodeParamAudio audio;
+    int bVideoDisabled; /* non-zero: the job has no video; the set-up sets it where there can be none */
+    int bAudioDisabled;
+    KXDWORD dwFileFourCC; /* file format; never 0 */
+} EncodeParam;
+
+/* The host's description of its source video. */
+typedef struct KXVideoInfo {
+    int width; /* pixels */
+    int height;
+    double framerate; /* frames per second; 0 if unknown */
+    KXDWORD reserved1;
+    int aspectx; /* display aspect of the picture, 16 and 9 say; 0 and 0: that of width and height */
+    int aspecty;
+    KXDWORD reserved2[3];
+} KXVideoInfo;
+
+/* The host's description of its source audio. */
+typedef struct KXAudioInfo {
+    int samplerate;
+    int channels;
+    int bitspersample;
+} KXAudioInfo;
+
+/* An audio block of a MEDIA_FRAME: raw samples, interleaved, in the format that the three words state. */
+typedef struct MEDIA_FRAME_AUDIO {
+    int nSampleRate;
+    int nChannels;
+    int nBitsPerSample;
+    void* pData;
+    int nDataSize;   /* bytes in pData, 0 for an empty block */
+    int nBufferSize; /* not read by the library */
+} MEDIA_FRAME_AUDIO;
+
+/* A picture of a MEDIA_FRAME: planar YUV 4:2:0 of 8 bits. pY has nHeight rows of nWidth bytes; pU and pV have
+ * (nHeight + 1) / 2 rows of (nWidth + 1) / 2 bytes each. A pitch is the bytes from row to row. */
+typedef struct MEDIA_FRAME_VIDEO {
+    KXDWORD reserved1[2];
+    unsigned char* pY;
+    unsigned char* pU;
+    unsigned char* pV;
+    KXDWORD reserved2;
+    int nWidth;
+    int nHeight;
+    int nPitchY;
+    int nPitchU;
+    int nPitchV;
+} MEDIA_FRAME_VIDEO;
+
+/* One block of audio or one picture. Whoever hands it over owns it and its buffers, and may reuse them when the
+ * call returns; plug-ins see it as const and only during the call. */
+typedef struct MEDIA_FRAME {
+    KXDWORD nFrameType; /* carried along; 3 marks the silence that drains an audio encoder */
+    union {
+        MEDIA_FRAME_AUDIO audio;
+        MEDIA_FRAME_VIDEO video;
+    };
+    KXDWORD reserved[2];
+    int64_t llTimeStamp;  /* the frame's own time, compared in a job without pacing */
+    int64_t llStreamTime; /* place on the host's clock, from 0 at the start of the file; paced jobs follow it */
+    int32_t nDuration;
+} MEDIA_FRAME;
+
+/* Handed by the host to FCCloseMediaFile and from there to pfnClose. What it reports is settled between host and
+ * format; the library itself never calls it. */
+typedef unsigned int (*FC_CLOSE_CALLBACK)(void* pParam, unsigned int n1, unsigned int n2, unsigned int n3);
+
+/* ------------------------------------------------------------------------------------------------------------
+ * What a plug-in exports
+ *
+ * Brackets say when the library calls a slot. All slots of one job are called on the thread that called the
+ * library; two jobs may share a record, so what belongs to a job lives behind its handle. Handles are the
+ * plug-in's own: the library stores them, passes them back, and takes null for failure.
+ */
+
+#define ENCODER_TYPE_AUDIO 0
+#define ENCODER_TYPE_VIDEO 1
+
+/* One encoder. GetEncoders returns an array of these that ends with dwFourCC 0.
+ *
+ * Required unless every format that names the encoder marks it inline: pfnCreate, pfnEncode, pfnDestroy.
+ * Optional, null if absent: all other slots. */
+typedef struct ENCODER_ITEM {
+    KXDWORD dwFourCC;
+    wchar_t szName[64];
+    wchar_t szDescription[128];
+    int nType; /* ENCODER_TYPE_AUDIO or ENCODER_TYPE_VIDEO */
+
+    /* [set-up, once a job, after the revise slot, never for an inline stream] Returns the encoder's handle. Null
+     * disables the stream, and the job goes on without it. */
+    void* (*pfnCreate)(KXDWORD dwFourCC, EncodeParam* pParam);
+
+    /* [each block or frame] Encodes one frame and leaves at *ppOut (audio: and *pnOut) what the format's write
+     * slot is to receive; both are 0 on entry, and 0 goes on to the format too. What they point at stays the
+     * encoder's and holds until the write slot returns. pnOut is null for video. The result isn't read. */
+    int (*pfnEncode)(void* hEncoder, const MEDIA_FRAME* pFrame, void** ppOut, KXDWORD* pnOut);
+
+    /* [close, audio only, once] Bytes of raw audio that are needed to push out what the encoder holds; the
+     * library then encodes one frame of that much silence. 0 or less: none. */
+    int (*pfnGetDelay)(void* hEncoder);
+
+    /* [close, last of all] */
+    void (*pfnDestroy)(void* hEncoder);
+
+    /* [close, audio, after the silence] Two values for the format's pfnSetAudioExtra; 0 on entry. */
+    void (*pfnGetAudioExtra)(void* hEncoder, void** ppValue1, KXDWORD* pnValue2);
+
+    /* [close, video, after the audio's extra values] Four values for pfnSetVideoExtra; 0 on entry. */
+    void (*pfnGetVideoExtra)(void* hEncoder, uintptr_t* pValue1, uintptr_t* pValue2, uintptr_t* pValue3,
+                             uintptr_t* pValue4);
+
+    /* [set-up, before pfnCreate, inline streams too] May change the parameters; 0 refuses them and the job. */
+    int (*pfnReviseAudio)(EncodeParamAudio* pAudio);
+    int (*pfnReviseVideo)(EncodeParam* pParam);
+} ENCODER_ITEM;
+
+/* One entry of a format's list of encoders; the list ends with dwFourCC 0, and its order is the host's menu. */
+typedef struct ENCODER_MODE {
+    KXDWORD dwFourCC; /* an encoder of this or any other plug-in */
+    KXDWORD bInline;  /* non-zero: the format encodes this stream itself, its write slot takes raw frames */
+} ENCODER_MODE;
+
+/* FILEFORMAT_ITEM.dwFlags: the job is not paced against llStreamTime. */
+#define FFF_NOPACING 1u
+
+/* One file format. GetFileFormats returns an array of these that ends with dwFourCC 0.
+ *
+ * Required: pfnCreate, pfnClose, and the write slot of each stream that has a list of modes.
+ * Optional, null if absent: the two lists (a format without one has no such stream) and the extra slots. */
+typedef struct FILEFORMAT_ITEM {
+    KXDWORD dwFourCC;
+    wchar_t szShortName[10];
+    wchar_t szName[64];
+    wchar_t szDescription[128];
+    const ENCODER_MODE* pAudioModes; /* stays in place until the plug-in is unloaded */
+    const ENCODER_MODE* pVideoModes;
+
+    /* [set-up, once a job, after both encoders] bVideoDisabled and bAudioDisabled are final. Null fails the job. */
+    void* (*pfnCreate)(const wchar_t* pszPath, EncodeParam* pParam);
+
+    /* [each block] Encoded: the two values that pfnEncode left. Inline: a const MEDIA_FRAME* and 0. The result goes
+     * up to the host, added up where one call of the host's makes several writes. */
+    int (*pfnWriteAudio)(void* hFile, const void* pData, KXDWORD nData);
+
+    /* [each frame written] Encoded: the value that pfnEncode left. Inline: a const MEDIA_FRAME*. Result as above. */
+    int (*pfnWriteVideo)(void* hFile, const void* pData);
+
+    /* [close, once, after all writes and extra values, before any encoder is destroyed] */
+    void (*pfnClose)(void* hFile, FC_CLOSE_CALLBACK pfnCallback, void* pCallbackParam);
+
+    /* [close, if the encoder has the matching get slot] */
+    void (*pfnSetAudioExtra)(void* hFile, void* pValue1, KXDWORD nValue2);
+    void (*pfnSetVideoExtra)(void* hFile, uintptr_t nValue1, uintptr_t nValue2, uintptr_t nValue3, uintptr_t nValue4);
+
+    KXDWORD dwFlags; /* FFF_NOPACING */
+} FILEFORMAT_ITEM;
+
+/* A plug-in's exports: GetEncoders first, then GetFileFormats, once each time the plug-in is loaded. Null is an
+ * empty array. The records are copied at once; what they point at stays in place until the plug-in is unloaded. */
+typedef const ENCODER_ITEM* (*PFN_GetEncoders)(void);
+typedef const FILEFORMAT_ITEM* (*PFN_GetFileFormats)(void);
+
+/* ------------------------------------------------------------------------------------------------------------
+ * The public catalogue, read by the host
+ */
+
+typedef struct ENCODER_INFO {
+    KXDWORD dwFourCC;
+    wchar_t szName[64];
+    wchar_t szDescription[128];
+} ENCODER_INFO;
+
+/* One file format and those of its encoders that are present. The arrays have no terminator. */
+typedef struct FILEFORMAT_INFO {
+    KXDWORD dwFourCC;
+    wchar_t szShortName[10];
+    wchar_t szName[64];
+    wchar_t szDescription[128];
+    int nAudioEncoders;
+    int nVideoEncoders;
+    ENCODER_INFO** ppAudioEncoders; /* may be null when the count is 0 */
+    ENCODER_INFO** ppVideoEncoders;
+} FILEFORMAT_INFO;
+
+#ifdef __cplusplus
+}
+#endif
+
+/* ------------------------------------------------------------------------------------------------------------
+ * The layout, held by the compiler
+ */
+#ifdef __cplusplus
+#define KX_LAYOUT(condition) static_assert(condition, #condition)
+#else
+#define KX_LAYOUT(condition) _Static_assert(condition, #condition)
+#endif
+#define KX_AT(record, field, offset32, offset64)                                                                       \
+    KX_LAYOUT(offsetof(record, field) == (sizeof(void*) == 4 ? (offset32) : (offset64)))
+#define KX_SIZE(record, size32, size64) KX_LAYOUT(sizeof(record) == (sizeof(void*) == 4 ? (size32) : (size64)))
+
+KX_SIZE(KXDWORD, 4, 4);
+KX_SIZE(wchar_t, 4, 4);
+
+KX_SIZE(EncodeParam, 104, 112);
+KX_AT(EncodeParam, video.nWidth, 4, 4);
+KX_AT(EncodeParam, video.nHeight, 8, 8);
+KX_AT(EncodeParam, video.dFrameRate, 12, 16);
+KX_AT(EncodeParam, video.nBitRate, 20, 24);
+KX_AT(EncodeParam, video.nResizeMethod, 32, 36);
+KX_AT(EncodeParam, video.nInterpolation, 36, 40);
+KX_AT(EncodeParam, audio, 64, 72);
+KX_AT(EncodeParam, audio.nSampleRate, 68, 76);
+KX_AT(EncodeParam, audio.nChannels, 72, 80);
+KX_AT(EncodeParam, audio.nBitRate, 76, 84);
+KX_AT(EncodeParam, audio.nBitsPerSample, 88, 96);
+KX_AT(EncodeParam, bVideoDisabled, 92, 100);
+KX_AT(EncodeParam, bAudioDisabled, 96, 104);
+KX_AT(EncodeParam, dwFileFourCC, 100, 108);
+
+KX_SIZE(KXVideoInfo, 40, 40);
+KX_AT(KXVideoInfo, height, 4, 4);
+KX_AT(KXVideoInfo, framerate, 8, 8);
+KX_AT(KXVideoInfo, aspectx, 20, 20);
+KX_AT(KXVideoInfo, aspecty, 24, 24);
+
+KX_SIZE(KXAudioInfo, 12, 12);
+KX_AT(KXAudioInfo, channels, 4, 4);
+KX_AT(KXAudioInfo, bitspersample, 8, 8);
+
+KX_SIZE(MEDIA_FRAME, 76, 96);
+KX_AT(MEDIA_FRAME, audio.nSampleRate, 4, 8);
+KX_AT(MEDIA_FRAME, audio.nChannels, 8, 12);
+KX_AT(MEDIA_FRAME, audio.nBitsPerSample, 12, 16);
+KX_AT(MEDIA_FRAME, audio.pData, 16, 24);
+KX_AT(MEDIA_FRAME, audio.nDataSize, 20, 32);
+KX_AT(MEDIA_FRAME, audio.nBufferSize, 24, 36);
+KX_AT(MEDIA_FRAME, video.pY, 12, 16);
+KX_AT(MEDIA_FRAME, video.pU, 16, 24);
+KX_AT(MEDIA_FRAME, video.pV, 20, 32);
+KX_AT(MEDIA_FRAME, video.nWidth, 28, 44);
+KX_AT(MEDIA_FRAME, video.nHeight, 32, 48);
+KX_AT(MEDIA_FRAME, video.nPitchY, 36, 52);
+KX_AT(MEDIA_FRAME, video.nPitchU, 40, 56);
+KX_AT(MEDIA_FRAME, video.nPitchV, 44, 60);
+KX_AT(MEDIA_FRAME, llTimeStamp, 56, 72);
+KX_AT(MEDIA_FRAME, llStreamTime, 64, 80);
+KX_AT(MEDIA_FRAME, nDuration, 72, 88);
+
+KX_SIZE(ENCODER_ITEM, 808, 840);
+KX_AT(ENCODER_ITEM, szName, 4, 4);
+KX_AT(ENCODER_ITEM, szDescription, 260, 260);
+KX_AT(ENCODER_ITEM, nType, 772, 772);
+KX_AT(ENCODER_ITEM, pfnCreate, 776, 776);
+KX_AT(ENCODER_ITEM, pfnEncode, 780, 784);
+KX_AT(ENCODER_ITEM, pfnGetDelay, 784, 792);
+KX_AT(ENCODER_ITEM, pfnDestroy, 788, 800);
+KX_AT(ENCODER_ITEM, pfnGetAudioExtra, 792, 808);
+KX_AT(ENCODER_ITEM, pfnGetVideoExtra, 796, 816);
+KX_AT(ENCODER_ITEM, pfnReviseAudio, 800, 824);
+KX_AT(ENCODER_ITEM, pfnReviseVideo, 804, 832);
+
+KX_SIZE(ENCODER_MODE, 8, 8);
+KX_AT(ENCODER_MODE, bInline, 4, 4);
+
+KX_SIZE(FILEFORMAT_ITEM, 848, 888);
+KX_AT(FILEFORMAT_ITEM, szShortName, 4, 4);
+KX_AT(FILEFORMAT_ITEM, szName, 44, 44);
+KX_AT(FILEFORMAT_ITEM, szDescription, 300, 300);
+KX_AT(FILEFORMAT_ITEM, pAudioModes, 812, 816);
+KX_AT(FILEFORMAT_ITEM, pVideoModes, 816, 824);
+KX_AT(FILEFORMAT_ITEM, pfnCreate, 820, 832);
+KX_AT(FILEFORMAT_ITEM, pfnWriteAudio, 824, 840);
+KX_AT(FILEFORMAT_ITEM, pfnWriteVideo, 828, 848);
+KX_AT(FILEFORMAT_ITEM, pfnClose, 832, 856);
+KX_AT(FILEFORMAT_ITEM, pfnSetAudioExtra, 836, 864);
+KX_AT(FILEFORMAT_ITEM, pfnSetVideoExtra, 840, 872);
+KX_AT(FILEFORMAT_ITEM, dwFlags, 844, 880);
+
+KX_SIZE(ENCODER_INFO, 772, 772);
+KX_AT(ENCODER_INFO, szDescription, 260, 260);
+
+KX_SIZE(FILEFORMAT_INFO, 828, 840);
+KX_AT(FILEFORMAT_INFO, szName, 44, 44);
+KX_AT(FILEFORMAT_INFO, szDescription, 300, 300);
+KX_AT(FILEFORMAT_INFO, nAudioEncoders, 812, 812);
+KX_AT(FILEFORMAT_INFO, nVideoEncoders, 816, 816);
+KX_AT(FILEFORMAT_INFO, ppAudioEncoders, 820, 824);
+KX_AT(FILEFORMAT_INFO, ppVideoEncoders, 824, 832);
+
+#undef KX_AT
+#undef KX_SIZE
+#undef KX_LAYOUT
+
+#endif /* ENCMGR_PLUGIN_RECORDS_H */

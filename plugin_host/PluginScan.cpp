@@ -1,0 +1,242 @@
+// The catalogue: finds the plug-ins, loads them, and keeps what they offer in a private form with the function slots
+// and a public one without.
+#include "log/Log.h"
+#include "plugin_host/PluginMgr.h"
+#include "text/FourCC.h"
+#include "text/Utf.h"
+
+#include <cstring>
+#include <dirent.h>
+#include <dlfcn.h>
+#include <string>
+
+std::vector<void*> PluginMgr::m_arModule;
+std::vector<ENCODER_ITEM> PluginMgr::m_arEncoder;
+std::vector<FILEFORMAT_ITEM> PluginMgr::m_arFileFormat;
+ENCODER_INFO* PluginMgr::m_pEncInfo = nullptr;
+FILEFORMAT_INFO* PluginMgr::m_pFileFormatInfo = nullptr;
+
+namespace
+{
+
+// Units of every path and text buffer of the scan. Conversions fill one less, so that a cut text still ends.
+constexpr int kBufferUnits = 512;
+constexpr int kTextUnits = kBufferUnits - 1;
+
+constexpr char kFolderName[] = "/PlugIns/";
+constexpr char kPrefix[] = "wp";
+constexpr char kSuffix[] = ".dylib"; // the same on every platform
+
+// Puts the plug-in folder, with its trailing "/", into szFolder. False if it doesn't fit.
+bool PluginFolder(char (&szFolder)[kBufferUnits])
+{
+    wchar_t szAppPath[kBufferUnits] = {};
+    GetAppPath(szAppPath, kTextUnits);
+    WtoUTF8(szAppPath, -1, szFolder, kTextUnits, false);
+    // A path that the conversion had to cut leaves no room here either.
+    const size_t length = std::strlen(szFolder);
+    if (length + sizeof(kFolderName) > kBufferUnits)
+        return false;
+    std::memcpy(szFolder + length, kFolderName, sizeof(kFolderName));
+    return true;
+}
+
+bool HasPluginName(const char* pszName)
+{
+    const char* pszSuffix = std::strrchr(pszName, '.');
+    return pszSuffix && std::strcmp(pszSuffix, kSuffix) == 0 && std::strncmp(pszName, kPrefix, 2) == 0;
+}
+
+// The loader's last error, or an empty text. Any further loader call loses it, one made by a log sink too, so it is
+// taken before anything is logged.
+struct LoaderError {
+    wchar_t szText[kBufferUnits] = {};
+
+    LoaderError()
+    {
+        if (const char* pszError = dlerror())
+            UTF8toW(pszError, -1, szText, kTextUnits, false);
+    }
+};
+
+// Calls a plug-in's export and appends the records it returns. Returns whether there were any.
+template <class Item>
+bool TakeRecords(void* hModule, const char* pszExport, const wchar_t* pszMessage, const char* pszFile,
+                 std::vector<Item>& arItem)
+{
+    const auto pfnGet = reinterpret_cast<const Item* (*)()>(dlsym(hModule, pszExport));
+    const Item* pItem = pfnGet ? pfnGet() : nullptr;
+    if (!pItem)
+        return false;
+    bool bFound = false;
+    for (; pItem->dwFourCC != 0; ++pItem) {
+        arItem.push_back(*pItem);
+        wchar_t szFourCC[5] = {};
+        KXLogEx(pszMessage, FourCC2StrW(szFourCC, pItem->dwFourCC), pszFile);
+        bFound = true;
+    }
+    return bFound;
+}
+
+void LoadPlugin(const char* pszFile)
+{
+    void* hModule = dlopen(pszFile, RTLD_LAZY);
+    if (!hModule) {
+        const LoaderError error;
+        KXLogEx(L"***Failed to Load Plugin[%s].", pszFile);
+        KXLog(error.szText);
+        return;
+    }
+    bool bFound =
+        TakeRecords(hModule, "GetEncoders", L"Found Encoder Plugin[%ls][%s].", pszFile, PluginMgr::m_arEncoder);
+    bFound |= TakeRecords(hModule, "GetFileFormats", L"Found File Format Plugin[%ls][%s].", pszFile,
+                          PluginMgr::m_arFileFormat);
+    if (bFound) {
+        PluginMgr::m_arModule.push_back(hModule);
+        return;
+    }
+    KXLog(LoaderError().szText);
+    dlclose(hModule);
+    KXLogEx(L"***Without Plugin Info in [%s]", pszFile);
+}
+
+void LoadFolder(DIR* pDir, const char* pszFolder)
+{
+    const size_t folderLength = std::strlen(pszFolder);
+    while (const dirent* pEntry = readdir(pDir)) {
+        if (!HasPluginName(pEntry->d_name))
+            continue;
+        const size_t nameLength = std::strlen(pEntry->d_name);
+        if (folderLength + nameLength >= kBufferUnits) {
+            KXLogEx(L"***Failed to Load Plugin[%s].", (std::string(pszFolder) + pEntry->d_name).c_str());
+            continue;
+        }
+        char szFile[kBufferUnits] = {};
+        std::memcpy(szFile, pszFolder, folderLength);
+        std::memcpy(szFile + folderLength, pEntry->d_name, nameLength);
+        LoadPlugin(szFile);
+    }
+}
+
+ENCODER_INFO* MakeEncoderTable(const std::vector<ENCODER_ITEM>& arEncoder)
+{
+    if (arEncoder.empty())
+        return nullptr;
+    ENCODER_INFO* pTable = new ENCODER_INFO[arEncoder.size() + 1]();
+    for (size_t i = 0; i < arEncoder.size(); ++i) {
+        pTable[i].dwFourCC = arEncoder[i].dwFourCC;
+        std::memcpy(pTable[i].szName, arEncoder[i].szName, sizeof(pTable[i].szName));
+        std::memcpy(pTable[i].szDescription, arEncoder[i].szDescription, sizeof(pTable[i].szDescription));
+    }
+    return pTable;
+}
+
+// The encoders of a format's list that are present, in the order of the list.
+std::vector<ENCODER_INFO*> PresentEncoders(const ENCODER_MODE* pModes, ENCODER_INFO* pEncoders)
+{
+    std::vector<ENCODER_INFO*> arPresent;
+    for (; pModes && pEncoders && pModes->dwFourCC != 0; ++pModes) {
+        ENCODER_INFO* pEncoder = pEncoders;
+        while (pEncoder->dwFourCC != 0 && pEncoder->dwFourCC != pModes->dwFourCC)
+            ++pEncoder;
+        if (pEncoder->dwFourCC != 0)
+            arPresent.push_back(pEncoder);
+    }
+    return arPresent;
+}
+
+ENCODER_INFO** MakeArray(const std::vector<ENCODER_INFO*>& arPresent)
+{
+    if (arPresent.empty())
+        return nullptr;
+    ENCODER_INFO** ppArray = new ENCODER_INFO*[arPresent.size()];
+    std::memcpy(ppArray, arPresent.data(), arPresent.size() * sizeof(*ppArray));
+    return ppArray;
+}
+
+// A format without any present encoder is left out; it can still be chosen by its FourCC.
+FILEFORMAT_INFO* MakeFormatTable(const std::vector<FILEFORMAT_ITEM>& arFormat, ENCODER_INFO* pEncoders)
+{
+    if (arFormat.empty())
+        return nullptr;
+    FILEFORMAT_INFO* pTable = new FILEFORMAT_INFO[arFormat.size() + 1]();
+    FILEFORMAT_INFO* pOut = pTable;
+    for (const FILEFORMAT_ITEM& item : arFormat) {
+        const auto arAudio = PresentEncoders(item.pAudioModes, pEncoders);
+        const auto arVideo = PresentEncoders(item.pVideoModes, pEncoders);
+        if (arAudio.empty() && arVideo.empty())
+            continue;
+        pOut->dwFourCC = item.dwFourCC;
+        std::memcpy(pOut->szShortName, item.szShortName, sizeof(pOut->szShortName));
+        std::memcpy(pOut->szName, item.szName, sizeof(pOut->szName));
+        std::memcpy(pOut->szDescription, item.szDescription, sizeof(pOut->szDescription));
+        pOut->nAudioEncoders = static_cast<int>(arAudio.size());
+        pOut->nVideoEncoders = static_cast<int>(arVideo.size());
+        pOut->ppAudioEncoders = MakeArray(arAudio);
+        pOut->ppVideoEncoders = MakeArray(arVideo);
+        ++pOut;
+    }
+    return pTable;
+}
+
+template <class Item> Item* FindFourCC(std::vector<Item>& arItem, KXDWORD dwFourCC)
+{
+    for (Item& item : arItem)
+        if (item.dwFourCC == dwFourCC)
+            return &item;
+    return nullptr;
+}
+
+} // namespace
+
+int PluginMgr::InitPlugins()
+{
+    UninitPlugins();
+
+    char szFolder[kBufferUnits] = {};
+    DIR* pDir = PluginFolder(szFolder) ? opendir(szFolder) : nullptr;
+    if (!pDir) {
+        KXLogEx(L"PluginMgr::InitPlugins() Failed to open the plugin path[%s]\r\n", szFolder);
+        return 0;
+    }
+    LoadFolder(pDir, szFolder);
+    closedir(pDir);
+
+    m_pEncInfo = MakeEncoderTable(m_arEncoder);
+    m_pFileFormatInfo = MakeFormatTable(m_arFileFormat, m_pEncInfo);
+    KXLog(L"End of InitPlugins()");
+    return 1;
+}
+
+void PluginMgr::UninitPlugins()
+{
+    for (void* hModule : m_arModule)
+        dlclose(hModule);
+    m_arModule.clear();
+    m_arEncoder.clear();
+    m_arFileFormat.clear();
+
+    for (FILEFORMAT_INFO* pInfo = m_pFileFormatInfo; pInfo && pInfo->dwFourCC != 0; ++pInfo) {
+        delete[] pInfo->ppAudioEncoders;
+        delete[] pInfo->ppVideoEncoders;
+    }
+    delete[] m_pFileFormatInfo;
+    m_pFileFormatInfo = nullptr;
+    delete[] m_pEncInfo;
+    m_pEncInfo = nullptr;
+}
+
+const FILEFORMAT_INFO* PluginMgr::GetFileFormatInfos()
+{
+    return m_pFileFormatInfo;
+}
+
+FILEFORMAT_ITEM* FindFileFormat(std::vector<FILEFORMAT_ITEM>& arFileFormat, KXDWORD dwFourCC)
+{
+    return FindFourCC(arFileFormat, dwFourCC);
+}
+
+ENCODER_ITEM* FindEncoderInfo(std::vector<ENCODER_ITEM>& arEncoder, KXDWORD dwFourCC)
+{
+    return FindFourCC(arEncoder, dwFourCC);
+}
