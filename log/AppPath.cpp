@@ -2,6 +2,7 @@
 #include "text/Utf.h"
 
 #include <algorithm>
+#include <climits>
 #include <cwchar>
 #include <mutex>
 #include <string>
@@ -26,12 +27,9 @@ AppPathState& State()
 // Empty if it can't be told, or isn't UTF-8.
 std::wstring ExecutableFolder()
 {
-    std::string path(256, '\0');
-    ssize_t length;
-    while ((length = readlink("/proc/self/exe", path.data(), path.size())) ==
-           static_cast<ssize_t>(path.size()))
-        path.resize(path.size() * 2); // it may have been cut
-    path.resize(static_cast<size_t>(std::max<ssize_t>(length, 0)));
+    char szPath[PATH_MAX];
+    const ssize_t length = readlink("/proc/self/exe", szPath, sizeof(szPath)); // without a terminator
+    std::string path(szPath, static_cast<size_t>(std::max<ssize_t>(length, 0)));
     path.erase(std::min(path.rfind('/'), path.size()));
 
     std::wstring wide(path.size() + 1, L'\0'); // a character has at least one byte

@@ -179,8 +179,7 @@ private:
         case L'A':
             if (directive.length == Length::L)
                 return PrintNumber(directive, "L", va_arg(m_args, long double));
-            return (plain || directive.length == Length::l) &&
-                   PrintNumber(directive, "", va_arg(m_args, double));
+            return (plain || directive.length == Length::l) && PrintNumber(directive, "", va_arg(m_args, double));
         case L'p':
             return plain && PrintNumber(directive, "", va_arg(m_args, void*));
         default:
@@ -235,8 +234,7 @@ private:
     // Has snprintf print the number, with the directive rebuilt around the length modifier of Number.
     template <class Number> bool PrintNumber(const Directive& directive, const char* pszLength, Number number)
     {
-        const std::string format =
-            "%" + directive.flags + "*.*" + pszLength + static_cast<char>(directive.conversion);
+        const std::string format = "%" + directive.flags + "*.*" + pszLength + static_cast<char>(directive.conversion);
         const auto print = [&](char* pBuffer, size_t size) {
             return std::snprintf(pBuffer, size, format.c_str(), directive.width, directive.precision, number);
         };
@@ -289,8 +287,7 @@ private:
 
     static size_t MaxUnits(const Directive& directive)
     {
-        return directive.precision < 0 ? std::numeric_limits<size_t>::max()
-                                       : static_cast<size_t>(directive.precision);
+        return directive.precision < 0 ? std::numeric_limits<size_t>::max() : static_cast<size_t>(directive.precision);
     }
 
     const wchar_t* m_p; // the next character of the format

@@ -128,7 +128,9 @@ typedef struct MEDIA_FRAME {
 } MEDIA_FRAME;
 
 /* Handed by the host to FCCloseMediaFile and from there to pfnClose. What it reports is settled between host and
- * format; the library itself never calls it. */
+ * format; the library itself never calls it. The formats that come with the library call it once when the file is
+ * closed, and a host may count on no more: n1 is 0 if the file is complete and every write succeeded, else 1; n2 counts
+ * the pictures in the file, n3 the milliseconds of audio. The result isn't read. */
 typedef unsigned int (*FC_CLOSE_CALLBACK)(void* pParam, unsigned int n1, unsigned int n2, unsigned int n3);
 
 /* ------------------------------------------------------------------------------------------------------------

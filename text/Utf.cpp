@@ -128,7 +128,7 @@ ConversionResult ConvertUTF8toUTF32(const unsigned char* pSrc, const unsigned ch
 
 ConversionResult WtoUTF8(const wchar_t* pszSrc, int nSrcLen, char* pszDst, int nDstLen, bool bStrict)
 {
-    if (!pszSrc || nSrcLen < -1)
+    if (nSrcLen < -1 || (!pszSrc && nSrcLen != 0))
         return sourceIllegal;
     const size_t length = nSrcLen == -1 ? std::wcslen(pszSrc) + 1 : static_cast<size_t>(nSrcLen);
     unsigned char* const pDst = reinterpret_cast<unsigned char*>(pszDst);
@@ -137,7 +137,7 @@ ConversionResult WtoUTF8(const wchar_t* pszSrc, int nSrcLen, char* pszDst, int n
 
 ConversionResult UTF8toW(const char* pszSrc, int nSrcLen, wchar_t* pszDst, int nDstLen, bool bStrict)
 {
-    if (!pszSrc || nSrcLen < -1)
+    if (nSrcLen < -1 || (!pszSrc && nSrcLen != 0))
         return sourceIllegal;
     const size_t length = nSrcLen == -1 ? std::strlen(pszSrc) + 1 : static_cast<size_t>(nSrcLen);
     const unsigned char* const pSrc = reinterpret_cast<const unsigned char*>(pszSrc);

@@ -1,0 +1,18 @@
+// wpav: encoders of libavcodec, file formats of libavformat.
+
+#include "Export.h"
+#include "Tables.h"
+
+extern "C" {
+
+ENCMGR_API const ENCODER_ITEM* GetEncoders()
+{
+    return EncoderItems();
+}
+
+ENCMGR_API const FILEFORMAT_ITEM* GetFileFormats()
+{
+    return FormatItems();
+}
+
+} // extern "C"

@@ -1,0 +1,63 @@
+// What the video and the audio encoder have in common: a libavcodec context, and the packets that come out of it.
+#ifndef ENCMGR_PLUGINS_AV_ENCODER_H
+#define ENCMGR_PLUGINS_AV_ENCODER_H
+
+#include "Av.h"
+#include "Tables.h"
+
+#include <string>
+#include <vector>
+
+// What one call leaves for the file format. An encoder may hold back what it took, so a frame that was taken well may
+// come with no packet, and a later one with several.
+struct EncodedPackets {
+    bool accepted = false;       // false: the frame is lost
+    size_t count = 0;            // the first packets of the pool are valid
+    std::vector<PacketPtr> pool; // keeps its packets from call to call
+};
+
+class Encoder
+{
+public:
+    Encoder(const Encoder&) = delete;
+    Encoder& operator=(const Encoder&) = delete;
+    virtual ~Encoder();
+
+    // A job's open encoder, or null if the job has none of this plug-in's. The file format takes from it what goes
+    // into its header. Any thread; valid until the job's encoders are destroyed.
+    static const Encoder* OfJob(const EncodeParam* pJob, int type);
+
+    const EncoderEntry& Entry() const { return m_entry; }
+    const AVCodecContext& Context() const { return *m_context; }
+
+protected:
+    Encoder(const EncoderEntry& entry, const EncodeParam* pJob);
+
+    // Opens m_context with options, and makes it known to the file format of the job. Options that the encoder refuses
+    // for just this picture give way to its own defaults. False, with a log line, if it can't be opened at all.
+    bool Open(const std::string& options);
+
+    // Sets what the job demands in a context that isn't open yet.
+    virtual void Prepare(AVCodecContext& context) const = 0;
+
+    // A call's packets: none, then what each Encode adds. Encode sends a frame, or null at the end; it is false, with
+    // a log line, if that failed.
+    void BeginPackets() { m_packets.count = 0; }
+    bool Encode(const AVFrame* frame);
+
+    void Log(const wchar_t* what, int error) const;
+
+    const EncodeParam& Job() const { return *m_job; }
+    AVCodecContext& OpenContext() { return *m_context; }
+
+    EncodedPackets m_packets;
+
+private:
+    int TryOpen(const std::string& options, int logLevelOffset);
+
+    const EncoderEntry& m_entry;
+    const EncodeParam* const m_job;
+    CodecContextPtr m_context;
+};
+
+#endif // ENCMGR_PLUGINS_AV_ENCODER_H

@@ -1,0 +1,231 @@
+#include "Encoder.h"
+#include "Slots.h"
+#include "log/Log.h"
+#include "plugins/support/Text.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace
+{
+
+// One file being written.
+//
+// Close callback: n1 is 0 if the file is complete and every write succeeded, otherwise 1; n2 counts the pictures in
+// the file; n3 is the length of its audio in milliseconds. The result isn't read.
+class Muxer
+{
+public:
+    explicit Muxer(const ContainerEntry& container) : m_container(container) {}
+
+    // Adds a stream for each encoder of the job. False, with a log line, if the file can't be made.
+    bool Open(const wchar_t* path, const EncodeParam* pJob);
+
+    // Whether the frame that the packets came from was taken and they were all written.
+    bool Write(int type, const EncodedPackets* packets);
+
+    // Writes what is left. Whether the file is complete.
+    bool Close();
+
+    unsigned int Pictures() const { return m_pictures; }
+    unsigned int AudioMilliseconds() const;
+
+private:
+    struct Stream {
+        AVStream* stream = nullptr;
+        AVRational timeBase{}; // of the encoder's packets
+    };
+
+    bool AddStream(const EncodeParam* pJob, int type);
+    int WritePacket(int type, const AVPacket& encoded);
+    bool Fail(const wchar_t* what, int error);
+
+    const ContainerEntry& m_container;
+    std::wstring m_path;
+    FormatContextPtr m_format;
+    PacketPtr m_packet;
+    Stream m_streams[2]; // by ENCODER_TYPE_AUDIO and ENCODER_TYPE_VIDEO
+    unsigned int m_pictures = 0;
+    int64_t m_audioEnd = 0; // in the encoder's time base
+    bool m_complete = true;
+    bool m_failureLogged = false;
+};
+
+bool Muxer::Open(const wchar_t* path, const EncodeParam* pJob)
+{
+    m_path = path ? path : L"";
+    const auto narrow = Utf8Path(path);
+    if (!narrow) {
+        KXLog(L"wpav: the path is empty or isn't Unicode text.");
+        return false;
+    }
+    if (pJob->bVideoDisabled && pJob->bAudioDisabled) {
+        KXLogEx(L"wpav: [%ls] would have neither video nor audio.", m_path.c_str());
+        return false;
+    }
+    // The scheme keeps a name with a colon from being taken for an address.
+    const std::string url = "file:" + *narrow;
+    AVFormatContext* format = nullptr;
+    int result = avformat_alloc_output_context2(&format, MuxerOf(m_container), nullptr, url.c_str());
+    m_format.reset(format);
+    m_packet.reset(av_packet_alloc());
+    if (result < 0 || !m_packet)
+        return Fail(L"can't make", result < 0 ? result : AVERROR(ENOMEM));
+    m_format->strict_std_compliance = FF_COMPLIANCE_EXPERIMENTAL; // what Holds admits, FLAC in MP4 say
+    if (m_container.Has(kSequenceOnly))
+        m_format->avoid_negative_ts = 0; // a shift would put empty pictures in front
+
+    if (!pJob->bVideoDisabled && !AddStream(pJob, ENCODER_TYPE_VIDEO))
+        return false;
+    if (!pJob->bAudioDisabled && !AddStream(pJob, ENCODER_TYPE_AUDIO))
+        return false;
+    result = avio_open(&m_format->pb, url.c_str(), AVIO_FLAG_WRITE);
+    if (result >= 0)
+        result = avformat_write_header(m_format.get(), nullptr);
+    return result >= 0 || Fail(L"can't make", result);
+}
+
+bool Muxer::AddStream(const EncodeParam* pJob, int type)
+{
+    const wchar_t* const kind = type == ENCODER_TYPE_VIDEO ? L"video" : L"audio";
+    const Encoder* encoder = Encoder::OfJob(pJob, type);
+    if (!encoder) {
+        KXLogEx(L"wpav: %ls takes no %ls from another plug-in's encoder.", m_container.name, kind);
+        return false;
+    }
+    const AVCodecContext& context = encoder->Context();
+    if (!Holds(m_container, context.codec_id)) {
+        KXLogEx(L"wpav: %ls can't hold %ls.", m_container.name, encoder->Entry().name);
+        return false;
+    }
+    AVStream* stream = avformat_new_stream(m_format.get(), nullptr);
+    const int result = stream ? avcodec_parameters_from_context(stream->codecpar, &context) : AVERROR(ENOMEM);
+    if (result < 0)
+        return Fail(L"can't make", result);
+    if (context.frame_size > 0 && !m_container.Has(kMarksLeadIn))
+        stream->codecpar->initial_padding %= context.frame_size; // WritePacket leaves out the whole frames of it
+    stream->time_base = context.time_base;
+    stream->avg_frame_rate = context.framerate;
+    stream->sample_aspect_ratio = context.sample_aspect_ratio;
+    m_streams[type] = {stream, context.time_base};
+    return true;
+}
+
+bool Muxer::Write(int type, const EncodedPackets* packets)
+{
+    bool written = packets && packets->accepted;
+    for (size_t i = 0; packets && i < packets->count; ++i) {
+        const int result = WritePacket(type, *packets->pool[i]);
+        if (result < 0)
+            written = Fail(L"can't write", result);
+    }
+    m_complete = m_complete && written;
+    return written;
+}
+
+int Muxer::WritePacket(int type, const AVPacket& encoded)
+{
+    const Stream& target = m_streams[type];
+    const bool isVideo = type == ENCODER_TYPE_VIDEO;
+    const bool hasContent = encoded.size > 0; // or only news for the file's header
+    if (!hasContent && m_container.Has(kSequenceOnly))
+        return 0;
+    if (!isVideo && hasContent && !m_container.Has(kMarksLeadIn) && encoded.pts + encoded.duration <= 0)
+        return 0; // all lead-in
+    const int result = av_packet_ref(m_packet.get(), &encoded);
+    if (result < 0)
+        return result;
+    if (isVideo && m_packet->duration == 0)
+        m_packet->duration = 1;
+    const int64_t end = m_packet->pts + m_packet->duration;
+    m_packet->stream_index = target.stream->index;
+    av_packet_rescale_ts(m_packet.get(), target.timeBase, target.stream->time_base);
+    const int written = av_interleaved_write_frame(m_format.get(), m_packet.get());
+    if (written < 0 || !hasContent)
+        return written;
+    if (isVideo)
+        ++m_pictures;
+    else
+        m_audioEnd = std::max(m_audioEnd, end);
+    return written;
+}
+
+bool Muxer::Close()
+{
+    const int trailer = av_write_trailer(m_format.get());
+    const int close = avio_closep(&m_format->pb);
+    if (trailer < 0 || close < 0)
+        Fail(L"can't finish", trailer < 0 ? trailer : close);
+    return m_complete;
+}
+
+unsigned int Muxer::AudioMilliseconds() const
+{
+    const Stream& audio = m_streams[ENCODER_TYPE_AUDIO];
+    if (!audio.stream)
+        return 0;
+    const int64_t milliseconds = av_rescale_q(m_audioEnd, audio.timeBase, {1, 1000});
+    return static_cast<unsigned int>(std::min<int64_t>(milliseconds, UINT32_MAX));
+}
+
+bool Muxer::Fail(const wchar_t* what, int error)
+{
+    if (!m_failureLogged)
+        KXLogEx(L"wpav: %ls [%ls]: %s.", what, m_path.c_str(), ErrorText(error).c_str());
+    m_failureLogged = true;
+    m_complete = false;
+    return false;
+}
+
+// ---- slots ----
+
+void* CreateFile(const wchar_t* pszPath, EncodeParam* pParam)
+{
+    const ContainerEntry* container = FindContainer(pParam->dwFileFourCC);
+    if (!container)
+        return nullptr;
+    auto muxer = std::make_unique<Muxer>(*container);
+    return muxer->Open(pszPath, pParam) ? muxer.release() : nullptr;
+}
+
+int WriteVideo(void* hFile, const void* pData)
+{
+    return static_cast<Muxer*>(hFile)->Write(ENCODER_TYPE_VIDEO, static_cast<const EncodedPackets*>(pData));
+}
+
+int WriteAudio(void* hFile, const void* pData, KXDWORD)
+{
+    return static_cast<Muxer*>(hFile)->Write(ENCODER_TYPE_AUDIO, static_cast<const EncodedPackets*>(pData));
+}
+
+void SetVideoExtra(void* hFile, uintptr_t nValue1, uintptr_t, uintptr_t, uintptr_t)
+{
+    WriteVideo(hFile, reinterpret_cast<const void*>(nValue1));
+}
+
+void SetAudioExtra(void* hFile, void* pValue1, KXDWORD nValue2)
+{
+    WriteAudio(hFile, pValue1, nValue2);
+}
+
+void CloseFile(void* hFile, FC_CLOSE_CALLBACK pfnCallback, void* pCallbackParam)
+{
+    const std::unique_ptr<Muxer> muxer(static_cast<Muxer*>(hFile));
+    const bool complete = muxer->Close();
+    if (pfnCallback)
+        pfnCallback(pCallbackParam, complete ? 0 : 1, muxer->Pictures(), muxer->AudioMilliseconds());
+}
+
+} // namespace
+
+void FillFormatSlots(FILEFORMAT_ITEM& item)
+{
+    item.pfnCreate = CreateFile;
+    item.pfnWriteAudio = WriteAudio;
+    item.pfnWriteVideo = WriteVideo;
+    item.pfnClose = CloseFile;
+    item.pfnSetAudioExtra = SetAudioExtra;
+    item.pfnSetVideoExtra = SetVideoExtra;
+}

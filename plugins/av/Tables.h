@@ -1,0 +1,74 @@
+// What wpav offers. A new encoder or file format is a new line in Tables.cpp.
+#ifndef ENCMGR_PLUGINS_AV_TABLES_H
+#define ENCMGR_PLUGINS_AV_TABLES_H
+
+#include "Av.h"
+#include "PluginRecords.h"
+
+struct VideoLimits {
+    bool evenSize; // takes no odd widths and heights
+    int maxSide;
+    int maxRateTerm; // of numerator and denominator of the frame rate
+    int tinySide;    // pictures with a shorter side are encoded without the options
+};
+
+struct AudioLimits {
+    int maxSampleRate; // where libavcodec has no list of rates
+    int maxChannels;
+    int channelBitRate; // of each channel, where the job gives no bit rate; 0: the encoder takes none
+};
+
+// Encoders take bit rates below for a mistake, in the unit say; jobs get this one.
+constexpr int kLowestBitRate = 1000;
+
+// One encoder. Two lines may share a FourCC: the first whose encoder libavcodec has is taken.
+struct EncoderEntry {
+    KXDWORD fourCC;
+    const wchar_t* name;
+    const wchar_t* description;
+    int type;            // ENCODER_TYPE_VIDEO or ENCODER_TYPE_AUDIO
+    const char* codec;   // its name in libavcodec
+    const char* options; // of libavcodec, always set
+    const char* quality; // video: options in the place of a bit rate, where the job gives none; null: it takes none
+    VideoLimits video;
+    AudioLimits audio;
+};
+
+// Traits of file formats.
+//
+// kSequenceOnly: packets have no time of their own in the file, only a place in the sequence. So pictures must come in
+// the order in which they show, and nothing may come that isn't one frame.
+//
+// kMarksLeadIn: the file tells players to skip what an audio encoder puts before the first sample. Where it can't, the
+// packets that hold nothing else are left out: a fade-in of their length is less than all the audio late.
+constexpr unsigned kSequenceOnly = 1;
+constexpr unsigned kMarksLeadIn = 2;
+
+// One file format.
+struct ContainerEntry {
+    KXDWORD fourCC;
+    const wchar_t* shortName;
+    const wchar_t* name;
+    const wchar_t* description;
+    const char* muxer; // its name in libavformat
+    unsigned traits;
+
+    bool Has(unsigned trait) const { return (traits & trait) != 0; }
+};
+
+// The line of a FourCC whose encoder or muxer is present, or null.
+const EncoderEntry* FindEncoder(KXDWORD fourCC, int type);
+const ContainerEntry* FindContainer(KXDWORD fourCC);
+
+// libav's side of a line. Not null for what the two functions above return.
+const AVCodec* CodecOf(const EncoderEntry& entry);
+const AVOutputFormat* MuxerOf(const ContainerEntry& entry);
+
+// Whether the file format takes the codec.
+bool Holds(const ContainerEntry& container, AVCodecID codec);
+
+// The plug-in's records, built from the lines that are present. They stay in place.
+const ENCODER_ITEM* EncoderItems();
+const FILEFORMAT_ITEM* FormatItems();
+
+#endif // ENCMGR_PLUGINS_AV_TABLES_H

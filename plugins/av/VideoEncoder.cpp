@@ -1,0 +1,177 @@
+#include "Encoder.h"
+#include "Slots.h"
+#include "log/Log.h"
+#include "plugins/support/FrameRate.h"
+#include "plugins/support/Frames.h"
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+
+namespace
+{
+
+class VideoEncoder final : public Encoder
+{
+public:
+    VideoEncoder(const EncoderEntry& entry, const EncodeParam* pJob) : Encoder(entry, pJob) {}
+
+    bool Open();
+    EncodedPackets& Take(const MEDIA_FRAME_VIDEO& picture);
+    EncodedPackets& Finish();
+
+private:
+    bool HasBitRate() const { return Job().video.nBitRate > 0 && Entry().quality; }
+    void Prepare(AVCodecContext& context) const override;
+    bool Fill(const MEDIA_FRAME_VIDEO& picture);
+
+    FramePtr m_frame;
+    int64_t m_framesIn = 0; // the count is the clock, so a frame that is refused leaves a gap of its length
+    bool m_refusalLogged = false;
+};
+
+bool VideoEncoder::Open()
+{
+    const bool isTiny = std::min(Job().video.nWidth, Job().video.nHeight) < Entry().video.tinySide;
+    std::string options = isTiny ? "" : Entry().options;
+    if (Entry().quality && !HasBitRate()) {
+        if (!options.empty())
+            options += ':';
+        options += Entry().quality;
+    }
+    if (!Encoder::Open(options))
+        return false;
+
+    m_frame.reset(av_frame_alloc());
+    if (!m_frame)
+        return false;
+    m_frame->format = Context().pix_fmt;
+    m_frame->width = Context().width;
+    m_frame->height = Context().height;
+    const int result = av_frame_get_buffer(m_frame.get(), 0);
+    if (result < 0)
+        Log(L"has no picture buffer", result);
+    return result >= 0;
+}
+
+void VideoEncoder::Prepare(AVCodecContext& context) const
+{
+    const EncodeParamVideo& video = Job().video;
+    const FrameRate rate = ExactFrameRate(video.dFrameRate, Entry().video.maxRateTerm).value_or(FrameRate{1, 1});
+    context.pix_fmt = AV_PIX_FMT_YUV420P;
+    context.width = video.nWidth;
+    context.height = video.nHeight;
+    context.framerate = {rate.num, rate.den};
+    context.time_base = {rate.den, rate.num};
+    context.sample_aspect_ratio = {1, 1};
+    if (HasBitRate())
+        context.bit_rate = video.nBitRate;
+    const ContainerEntry* container = FindContainer(Job().dwFileFourCC);
+    if (container && container->Has(kSequenceOnly))
+        context.max_b_frames = 0;
+}
+
+bool VideoEncoder::Fill(const MEDIA_FRAME_VIDEO& picture)
+{
+    if (!IsReadable(picture, m_frame->width, m_frame->height)) {
+        if (!m_refusalLogged)
+            KXLogEx(L"wpav: a picture isn't %dx%d, or lacks a plane or a pitch.", m_frame->width, m_frame->height);
+        m_refusalLogged = true;
+        return false;
+    }
+    const int result = av_frame_make_writable(m_frame.get()); // the encoder may still hold the last picture
+    if (result < 0) {
+        Log(L"has no picture buffer", result);
+        return false;
+    }
+    const auto planes = PlanesOf(picture);
+    for (size_t i = 0; i < planes.size(); ++i) {
+        for (int y = 0; y < planes[i].height; ++y)
+            memcpy(m_frame->data[i] + static_cast<ptrdiff_t>(y) * m_frame->linesize[i], planes[i].Row(y),
+                   static_cast<size_t>(planes[i].width));
+    }
+    return true;
+}
+
+EncodedPackets& VideoEncoder::Take(const MEDIA_FRAME_VIDEO& picture)
+{
+    BeginPackets();
+    m_packets.accepted = Fill(picture);
+    m_frame->pts = m_framesIn++;
+    if (m_packets.accepted)
+        m_packets.accepted = Encode(m_frame.get());
+    return m_packets;
+}
+
+EncodedPackets& VideoEncoder::Finish()
+{
+    BeginPackets();
+    m_packets.accepted = Encode(nullptr);
+    return m_packets;
+}
+
+// ---- slots ----
+
+int SettleSide(int side, const EncoderEntry& entry)
+{
+    return entry.video.evenSize && side % 2 != 0 ? std::max(side - 1, 2) : side;
+}
+
+int ReviseVideo(EncodeParam* pParam)
+{
+    EncodeParamVideo& video = pParam->video;
+    const EncoderEntry* entry = FindEncoder(video.dwFourCC, ENCODER_TYPE_VIDEO);
+    if (!entry)
+        return 0;
+    const auto rate = ExactFrameRate(video.dFrameRate, entry->video.maxRateTerm);
+    if (video.nWidth <= 0 || video.nHeight <= 0 || video.nWidth > entry->video.maxSide ||
+        video.nHeight > entry->video.maxSide || video.nBitRate < 0 || !rate) {
+        KXLogEx(L"wpav: %ls can't encode %dx%d at %g pictures and %d bits per second.", entry->name, video.nWidth,
+                video.nHeight, video.dFrameRate, video.nBitRate);
+        return 0;
+    }
+    video.nWidth = SettleSide(video.nWidth, *entry);
+    video.nHeight = SettleSide(video.nHeight, *entry);
+    video.dFrameRate = rate->Value();
+    if (video.nBitRate > 0)
+        video.nBitRate = std::max(video.nBitRate, kLowestBitRate);
+    return 1;
+}
+
+void* CreateVideoEncoder(KXDWORD dwFourCC, EncodeParam* pParam)
+{
+    const EncoderEntry* entry = FindEncoder(dwFourCC, ENCODER_TYPE_VIDEO);
+    if (!entry)
+        return nullptr;
+    auto encoder = std::make_unique<VideoEncoder>(*entry, pParam);
+    return encoder->Open() ? encoder.release() : nullptr;
+}
+
+int EncodePicture(void* hEncoder, const MEDIA_FRAME* pFrame, void** ppOut, KXDWORD*)
+{
+    EncodedPackets& packets = static_cast<VideoEncoder*>(hEncoder)->Take(pFrame->video);
+    *ppOut = &packets;
+    return packets.accepted;
+}
+
+// The packets that the encoder still held back; the format's slot takes them like those of a picture.
+void GetVideoExtra(void* hEncoder, uintptr_t* pValue1, uintptr_t*, uintptr_t*, uintptr_t*)
+{
+    *pValue1 = reinterpret_cast<uintptr_t>(&static_cast<VideoEncoder*>(hEncoder)->Finish());
+}
+
+void DestroyVideoEncoder(void* hEncoder)
+{
+    delete static_cast<VideoEncoder*>(hEncoder);
+}
+
+} // namespace
+
+void FillVideoSlots(ENCODER_ITEM& item)
+{
+    item.pfnCreate = CreateVideoEncoder;
+    item.pfnEncode = EncodePicture;
+    item.pfnDestroy = DestroyVideoEncoder;
+    item.pfnGetVideoExtra = GetVideoExtra;
+    item.pfnReviseVideo = ReviseVideo;
+}

@@ -1,0 +1,104 @@
+#include "OutputFile.h"
+#include "RawFiles.h"
+#include "log/Log.h"
+#include "plugins/support/FrameRate.h"
+#include "plugins/support/Frames.h"
+#include "plugins/support/Text.h"
+
+#include <string>
+
+namespace
+{
+
+const ENCODER_MODE s_videoModes[] = {{kRawVideo, 1}, {0, 0}};
+
+struct Y4mFile {
+    OutputFile file;
+    int width;
+    int height;
+    unsigned int pictures = 0;
+    bool refused = false; // a picture; the first one is logged
+};
+
+// Square pixels, progressive, chroma centred between luma rows and columns.
+std::string StreamHeader(int width, int height, const FrameRate& rate)
+{
+    return "YUV4MPEG2 W" + std::to_string(width) + " H" + std::to_string(height) + " F" + std::to_string(rate.num) +
+           ":" + std::to_string(rate.den) + " Ip A1:1 C420jpeg\n";
+}
+
+void* CreateY4m(const wchar_t* pszPath, EncodeParam* pParam)
+{
+    const EncodeParamVideo& video = pParam->video;
+    const auto rate = ExactFrameRate(video.dFrameRate, kMaxRateTerm);
+    // The library lets a host name any encoder; only raw video arrives as frames.
+    if (pParam->bVideoDisabled || video.dwFourCC != kRawVideo || video.nWidth <= 0 || video.nHeight <= 0 || !rate) {
+        KXLog(L"wpraw: a Y4M file needs raw video with a size and a frame rate.");
+        return nullptr;
+    }
+    auto y4m = std::make_unique<Y4mFile>();
+    y4m->width = video.nWidth;
+    y4m->height = video.nHeight;
+    const std::string header = StreamHeader(video.nWidth, video.nHeight, *rate);
+    if (!y4m->file.Open(pszPath) || !y4m->file.Write(header.data(), header.size()))
+        return nullptr;
+    return y4m.release();
+}
+
+int WritePicture(void* hFile, const void* pData)
+{
+    auto& y4m = *static_cast<Y4mFile*>(hFile);
+    const auto* frame = static_cast<const MEDIA_FRAME*>(pData);
+    if (!frame || !IsReadable(frame->video, y4m.width, y4m.height)) {
+        if (!y4m.refused)
+            KXLogEx(L"wpraw: a picture isn't %dx%d, or lacks a plane or a pitch.", y4m.width, y4m.height);
+        y4m.refused = true;
+        return 0;
+    }
+    if (!y4m.file.Write("FRAME\n", 6))
+        return 0;
+    for (const Plane& plane : PlanesOf(frame->video)) {
+        for (int y = 0; y < plane.height; ++y) {
+            if (!y4m.file.Write(plane.Row(y), static_cast<size_t>(plane.width)))
+                return 0;
+        }
+    }
+    ++y4m.pictures;
+    return 1;
+}
+
+void CloseY4m(void* hFile, FC_CLOSE_CALLBACK pfnCallback, void* pCallbackParam)
+{
+    const std::unique_ptr<Y4mFile> y4m(static_cast<Y4mFile*>(hFile));
+    const bool complete = y4m->file.Close() && !y4m->refused;
+    if (pfnCallback)
+        pfnCallback(pCallbackParam, complete ? 0 : 1, y4m->pictures, 0);
+}
+
+} // namespace
+
+int ReviseRawVideo(EncodeParam* pParam)
+{
+    EncodeParamVideo& video = pParam->video;
+    const auto rate = ExactFrameRate(video.dFrameRate, kMaxRateTerm);
+    if (video.nWidth <= 0 || video.nHeight <= 0 || !rate) {
+        KXLogEx(L"wpraw: can't write %dx%d at %g pictures per second.", video.nWidth, video.nHeight, video.dFrameRate);
+        return 0;
+    }
+    video.dFrameRate = rate->Value();
+    return 1;
+}
+
+FILEFORMAT_ITEM Y4mFormat()
+{
+    FILEFORMAT_ITEM item{};
+    item.dwFourCC = KX_FOURCC('Y', '4', 'M', ' ');
+    SetText(item.szShortName, L"Y4M");
+    SetText(item.szName, L"YUV4MPEG2");
+    SetText(item.szDescription, L"Uncompressed video that most video tools read");
+    item.pVideoModes = s_videoModes;
+    item.pfnCreate = CreateY4m;
+    item.pfnWriteVideo = WritePicture;
+    item.pfnClose = CloseY4m;
+    return item;
+}
