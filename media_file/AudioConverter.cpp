@@ -159,7 +159,7 @@ int CAudioConverter::LongestBlock(int nMaxOut) const
         return static_cast<int>(longest / nUnit * nUnit);
 
     // From an estimate on the high side, down to the first that fits.
-    const double dWork = (nMaxOut + 1.0) * m_nSrcRate / m_nDstRate - Spare().load(std::memory_order_relaxed);
+    const double dWork = (nMaxOut + 2.0) * m_nSrcRate / m_nDstRate - Spare().load(std::memory_order_relaxed);
     const double dWorkPerSample = static_cast<double>(SamplesAfterChannels(2)) / 2;
     int64_t nSamples = std::min<int64_t>(SaturatingTruncate<int32_t>(dWork / dWorkPerSample), longest - 2 * nUnit);
     nSamples = (nSamples / nUnit + 2) * nUnit;
@@ -206,8 +206,6 @@ int64_t CAudioConverter::SamplesAfterChannels(int64_t nSamples) const
 // equal rates.
 int CAudioConverter::OutputCount(int64_t nWork) const
 {
-    if (IsCopy())
-        return SaturatingTruncate<int32_t>(static_cast<double>(nWork));
     const double dRatio = static_cast<double>(m_nSrcRate) / m_nDstRate;
     const double dSpare = Spare().load(std::memory_order_relaxed);
     const int nOut = std::max(0, SaturatingTruncate<int32_t>((nWork + dSpare) / dRatio + 0.5));
