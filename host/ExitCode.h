@@ -1,0 +1,33 @@
+// How the program ends, and the exception that carries an ending up to main.
+#ifndef ENCMGR_HOST_EXIT_CODE_H
+#define ENCMGR_HOST_EXIT_CODE_H
+
+#include <stdexcept>
+#include <string>
+
+namespace host
+{
+
+enum ExitCode {
+    kExitGood = 0,     // a good file
+    kExitJob = 1,      // nothing or no good file was written
+    kExitUsage = 2,    // unknown option, format or encoder, or a bad value
+    kExitInput = 3,    // the input can't be opened or decoded
+    kExitOutput = 4,   // the output can't be created, or exists
+    kExitPlugins = 5,  // no plug-in gave a format
+    kExitSignal = 128, // plus the signal's number; Ctrl-C gives 130
+};
+
+class HostError : public std::runtime_error
+{
+public:
+    HostError(int exitCode, const std::string& message) : std::runtime_error(message), m_exitCode(exitCode) {}
+    int Code() const { return m_exitCode; }
+
+private:
+    int m_exitCode;
+};
+
+} // namespace host
+
+#endif // ENCMGR_HOST_EXIT_CODE_H

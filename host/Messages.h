@@ -1,0 +1,71 @@
+// What the program says on the standard error stream, and the memory of what the library and libav have logged.
+#ifndef ENCMGR_HOST_MESSAGES_H
+#define ENCMGR_HOST_MESSAGES_H
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace host
+{
+
+enum class Volume {
+    kQuiet,   // errors alone
+    kNormal,  // and warnings, remarks and the progress
+    kVerbose, // and the logs of the library and of libav
+};
+
+// There is one, for as long as the program runs. Any thread may log; the program itself speaks on one.
+class Messages
+{
+public:
+    // Takes both logs over; the destructor gives them back.
+    Messages();
+    ~Messages();
+    Messages(const Messages&) = delete;
+    Messages& operator=(const Messages&) = delete;
+
+    void SetVolume(Volume volume) { m_volume = volume; }
+    Volume GetVolume() const { return m_volume; }
+
+    void Error(const std::string& text);
+    void Cause(const std::string& text); // of the error before
+    void Warn(const std::string& text);
+    void Say(const std::string& text);
+    void Detail(const std::string& text); // with -v
+
+    // A line that is overwritten in place; a message first wipes it away. For a terminal.
+    void ShowStatus(const std::string& text);
+    void EndStatus();
+
+    // The library's log lines, cleaned of line ends: Mark() is a place in the log, LinesSince() what came after it.
+    uint64_t Mark() const;
+    std::vector<std::string> LinesSince(uint64_t mark) const;
+
+    // The last error that libav has logged since the last call, without its line end; empty if there was none.
+    std::string TakeMediaError();
+
+    // For the two logs.
+    void TakeLibraryLine(const wchar_t* text);
+    void TakeMediaText(bool isError, const std::string& text);
+
+private:
+    void Print(std::string_view kind, const std::string& text);
+    void WipeStatus();
+
+    mutable std::recursive_mutex m_mutex;
+    Volume m_volume = Volume::kNormal;
+    std::deque<std::string> m_lines;
+    uint64_t m_firstLine = 0; // number of m_lines.front()
+    std::string m_mediaPart;  // libav logs long lines piece by piece
+    std::string m_mediaError;
+    size_t m_statusWidth = 0;
+};
+
+} // namespace host
+
+#endif // ENCMGR_HOST_MESSAGES_H

@@ -1,0 +1,103 @@
+// Where pictures and sound come from: a media file, a pipe, or the test card.
+#ifndef ENCMGR_HOST_SOURCE_H
+#define ENCMGR_HOST_SOURCE_H
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+extern "C" {
+#include <libavutil/frame.h>
+#include <libavutil/rational.h>
+}
+
+namespace host
+{
+
+class Messages;
+
+// Times inside the host count nanoseconds, so that no rounding of a container's time base is added to another.
+using Nanoseconds = int64_t;
+constexpr Nanoseconds kSecond = 1'000'000'000;
+
+struct VideoFormat {
+    int width;              // pixels of every picture
+    int height;             //
+    AVRational frameRate;   // the rate stated or measured; never 0
+    AVRational pixelAspect; // width of a pixel to its height; never 0
+};
+
+struct AudioFormat {
+    int sampleRate; // Hz
+    int channels;   // 1 or 2
+};
+
+// A picture or a block of audio.
+struct Item {
+    enum class Kind {
+        kEnd, // nothing more comes
+        kPicture,
+        kAudio,
+    };
+    Kind kind = Kind::kEnd;
+    Nanoseconds time = 0;
+    // Picture: until the next one as far as the source can tell; 0 if it can't.
+    Nanoseconds duration = 0;
+    // Picture: planar 4:2:0 of 8 bits, limited range, of the announced size; its pitches are positive.
+    std::shared_ptr<const AVFrame> frame;
+    // Audio: 16-bit interleaved samples in the announced format, whole sample blocks, never empty.
+    std::vector<int16_t> samples;
+};
+
+struct Streams {
+    bool video;
+    bool audio;
+};
+
+class Source
+{
+public:
+    virtual ~Source() = default;
+
+    // What the source delivers of what was asked for.
+    const std::optional<VideoFormat>& Video() const { return m_video; }
+    const std::optional<AudioFormat>& Audio() const { return m_audio; }
+
+    // What there is, asked for or not.
+    Streams Present() const { return m_present; }
+
+    // Length as far as it is known beforehand, otherwise 0; and whether that is more than a guess.
+    Nanoseconds Duration() const { return m_duration; }
+    bool IsDurationStated() const { return m_isDurationStated; }
+
+    // The next picture or block in the source's own order; within a stream times rise.
+    virtual Item Next() = 0;
+
+    // Why reading broke off before the end; empty if it didn't.
+    const std::string& BrokenOff() const { return m_brokenOff; }
+
+    // Pieces of the input that couldn't be decoded and were left out.
+    int64_t Damaged() const { return m_damaged; }
+
+protected:
+    std::optional<VideoFormat> m_video;
+    std::optional<AudioFormat> m_audio;
+    Streams m_present = {};
+    Nanoseconds m_duration = 0;
+    bool m_isDurationStated = true;
+    std::string m_brokenOff;
+    int64_t m_damaged = 0;
+};
+
+// name is a path, "-" for the standard input, an address with "://", or "testcard:" and its parameters. Throws
+// HostError.
+std::unique_ptr<Source> OpenSource(const std::string& name, Streams wanted, Messages& messages);
+
+// A source's name as messages show it.
+std::string ShownName(const std::string& name);
+
+} // namespace host
+
+#endif // ENCMGR_HOST_SOURCE_H
