@@ -1,0 +1,199 @@
+// The audio converter against a model that holds no more than the formulas, block by block.
+#include "media_file/AudioConverter.h"
+
+#include <algorithm>
+#include <climits>
+#include <gtest/gtest.h>
+#include <random>
+#include <tuple>
+#include <vector>
+
+namespace
+{
+
+using Samples = std::vector<short>;
+
+struct Format {
+    int in, out, rateIn, rateOut; // channels and rates
+};
+
+struct Model {
+    Format f;
+    double spare;
+    Samples history = {0, 0};
+
+    Samples Convert(const Samples& block)
+    {
+        Samples work = history, out;
+        const bool halved = f.in != f.out && f.in != 1, doubled = f.in != f.out && f.in == 1;
+        for (size_t i = 0; i + halved < block.size(); i += 1 + halved)
+            work.insert(work.end(), 1 + doubled,
+                        static_cast<short>(halved ? block[i] / 2 + block[i + 1] / 2 : block[i]));
+        const int n = static_cast<int>(work.size()) - 2, stride = f.out == 1 ? 1 : 2;
+        work.insert(work.end(), 2, 0);
+        const auto at = [&](int i) { return work[static_cast<size_t>(i + 2)]; };
+        const double ratio = static_cast<double>(f.rateIn) / f.rateOut;
+        int count = std::max(0, static_cast<int>((n + spare) / ratio + 0.5));
+        count -= f.rateIn == f.rateOut ? 0 : count % stride;
+        for (int i = 0; i < count; ++i) {
+            const double pos = (i / stride + 1.0) * n / count - 1.0;
+            const int idx = static_cast<int>(pos + 1.0) - 1, left = idx * stride + i % stride;
+            if (f.rateIn == f.rateOut)
+                out.push_back(at(i < n ? i : n - stride + (i - n) % stride));
+            else if (stride == 2 && i >= count - 2 && n >= 2)
+                out.push_back(at(n - count + i));
+            else
+                out.push_back(
+                    static_cast<short>(at(left) + static_cast<int>((at(left + stride) - at(left)) * (pos - idx))));
+            if (f.rateIn != f.rateOut && stride == 1 && out.back() == SHRT_MIN)
+                out.back() = -32767;
+        }
+        spare += n - ratio * count;
+        history = {at(n - 2), at(n - 1)};
+        return out;
+    }
+};
+
+class ConverterTest : public testing::Test
+{
+protected:
+    ConverterTest() { CAudioConverter::Spare() = 0; }
+
+    static Samples Take(CAudioConverter& converter, int most)
+    {
+        Samples out(static_cast<size_t>(most));
+        out.resize(static_cast<size_t>(converter.Get(out.data(), most)));
+        return out;
+    }
+
+    static Samples Convert(CAudioConverter& converter, const Samples& block)
+    {
+        return Take(converter, converter.Put(block.data(), static_cast<int>(block.size())));
+    }
+};
+
+// From any balance that another job left, and from buffers too small for anything.
+TEST_F(ConverterTest, EqualsTheModelAtEveryBlockSize)
+{
+    const int seed = GTEST_FLAG_GET(random_seed) ? GTEST_FLAG_GET(random_seed) : std::random_device()() % 99999 + 1;
+    SCOPED_TRACE("--gtest_random_seed=" + std::to_string(seed));
+    std::minstd_rand random(static_cast<unsigned>(seed));
+    const int rates[] = {8000, 11025, 22050, 44100, 48000, 96000, 384000};
+    const int channels[][2] = {{1, 1}, {1, 2}, {2, 1}, {2, 2}, {6, 2}, {6, 1}, {2, 6}, {6, 6}};
+    for (size_t i = 0; i < std::size(channels) * 49; ++i) {
+        const Format f = {channels[i / 49][0], channels[i / 49][1], rates[i / 7 % 7], rates[i % 7]};
+        const bool copied = f.in == f.out && f.rateIn == f.rateOut;
+        Model model = {f, static_cast<int>(random() % 101) / 10.0 - 5};
+        CAudioConverter::Spare() = model.spare;
+        CAudioConverter converter(f.in, f.out, f.rateIn, f.rateOut, 1 + static_cast<int>(random() % 50));
+        for (const int size : {1, 64, 2, 3, 7, 500, 1, 1, 129, static_cast<int>(random() % 700) + 1}) {
+            const bool torn = random() % 8 == 0; // not whole sample blocks
+            Samples block(static_cast<size_t>(size * f.in + torn));
+            const unsigned style = random() % 4;
+            for (short& value : block)
+                value = static_cast<short>(style ? random() >> 8 : random() % 2 ? SHRT_MAX : SHRT_MIN);
+            ASSERT_EQ(Convert(converter, block), copied ? block : model.Convert(block))
+                << f.in << " to " << f.out << ", " << f.rateIn << " to " << f.rateOut << ", block of " << size;
+            ASSERT_EQ(CAudioConverter::Spare(), model.spare);
+        }
+    }
+}
+
+TEST_F(ConverterTest, GivesTheKnownSamples)
+{
+    const std::tuple<Format, double, Samples, Samples, double> blocks[] = {
+        {{1, 1, 8000, 16000}, 0, {0, 1000, 2000, 3000}, {0, 0, 500, 1000, 1500, 2000, 2500, 3000}, 0},
+        {{1, 1, 16000, 8000}, 0, {-32768, -32768}, {-32767}, 0},
+        {{2, 1, 8000, 8000}, 0, {3, 4, -3, -4, -1, -1, -32768, -32768}, {3, -3, 0, -32768}, 0},
+        // At equal rates a balance repeats or cuts the last sample block, but a copy leaves it alone.
+        {{1, 2, 8000, 8000}, 2.5, {1, 2}, {1, 1, 2, 2, 2, 2, 2}, -0.5},
+        {{1, 2, 8000, 8000}, -1.25, {1, 2}, {1, 1, 2}, -0.25},
+        {{2, 1, 8000, 8000}, 2, {8, 8, 4, 4}, {8, 4, 4, 4}, 0},
+        {{2, 1, 8000, 8000}, -9, {8, 8, 4, 4}, {}, -7},
+        {{2, 2, 8000, 8000}, 3, {1, 2, 3, 4}, {1, 2, 3, 4}, 3},
+    };
+    for (const auto& [f, spare, block, expected, left] : blocks) {
+        CAudioConverter::Spare() = spare;
+        CAudioConverter converter(f.in, f.out, f.rateIn, f.rateOut, 0);
+        EXPECT_EQ(Convert(converter, block), expected);
+        EXPECT_EQ(CAudioConverter::Spare(), left);
+    }
+    const std::pair<Format, std::vector<int>> streams[] = {{{1, 1, 44100, 48000}, {1115, 1114, 1115, 1114, 1115}},
+                                                           {{2, 2, 48000, 44100}, {940, 942, 940}}};
+    for (const auto& [f, counts] : streams) {
+        CAudioConverter::Spare() = 0;
+        CAudioConverter converter(f.in, f.out, f.rateIn, f.rateOut, 0);
+        for (const int count : counts)
+            EXPECT_EQ(converter.ConvertData(Samples(1024).data(), 1024), count);
+        EXPECT_EQ(converter.GetValidSize(), 0); // made, but not waiting
+    }
+    CAudioConverter::Spare() = 1.5; // here the balance counts at equal formats too
+    EXPECT_EQ(CAudioConverter(2, 2, 8000, 8000, 0).ConvertData(Samples(4).data(), 4), 6);
+}
+
+TEST_F(ConverterTest, KeepsHistoryAndWaitingSamplesWhenItGrows)
+{
+    EXPECT_EQ(CAudioConverter(1, 1, 8000, 8000, 0).GetFreeSize(), 0x40000);
+    CAudioConverter converter(1, 1, 8000, 16000, 16);
+    const short first[] = {0, 1000, 2000, 3000}, second[] = {4000, 5000};
+    EXPECT_EQ(converter.Put(first, 4), 8);
+    EXPECT_EQ(converter.GetFreeSize(), 8); // a need of 16 fits
+    EXPECT_EQ(Take(converter, 3), (Samples{0, 0, 500}));
+    EXPECT_EQ(converter.Put(second, 2), 9);
+    EXPECT_EQ(converter.Put(first, 4), 17);
+    EXPECT_EQ(converter.GetFreeSize(), 16 + 2 * 16 + 4096 - 17);
+    EXPECT_EQ(Take(converter, 9), (Samples{1000, 1500, 2000, 2500, 3000, 3500, 4000, 4500, 5000}));
+    converter.Reset();
+    EXPECT_EQ(converter.Put(second, 2), 4);
+    EXPECT_EQ(converter.Put(second, 2), 8);
+    EXPECT_EQ(Take(converter, 4), (Samples{3500, 4000, 4500, 5000}));
+
+    CAudioConverter copy(1, 1, 8000, 8000, 1);
+    copy.Put(first, 4);
+    copy.Put(second, 2);
+    EXPECT_EQ(Take(copy, 9), (Samples{0, 1000, 2000, 3000, 4000, 5000}));
+    CAudioConverter small(1, 1, 8000, 16000, 16);
+    small.Put(first, 4);
+    CAudioConverter::Spare() = 50; // more than the estimate of the need knows of
+    EXPECT_EQ(small.Put(second, 2), 8 + 104);
+}
+
+TEST_F(ConverterTest, TakesOddInput)
+{
+    const short block[] = {1, 2, 3, 4};
+    for (const auto& [in, out] : {std::pair{0, 8000}, {8000, 0}, {-1, -1}, {0, 0}}) {
+        CAudioConverter silent(2, 2, in, out, 8);
+        EXPECT_EQ(silent.Put(block, 4) + silent.ConvertData(block, 4), 0);
+    }
+    CAudioConverter converter(2, 1, 8000, 16000, -3);
+    EXPECT_EQ(converter.Put(nullptr, 4) + converter.ConvertData(nullptr, 4) + converter.Put(block, INT_MIN), 0);
+    EXPECT_EQ(CAudioConverter::Spare(), 0);
+    CAudioConverter::Spare() = 9;
+    EXPECT_EQ(converter.Put(block, 0), 0);
+    EXPECT_EQ(converter.Put(block, 4), 22);
+    CAudioConverter::Spare() = -40;
+    EXPECT_EQ(converter.Put(block, 4), 22); // takes no waiting sample back
+    EXPECT_EQ(converter.Get(nullptr, 4) + converter.Get(Samples(4).data(), -1), 0);
+}
+
+TEST_F(ConverterTest, TellsTheLongestBlockThatFits)
+{
+    for (const Format& f : {Format{1, 1, 44100, 48000},
+                            {2, 2, 384000, 8000},
+                            {1, 2, 8000, 384000},
+                            {2, 1, 96000, 8000},
+                            {6, 2, 48000, 44100},
+                            {1, 2, 8000, 8000}})
+        for (const double spare : {0.0, 40.0, -40.0}) {
+            CAudioConverter converter(f.in, f.out, f.rateIn, f.rateOut, 8);
+            CAudioConverter::Spare() = spare;
+            const int longest = converter.LongestBlock(9000);
+            ASSERT_EQ(longest % f.in, 0);
+            EXPECT_LE(converter.ConvertData(Samples(static_cast<size_t>(longest)).data(), longest), 9000);
+            CAudioConverter::Spare() = spare;
+            const int longer = longest + f.in;
+            EXPECT_GT(converter.ConvertData(Samples(static_cast<size_t>(longer)).data(), longer), 9000);
+        }
+}
+
+} // namespace

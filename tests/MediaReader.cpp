@@ -1,0 +1,113 @@
+#include "MediaReader.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+}
+
+#include <cmath>
+#include <gtest/gtest.h>
+#include <numeric>
+
+namespace
+{
+
+struct Stream {
+    const AVStream* stream = nullptr;
+    AVCodecContext* context = nullptr;
+};
+
+void AppendPlane(std::vector<unsigned char>& planes, const AVFrame& frame, int plane, int width, int height)
+{
+    for (int y = 0; y < height; ++y) {
+        const uint8_t* row = frame.data[plane] + y * frame.linesize[plane];
+        planes.insert(planes.end(), row, row + width);
+    }
+}
+
+void TakePicture(DecodedFile& file, const AVFrame& frame, const Stream& from)
+{
+    ASSERT_TRUE(frame.format == AV_PIX_FMT_YUV420P) << "pixel format " << frame.format;
+    DecodedPicture picture = {static_cast<double>(frame.best_effort_timestamp) * av_q2d(from.stream->time_base),
+                              frame.width,
+                              frame.height,
+                              {}};
+    AppendPlane(picture.planes, frame, 0, frame.width, frame.height);
+    AppendPlane(picture.planes, frame, 1, (frame.width + 1) / 2, (frame.height + 1) / 2);
+    AppendPlane(picture.planes, frame, 2, (frame.width + 1) / 2, (frame.height + 1) / 2);
+    file.pictures.push_back(std::move(picture));
+}
+
+void TakeSamples(DecodedFile& file, const AVFrame& frame, const Stream& from)
+{
+    if (file.samples.empty())
+        file.firstSampleSeconds = static_cast<double>(frame.best_effort_timestamp) * av_q2d(from.stream->time_base);
+    file.sampleRate = frame.sample_rate;
+    file.channels = frame.ch_layout.nb_channels;
+    for (int i = 0; i < frame.nb_samples; ++i)
+        for (int c = 0; c < file.channels; ++c) {
+            if (frame.format == AV_SAMPLE_FMT_FLTP)
+                file.samples.push_back(static_cast<int16_t>(
+                    std::lrint(32767 * reinterpret_cast<const float*>(frame.extended_data[c])[i])));
+            else
+                file.samples.push_back(reinterpret_cast<const int16_t*>(frame.data[0])[i * file.channels + c]);
+        }
+}
+
+// Decodes a packet, or the rest for null.
+void Decode(DecodedFile& file, const Stream& from, const AVPacket* packet, AVFrame* frame)
+{
+    ASSERT_GE(avcodec_send_packet(from.context, packet), 0);
+    while (avcodec_receive_frame(from.context, frame) >= 0) {
+        if (from.context->codec_type == AVMEDIA_TYPE_VIDEO)
+            TakePicture(file, *frame, from);
+        else
+            TakeSamples(file, *frame, from);
+    }
+}
+
+} // namespace
+
+double DecodedPicture::MeanLuma(int rows) const
+{
+    return std::accumulate(planes.begin(), planes.begin() + rows * width, 0.0) / (rows * width);
+}
+
+DecodedFile ReadMedia(const std::string& path)
+{
+    DecodedFile file;
+    AVFormatContext* format = nullptr;
+    if (avformat_open_input(&format, path.c_str(), nullptr, nullptr) < 0 ||
+        avformat_find_stream_info(format, nullptr) < 0) {
+        ADD_FAILURE() << path << " can't be opened";
+        avformat_close_input(&format);
+        return file;
+    }
+    std::vector<Stream> streams(format->nb_streams);
+    for (unsigned i = 0; i < format->nb_streams; ++i) {
+        const AVStream* stream = format->streams[i];
+        const AVCodec* codec = avcodec_find_decoder(stream->codecpar->codec_id);
+        streams[i] = {stream, avcodec_alloc_context3(codec)};
+        avcodec_parameters_to_context(streams[i].context, stream->codecpar);
+        streams[i].context->pkt_timebase = stream->time_base;
+        EXPECT_GE(avcodec_open2(streams[i].context, codec, nullptr), 0) << path;
+        if (stream->codecpar->codec_type == AVMEDIA_TYPE_VIDEO)
+            file.frameRate = av_q2d(stream->r_frame_rate);
+    }
+    AVPacket* packet = av_packet_alloc();
+    AVFrame* frame = av_frame_alloc();
+    int result;
+    while ((result = av_read_frame(format, packet)) >= 0) {
+        Decode(file, streams[static_cast<size_t>(packet->stream_index)], packet, frame);
+        av_packet_unref(packet);
+    }
+    EXPECT_EQ(result, AVERROR_EOF) << path;
+    for (Stream& stream : streams) {
+        Decode(file, stream, nullptr, frame);
+        avcodec_free_context(&stream.context);
+    }
+    av_frame_free(&frame);
+    av_packet_free(&packet);
+    avformat_close_input(&format);
+    return file;
+}

@@ -1,0 +1,268 @@
+// Every scaler against its definition, worked out anew for each byte, and the entry points above them.
+#include "Common/Image/ImageResize.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <memory>
+#include <random>
+#include <tuple>
+#include <vector>
+
+namespace
+{
+
+using Bytes = std::vector<unsigned char>;
+
+enum Kind { nearest, table, bilinear, mean };
+
+struct Scaler {
+    const char* name;
+    int (*run)(const IMG_PARAM& src, IMG_PARAM& dst);
+    Kind kind;
+    int bytes; // per pixel
+    bool bottomUp, chroma, margins, forcedColumn, forcedRow;
+};
+
+constexpr Scaler scalers[] = {
+    {"Near", DIB_ResizeNear, nearest, 4, true, false, false, true, true},
+    {"Near8", DIB_ResizeNear8, table, 1, false, false, false, true, true},
+    {"NearY", DIB_ResizeNearY, nearest, 1, false, false, true, false, false},
+    {"NearUV", DIB_ResizeNearUV, nearest, 1, false, true, false, false, true},
+    {"BiLiner", DIB_ResizeBiLiner, bilinear, 4, true, false, false, true, true},
+    {"BiLiner8", DIB_ResizeBiLiner8, bilinear, 1, true, false, false, true, true},
+    {"BiLinerY", DIB_ResizeBiLinerY, bilinear, 1, false, false, true, false, true},
+    {"BiLinerUV", DIB_ResizeBiLinerUV, bilinear, 1, false, true, false, false, true},
+    {"BiLinerY_Simulate", DIB_ResizeBiLinerY_Simulate, mean, 1, false, false, false, false, true},
+};
+constexpr int mostColumns = (1 << 19) - 1;
+
+// The byte at a place of the image, which for chroma is told in luma pixels.
+unsigned char& ByteAt(const Scaler& s, const IMG_PARAM& image, int64_t column, int64_t row, int k)
+{
+    if (s.chroma)
+        column /= 2, row /= 2;
+    const int64_t memoryRow = s.bottomUp ? image.nHeight - 1 - row : row;
+    return image.pBits[memoryRow * image.nPitch + column * s.bytes + k];
+}
+
+// The definition: byte k of target pixel (c, r), both counted from the rectangle's corner. A weight of 0
+// reads nothing.
+int64_t Value(const Scaler& s, const IMG_PARAM& src, const IMG_PARAM& dst, int64_t c, int64_t r, int k)
+{
+    const auto sample = [&](int64_t column, int64_t row, int64_t weight = 1) -> int64_t {
+        return weight ? weight * ByteAt(s, src, src.x + column, src.y + row, k) : 0;
+    };
+    const bool lastColumn = s.forcedColumn && c == dst.cx - 1;
+    const bool lastRow = s.forcedRow && r >= dst.cy - (s.chroma ? 2 : 1);
+    if (s.kind == table) {
+        const auto at = [](int64_t i, int64_t from, int64_t to) {
+            return std::min((to / 2 + i * from) / to, from - 1);
+        };
+        return sample(lastColumn ? src.cx - 1 : at(c, src.cx, dst.cx), lastRow ? src.cy - 1 : at(r, src.cy, dst.cy));
+    }
+    const int64_t stepX = (src.cx * 4096 - 4096) / (dst.cx - 1), stepY = (src.cy * 4096 - 4096) / (dst.cy - 1);
+    const int64_t column = lastColumn ? src.cx - 1 : c * stepX / 4096, row = lastRow ? src.cy - 1 : r * stepY / 4096;
+    if (s.kind == mean && !lastRow) {
+        const int64_t c1 = std::min<int64_t>((c + 1) * stepX / 4096, src.cx - 1), r1 = (r + 1) * stepY / 4096;
+        return (sample(column, row) + sample(c1, row) + sample(column, r1) + sample(c1, r1)) / 4;
+    }
+    const bool mixed = s.kind == bilinear && k < 3 && !lastColumn && !lastRow;
+    const int64_t fx = mixed ? c * stepX % 4096 : 0, fy = mixed ? r * stepY % 4096 : 0;
+    const auto across = [&](int64_t at) { return (sample(column, at, 4096 - fx) + sample(column + 1, at, fx)) / 4096; };
+    return (across(row) * (4096 - fy) + (fy ? across(row + 1) * fy : 0)) / 4096;
+}
+
+// An image with a rectangle. A source's buffer ends with the last byte of the rectangle; a target has guards
+// around. Fields that no scaler may read hold nonsense.
+struct Image {
+    Image(const Scaler& s, int x, int y, int cx, int cy, int extraPitch, int below, bool upward, bool isTarget)
+    {
+        const int right = s.chroma ? (x + cx + 1) / 2 : x + cx;
+        const int pitch = right * s.bytes + extraPitch;
+        const int height = y + cy + below;
+        const int lastRow = s.bottomUp ? height - 1 - y : (y + cy - 1) / (s.chroma ? 2 : 1);
+        const size_t guard = isTarget ? 61 : 0, rows = static_cast<size_t>(lastRow) * static_cast<size_t>(pitch);
+        size = guard + rows + static_cast<size_t>(isTarget && s.margins ? pitch : right * s.bytes) + guard;
+        bits = std::make_unique<unsigned char[]>(size);
+        unsigned char* const first = bits.get() + guard + (upward ? rows : 0);
+        record = {first, -7, s.bottomUp ? height : -7, upward ? -pitch : pitch, -7, x, y, cx, cy};
+    }
+    Bytes Content() const { return Bytes(bits.get(), bits.get() + size); }
+
+    std::unique_ptr<unsigned char[]> bits;
+    size_t size;
+    IMG_PARAM record;
+};
+
+// The parameter names the form of the row functions that the suite runs with.
+class ScalerTest : public testing::TestWithParam<const char*>
+{
+protected:
+    int Random(int low, int high) { return std::uniform_int_distribution(low, high)(m_random); }
+
+    void Fill(unsigned char* bits, size_t size) // with 0 and 255, with 0, with 255, mostly with anything
+    {
+        const int style = Random(0, 7);
+        for (size_t i = 0; i < size; ++i) {
+            const auto any = i < 4093 ? m_random() >> 12 & 255 : bits[i - 4093];
+            bits[i] = static_cast<unsigned char>(style == 0 ? any % 2 * 255 : style == 1 ? 0 : style == 2 ? 255 : any);
+        }
+    }
+
+    void Check(const Scaler& s, Image& src, Image& dst)
+    {
+        Fill(src.bits.get(), src.size);
+        Fill(dst.bits.get(), dst.size);
+        const Bytes before = dst.Content();
+        const IMG_PARAM given = dst.record, &to = dst.record;
+        for (int r = 0; r < to.cy; r += s.chroma ? 2 : 1) {
+            if (s.margins)
+                std::fill_n(&ByteAt(s, to, 0, to.y + r, 0), to.nPitch, static_cast<unsigned char>(16));
+            for (int c = 0; c < to.cx; c += s.chroma ? 2 : 1)
+                for (int k = 0; k < s.bytes; ++k)
+                    ByteAt(s, to, to.x + c, to.y + r, k) =
+                        static_cast<unsigned char>(Value(s, src.record, to, c, r, k));
+        }
+        const Bytes expected = dst.Content();
+        std::copy(before.begin(), before.end(), dst.bits.get());
+        ASSERT_EQ(s.run(src.record, dst.record), 1);
+        const Bytes result = dst.Content();
+        const auto differs = std::mismatch(result.begin(), result.end(), expected.begin());
+        ASSERT_EQ(differs.first, result.end())
+            << s.name << ": " << src.record.cx << 'x' << src.record.cy << " at " << src.record.x << ',' << src.record.y
+            << " to " << to.cx << 'x' << to.cy << " at " << to.x << ',' << to.y << ", byte "
+            << differs.first - result.begin() << " is " << int{*differs.first} << ", not " << int{*differs.second};
+        ASSERT_EQ(std::memcmp(&given, &to, sizeof(to)), 0) << s.name;
+    }
+
+    const int m_seed = GTEST_FLAG_GET(random_seed) ? GTEST_FLAG_GET(random_seed) : std::random_device()() % 99999 + 1;
+    std::minstd_rand m_random{static_cast<unsigned>(m_seed)};
+    testing::ScopedTrace m_replay{__FILE__, __LINE__, "--gtest_random_seed=" + std::to_string(m_seed)};
+};
+
+TEST_P(ScalerTest, EqualsTheDefinitionAtEverySize)
+{
+    for (const Scaler& s : scalers)
+        for (int cx = s.kind == table ? 1 : 2; cx < 70; ++cx)
+            for (int trial = 0; trial < 12 && !HasFatalFailure(); ++trial) {
+                const int widths[] = {1, 2, cx, cx + 1, cx * 2 - 1, Random(1, 90)};
+                Image src(s, Random(0, 5), Random(0, 5), widths[trial % 6], Random(1, 9), Random(0, 5), Random(0, 2),
+                          Random(0, 1), false);
+                Image dst(s, Random(0, 5), Random(0, 5), cx, Random(s.kind == table ? 1 : 2, 9), Random(0, 5),
+                          Random(0, 2), !s.margins && Random(0, 1), true);
+                Check(s, src, dst);
+            }
+}
+
+TEST_P(ScalerTest, HoldsAtTheLargestSizes)
+{
+    constexpr int n = mostColumns, sizes[][4] = {{n, 1, n, 2}, {n, 2, 2, 2}, {n, 2, 3, 2}, {2, 2, n, 2},
+                                                 {1, n, 2, n}, {2, n, 2, 3}, {2, 2, 2, n}};
+    for (const Scaler& s : scalers)
+        for (const auto& [sx, sy, dx, dy] : sizes) {
+            Image src(s, 1, 1, sx, sy, 0, 0, false, false), dst(s, 0, 1, dx, dy, 1, 0, false, true);
+            Check(s, src, dst);
+            ASSERT_FALSE(HasFatalFailure());
+        }
+}
+
+// Worked out by hand, from a source of two rows that are alike.
+TEST_P(ScalerTest, GivesTheKnownRows)
+{
+    // Scaler, widths in luma pixels, samples.
+    const std::tuple<int, int, int, Bytes, Bytes> rows[] = {
+        {0, 5, 4, {0, 1, 2, 3, 4}, {0, 1, 2, 4}},
+        {2, 5, 4, {0, 1, 2, 3, 4}, {0, 1, 2, 3}},
+        {2, 1, 3, {9}, {9, 9, 9}},
+        {1, 10, 4, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9}, {0, 3, 5, 9}},
+        {1, 2, 8, {0, 1}, {0, 0, 1, 1, 1, 1, 1, 1}}, // entry 6 is held to the source
+        {1, 3, 1, {0, 1, 2}, {2}},
+        {3, 8, 8, {1, 2, 3, 4}, {1, 2, 3, 4}},
+        {4, 2, 5, {0, 255}, {0, 63, 127, 191, 255}},
+        {5, 5, 4, {0, 0, 0, 0, 255}, {0, 0, 0, 255}},
+        {6, 5, 4, {0, 0, 0, 0, 255}, {0, 0, 0, 254}},
+        {7, 4, 8, {0, 255}, {0, 0, 182, 255}}, // a copy on even luma columns, a mix on odd ones
+        {8, 3, 3, {10, 20, 40}, {15, 30, 40}},
+    };
+    for (const auto& [scaler, sourceWidth, targetWidth, source, expected] : rows) {
+        const Scaler& s = scalers[scaler];
+        Image src(s, 0, 0, sourceWidth, 2, 0, 0, false, false), dst(s, 0, 0, targetWidth, 4, 0, 0, false, true);
+        for (size_t i = 0; i < src.size; ++i)
+            src.bits[i] = source[i / static_cast<size_t>(s.bytes) % source.size()];
+        ASSERT_EQ(s.run(src.record, dst.record), 1) << s.name;
+        for (size_t c = 0; c < expected.size(); ++c)
+            EXPECT_EQ(ByteAt(s, dst.record, static_cast<int>(s.chroma ? 2 * c : c), 0, 0), expected[c]) << s.name << c;
+    }
+}
+
+TEST_P(ScalerTest, RefusesBadRecordsAndTouchesNothing)
+{
+    for (const Scaler& s : scalers)
+        for (int IMG_PARAM::*side : {&IMG_PARAM::cx, &IMG_PARAM::cy})
+            for (const int bad : {0, -1, INT_MIN, mostColumns + 1, INT_MAX, 1}) {
+                Image src(s, 0, 0, 8, 8, 0, 0, false, false), dst(s, 0, 0, 8, 8, 0, 0, false, true);
+                Fill(dst.bits.get(), dst.size);
+                const Bytes before = dst.Content();
+                IMG_PARAM from = src.record, to = dst.record;
+                from.*side = to.*side = bad;
+                EXPECT_TRUE(bad == 1 || !s.run(from, dst.record)) << s.name << " from " << bad;
+                EXPECT_TRUE((bad == 1 && s.kind == table) || !s.run(src.record, to)) << s.name << " to " << bad;
+                from = src.record, to = dst.record;
+                from.pBits = to.pBits = nullptr;
+                EXPECT_EQ(s.run(from, dst.record), 0) << s.name;
+                EXPECT_EQ(s.run(src.record, to), 0) << s.name;
+                EXPECT_EQ(dst.Content(), before) << s.name << " for " << bad;
+            }
+}
+
+TEST_P(ScalerTest, EntryPointsChooseByMethod)
+{
+    constexpr decltype(&ImageResize8) entries[] = {ImageResize8, ImageResizeY, ImageResizeUV};
+    for (int i = 0; i < 3; ++i)
+        for (const int method : {-1, 0, 1, 2, 3, 4}) {
+            const Scaler& s = scalers[method == 1 ? 1 + i : 5 + i];
+            Image src(s, 2, 2, 20, 12, 0, 0, false, false), dst(s, 2, 2, 9, 7, 3, 0, false, true);
+            Image expected(s, 2, 2, 9, 7, 3, 0, false, true);
+            std::generate_n(src.bits.get(), src.size, [&] { return static_cast<unsigned char>(Random(0, 255)); });
+            const int known = method >= 0 && method <= 2 ? s.run(src.record, expected.record) : 0;
+            EXPECT_EQ(entries[i](src.record, dst.record, static_cast<IMAGE_INTERPOLATION>(method)), known);
+            EXPECT_EQ(dst.Content(), expected.Content()) << s.name << " by method " << method;
+        }
+}
+
+// Two planes go to one target, which tells the order of the calls. The first plane is missing at times.
+TEST_P(ScalerTest, PicturesAreScaledPlaneByPlane)
+{
+    constexpr size_t size = 1000;
+    constexpr int sp[] = {31, 32, 33, 34}, dp[] = {35, 36, 37, 38}, sides[] = {1, 2, 21};
+    Bytes source(4 * size);
+    std::generate(source.begin(), source.end(), [&] { return static_cast<unsigned char>(Random(0, 255)); });
+    unsigned char* const p[] = {&source[0], &source[size], &source[2 * size], &source[3 * size]};
+    for (int i = 0; i < 54; ++i) {
+        const auto method = static_cast<IMAGE_INTERPOLATION>(1 + i % 3);
+        const bool four = i % 2;
+        const IMG_PARAM src = {nullptr, 0, 0, 0, 8, 2, 2, 20, 12};
+        const IMG_PARAM dst = {nullptr, 0, 0, 0, 8, 2, 2, sides[i / 6 % 3], sides[i / 18]};
+        unsigned char* const p0 = i % 3 ? p[0] : nullptr;
+        Bytes made(4 * size), expected(4 * size);
+        unsigned char* const q[] = {&made[0], &made[four ? size : 2 * size], &made[2 * size], &made[2 * size]};
+        const int result = four ? ImageResizeYV444(src, p0, p[1], p[2], p[3], sp[0], sp[1], sp[2], sp[3], dst, q[0],
+                                                   q[1], q[2], q[3], dp[0], dp[1], dp[2], dp[3], method)
+                                : ImageResizeYV12(src, p0, p[1], p[2], sp[0], sp[1], sp[2], dst, q[0], q[1], q[2],
+                                                  dp[0], dp[1], dp[2], method);
+        for (const size_t plane : four ? std::vector<size_t>{0, 1, 3, 2} : std::vector<size_t>{0, 2, 1}) {
+            IMG_PARAM from = src, to = dst;
+            from.pBits = plane ? p[plane] : p0, from.nPitch = sp[plane];
+            to.pBits = &expected[0] + (q[plane] - &made[0]), to.nPitch = dp[plane];
+            (four || plane == 0 ? ImageResizeY : ImageResizeUV)(from, to, method);
+        }
+        EXPECT_EQ(result, dst.cx > 1 && dst.cy > 1);
+        EXPECT_EQ(made, expected) << "case " << i;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(RowFunctions, ScalerTest, testing::Values("plain"));
+
+} // namespace
