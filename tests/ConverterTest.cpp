@@ -118,15 +118,15 @@ TEST_F(ConverterTest, GivesTheKnownSamples)
         EXPECT_EQ(Convert(converter, block), expected);
         EXPECT_EQ(CAudioConverter::Spare(), left);
     }
-    const std::pair<Format, std::vector<int>> streams[] = {{{1, 1, 44100, 48000}, {1115, 1114, 1115, 1114, 1115}},
-                                                           {{2, 2, 48000, 44100}, {940, 942, 940}}};
-    for (const auto& [f, counts] : streams) {
+    const auto counts = [](const Format& f, const std::vector<int>& expected) {
         CAudioConverter::Spare() = 0;
         CAudioConverter converter(f.in, f.out, f.rateIn, f.rateOut, 0);
-        for (const int count : counts)
+        for (const int count : expected)
             EXPECT_EQ(converter.ConvertData(Samples(1024).data(), 1024), count);
         EXPECT_EQ(converter.GetValidSize(), 0); // made, but not waiting
-    }
+    };
+    counts({1, 1, 44100, 48000}, {1115, 1114, 1115, 1114, 1115});
+    counts({2, 2, 48000, 44100}, {940, 942, 940});
     CAudioConverter::Spare() = 1.5; // here the balance counts at equal formats too
     EXPECT_EQ(CAudioConverter(2, 2, 8000, 8000, 0).ConvertData(Samples(4).data(), 4), 6);
 }
@@ -178,12 +178,9 @@ TEST_F(ConverterTest, TakesOddInput)
 
 TEST_F(ConverterTest, TellsTheLongestBlockThatFits)
 {
-    for (const Format& f : {Format{1, 1, 44100, 48000},
-                            {2, 2, 384000, 8000},
-                            {1, 2, 8000, 384000},
-                            {2, 1, 96000, 8000},
-                            {6, 2, 48000, 44100},
-                            {1, 2, 8000, 8000}})
+    constexpr Format formats[] = {{1, 1, 44100, 48000}, {2, 2, 384000, 8000}, {1, 2, 8000, 384000},
+                                  {2, 1, 96000, 8000},  {6, 2, 48000, 44100}, {1, 2, 8000, 8000}};
+    for (const Format& f : formats)
         for (const double spare : {0.0, 40.0, -40.0}) {
             CAudioConverter converter(f.in, f.out, f.rateIn, f.rateOut, 8);
             CAudioConverter::Spare() = spare;
@@ -193,6 +190,8 @@ TEST_F(ConverterTest, TellsTheLongestBlockThatFits)
             CAudioConverter::Spare() = spare;
             const int longer = longest + f.in;
             EXPECT_GT(converter.ConvertData(Samples(static_cast<size_t>(longer)).data(), longer), 9000);
+            CAudioConverter::Spare() = 1e6; // too much for any block: one sample block
+            EXPECT_EQ(converter.LongestBlock(9000), f.in);
         }
 }
 
