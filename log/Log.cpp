@@ -25,10 +25,22 @@ struct SinkState {
     int depth = 0;
 };
 
+struct TraceState {
+    std::recursive_mutex mutex; // held during a sink's call
+    KXTraceSink pfnSink = nullptr;
+    void* pContext = nullptr;
+};
+
 // Never destroyed: destructors of static objects may log.
 SinkState& State()
 {
     static SinkState& state = *new SinkState;
+    return state;
+}
+
+TraceState& Traces()
+{
+    static TraceState& state = *new TraceState;
     return state;
 }
 
@@ -94,6 +106,22 @@ void KXLogEx(const wchar_t* pszFormat, ...)
 void KXLogSetSink(KXLogSink pfnSink, void* pContext)
 {
     SinkState& state = State();
+    const std::lock_guard lock(state.mutex);
+    state.pfnSink = pfnSink;
+    state.pContext = pContext;
+}
+
+void KXTraceImage(const tagBITMAPINFOHEADER* pHeader, const unsigned char* pBits)
+{
+    TraceState& state = Traces();
+    const std::lock_guard lock(state.mutex);
+    if (state.pfnSink)
+        state.pfnSink(state.pContext, pHeader, pBits);
+}
+
+void KXTraceSetSink(KXTraceSink pfnSink, void* pContext)
+{
+    TraceState& state = Traces();
     const std::lock_guard lock(state.mutex);
     state.pfnSink = pfnSink;
     state.pContext = pContext;

@@ -25,6 +25,11 @@ ENCMGR_API void KXLogEx(const wchar_t* pszFormat, ...);
  * and a terminator. Empty if it can't be told. */
 ENCMGR_API void GetAppPath(wchar_t* pszPath, int nMax);
 
+struct tagBITMAPINFOHEADER; /* the published 40-byte bitmap header */
+
+/* Hands a picture that the library traces to the trace sink, if there is one: a 24-bit bottom-up bitmap. */
+ENCMGR_API void KXTraceImage(const struct tagBITMAPINFOHEADER* pHeader, const unsigned char* pBits);
+
 /* ---- for hosts ---- */
 
 /* A sink receives each line as it was logged; the text is valid during the call. */
@@ -32,6 +37,12 @@ typedef void (*KXLogSink)(void* pContext, const wchar_t* pszText);
 
 /* Sends all further lines to pfnSink; null goes back to the standard error stream. */
 ENCMGR_API void KXLogSetSink(KXLogSink pfnSink, void* pContext);
+
+/* A trace sink receives the pictures of xTraceImage; header and bits are valid during the call. */
+typedef void (*KXTraceSink)(void* pContext, const struct tagBITMAPINFOHEADER* pHeader, const unsigned char* pBits);
+
+/* Sends all further traced pictures to pfnSink; null drops them. */
+ENCMGR_API void KXTraceSetSink(KXTraceSink pfnSink, void* pContext);
 
 /* Sets what GetAppPath gives, and so where "PlugIns" is looked for; null goes back to the executable's folder.
  * The text is copied. */

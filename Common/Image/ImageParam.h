@@ -45,4 +45,9 @@ struct tagBITMAPINFOHEADER {
 };
 static_assert(sizeof(tagBITMAPINFOHEADER) == 40);
 
+// The header with whatever follows it.
+struct tagBITMAPINFO {
+    tagBITMAPINFOHEADER bmiHeader;
+};
+
 #endif // ENCMGR_IMAGE_PARAM_H

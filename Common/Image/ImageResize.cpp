@@ -48,6 +48,13 @@ private:
 
 } // namespace
 
+int ImageResize(const IMG_PARAM& src, IMG_PARAM& dst, IMAGE_INTERPOLATION method)
+{
+    if (method == IMAGE_INTERPOLATION_CONVOLVE)
+        return DIB_ResizeConvolve(src, dst);
+    return Dispatch(src, dst, method, DIB_ResizeNear, DIB_ResizeBiLiner);
+}
+
 int ImageResize8(const IMG_PARAM& src, IMG_PARAM& dst, IMAGE_INTERPOLATION method)
 {
     return Dispatch(src, dst, method, DIB_ResizeNear8, DIB_ResizeBiLiner8);

@@ -19,6 +19,10 @@
 //   DIB_ResizeBiLinerY            luma             top-down   formula, forced    margins of its rows set to 16
 //   DIB_ResizeBiLinerUV           chroma of 4:2:0  top-down   formula, forced    untouched
 //   DIB_ResizeBiLinerY_Simulate   luma             top-down   formula, forced    untouched
+//   DIB_ResizeConvolve            4 bytes          bottom-up  formula, formula   untouched
+//   DIB_AlphaResizeBiLiner        4 bytes          bottom-up  forced, forced     untouched
+//   StretchMaskResizeNear         1 byte, 4 bytes  bottom-up  forced, forced     untouched
+//   StretchMaskResizeBiLiner      1 byte, 4 bytes  bottom-up  forced, forced     untouched
 //
 // A forced column or row is a plain copy of the source rectangle's last one, without any mixing. The margins are the
 // bytes left of the rectangle and those right of it up to nPitch.
@@ -45,7 +49,26 @@ ENCMGR_API int DIB_ResizeBiLinerUV(const IMG_PARAM& src, IMG_PARAM& dst);
 // The mean of four samples one whole step apart, without multiplications.
 ENCMGR_API int DIB_ResizeBiLinerY_Simulate(const IMG_PARAM& src, IMG_PARAM& dst);
 
+// ---- cubic convolution with parameter -1, 4 by 4 taps ----
+// Filters bytes 0 to 2; byte 3 is that of the pixel at the position. From double size and from half size on, inner taps
+// are smoothed along the line between the outer ones. The kernel does not widen when reducing.
+ENCMGR_API int DIB_ResizeConvolve(const IMG_PARAM& src, IMG_PARAM& dst);
+
+// ---- changes of a target by what it holds ----
+// Bilinear colours, not premultiplied, laid over the target by byte 3 of the pixel at the position (0 transparent, 255
+// opaque). The target's byte 3 gains that opacity, but for the last column and row, where it stays.
+ENCMGR_API int DIB_AlphaResizeBiLiner(const IMG_PARAM& src, IMG_PARAM& dst);
+ENCMGR_API int ImageAlphaResize(const IMG_PARAM& src, IMG_PARAM& dst, IMAGE_INTERPOLATION method); // any method
+
+// A mask of bytes stretched over 4-byte pixels: where it is 0 all four bytes become 0; elsewhere byte 3 becomes the
+// mask value (nearest) or the product of both over 255, truncated (bilinear), and the colours stay. The bilinear one
+// refuses a mask whose nBitCount isn't 8.
+ENCMGR_API int StretchMaskResizeNear(const IMG_PARAM& src, IMG_PARAM& dst);
+ENCMGR_API int StretchMaskResizeBiLiner(const IMG_PARAM& src, IMG_PARAM& dst);
+ENCMGR_API int ImageStretchMask(const IMG_PARAM& src, IMG_PARAM& dst); // bilinear
+
 // ---- choice by method: 1 is nearest, 0 and 2 are bilinear, anything else refuses ----
+ENCMGR_API int ImageResize(const IMG_PARAM& src, IMG_PARAM& dst, IMAGE_INTERPOLATION method); // and 3 is convolution
 ENCMGR_API int ImageResize8(const IMG_PARAM& src, IMG_PARAM& dst, IMAGE_INTERPOLATION method);
 ENCMGR_API int ImageResizeY(const IMG_PARAM& src, IMG_PARAM& dst, IMAGE_INTERPOLATION method);
 ENCMGR_API int ImageResizeUV(const IMG_PARAM& src, IMG_PARAM& dst, IMAGE_INTERPOLATION method);

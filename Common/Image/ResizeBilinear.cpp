@@ -2,13 +2,12 @@
 #include "Common/Image/ImageResize.h"
 #include "Common/Image/ScaleWalk.h"
 
-#include <cstring>
-
 namespace
 {
 
 struct BlendPixels {
-    static constexpr int bytes = 4;
+    static constexpr int sourceBytes = 4;
+    static constexpr int targetBytes = 4;
 
     static void Mixed(const RowPair& rows, unsigned char* out, int count, uint32_t step)
     {
@@ -18,11 +17,11 @@ struct BlendPixels {
     {
         NearRow32(row, out, count, step);
     }
-    static void Edge(const unsigned char* pixel, unsigned char* out) { std::memcpy(out, pixel, bytes); }
 };
 
 struct BlendBytes {
-    static constexpr int bytes = 1;
+    static constexpr int sourceBytes = 1;
+    static constexpr int targetBytes = 1;
 
     static void Mixed(const RowPair& rows, unsigned char* out, int count, uint32_t step)
     {
@@ -32,7 +31,6 @@ struct BlendBytes {
     {
         NearRow8(row, out, count, step);
     }
-    static void Edge(const unsigned char* pixel, unsigned char* out) { *out = *pixel; }
 };
 
 struct BlendChroma {

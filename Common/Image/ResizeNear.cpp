@@ -3,7 +3,6 @@
 #include "Common/Image/ScaleWalk.h"
 
 #include <algorithm>
-#include <cstring>
 #include <memory>
 #include <new>
 
@@ -11,7 +10,8 @@ namespace
 {
 
 struct NearestPixels {
-    static constexpr int bytes = 4;
+    static constexpr int sourceBytes = 4;
+    static constexpr int targetBytes = 4;
 
     static void Mixed(const RowPair& rows, unsigned char* out, int count, uint32_t step)
     {
@@ -21,7 +21,6 @@ struct NearestPixels {
     {
         NearRow32(row, out, count, step);
     }
-    static void Edge(const unsigned char* pixel, unsigned char* out) { std::memcpy(out, pixel, bytes); }
 };
 
 struct NearestChroma {

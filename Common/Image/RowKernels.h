@@ -50,6 +50,30 @@ void BlendRow8(const RowPair& rows, unsigned char* dst, int count, uint32_t step
 void BlendRow32(const RowPair& rows, unsigned char* dst, int count, uint32_t step);      // byte 3 copied
 void BlendRowUV(const RowPair& rows, unsigned char* dst, int count, ColumnWalk columns); // luma positions
 
+// ---- laid over what the target holds, by byte 3 of the source pixel at or before the position ----
+void OverlayBlendRow32(const RowPair& rows, unsigned char* dst, int count,
+                       uint32_t step); // adds to the target's byte 3
+void OverlayNearRow32(const unsigned char* src, unsigned char* dst, int count, uint32_t step); // keeps it
+
+// ---- a mask of bytes cuts 4-byte pixels: 0 wipes a pixel, other values go to its byte 3 and leave its colours ----
+void MaskReplaceRow(const unsigned char* mask, unsigned char* dst, int count, uint32_t step); // nearest; replaces
+void MaskBlendRow(const RowPair& mask, unsigned char* dst, int count, uint32_t step);         // bilinear; multiplies
+void MaskNearRow(const unsigned char* mask, unsigned char* dst, int count, uint32_t step);    // nearest; multiplies
+
+// ---- cubic convolution ----
+struct ConvolveRows {
+    const unsigned char* rows[4]; // tap rows, from the source rectangle's left column
+    double weights[4];            // of the rows
+    bool smoothX;
+    bool smoothY;
+    int lastColumn; // tap columns are held to 0 and this one
+};
+void ConvolveRow32(const ConvolveRows& taps, unsigned char* dst, int count, uint32_t step); // byte 3 copied
+
+// Weights of four taps at the distances 1 + t, t, 1 - t and 2 - t of a position with the fraction t, 0 to 4095: the
+// cubic convolution kernel with parameter -1. Multiples of 2^-36, and so exact, like every sum that they enter.
+void CubicWeights(uint32_t fraction, double (&weights)[4]);
+
 // Mean of the corners of each cell between columns c and c + 1, the last cell held to the row's last column.
 void MeanRow8(const unsigned char* upper, const unsigned char* lower, unsigned char* dst, int count, uint32_t step,
               uint32_t lastColumn);

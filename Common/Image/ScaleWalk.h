@@ -65,8 +65,9 @@ template <class Order> const unsigned char* LastRow(const IMG_PARAM& src, int by
 
 // ---- walks ----
 
-// Last column and last row are copies of the source rectangle's last ones; all others lie by the formula.
-// Pixels names the row functions: Mixed (between two rows), Plain (of one row), Edge (one pixel).
+// Last column and last row come from the source rectangle's last ones; all others lie by the formula.
+// Pixels names the sizes of both sides' pixels, sourceBytes and targetBytes, and the row functions: Mixed (between two
+// rows) and Plain (from one row).
 template <class Order, class Pixels> int ForcedEdgeWalk(const IMG_PARAM& src, IMG_PARAM& dst)
 {
     if (!CanScale(src, dst))
@@ -74,17 +75,18 @@ template <class Order, class Pixels> int ForcedEdgeWalk(const IMG_PARAM& src, IM
     const Steps step(src, dst);
     const int inner = dst.cx - 1;
     for (int r = 0; r < dst.cy; ++r) {
-        unsigned char* out = Order::Row(dst, int64_t{dst.y} + r) + ptrdiff_t{dst.x} * Pixels::bytes;
+        unsigned char* out = Order::Row(dst, int64_t{dst.y} + r) + ptrdiff_t{dst.x} * Pixels::targetBytes;
         const unsigned char* row;
         if (r < dst.cy - 1) {
-            const RowPair rows = RowsAt<Order>(src, static_cast<uint32_t>(r) * step.y, Pixels::bytes);
+            const RowPair rows = RowsAt<Order>(src, static_cast<uint32_t>(r) * step.y, Pixels::sourceBytes);
             Pixels::Mixed(rows, out, inner, step.x);
             row = rows.upper;
         } else {
-            row = LastRow<Order>(src, Pixels::bytes);
+            row = LastRow<Order>(src, Pixels::sourceBytes);
             Pixels::Plain(row, out, inner, step.x);
         }
-        Pixels::Edge(row + ptrdiff_t{src.cx - 1} * Pixels::bytes, out + ptrdiff_t{inner} * Pixels::bytes);
+        Pixels::Plain(row + ptrdiff_t{src.cx - 1} * Pixels::sourceBytes, out + ptrdiff_t{inner} * Pixels::targetBytes,
+                      1, 0);
     }
     return 1;
 }
