@@ -37,6 +37,7 @@ const char* const kExitCodeHelp = "Exit codes:\n"
 
 // Values as they were written, until they are parsed.
 struct RawValues {
+    std::optional<std::string> overlaySize, overlayAt, through, difference;
     std::optional<std::string> size, frameRate, fit, scale, videoBitRate, audioBitRate, sampleRate, channels, pictures;
     bool isQuiet = false;
     bool isVerbose = false;
@@ -116,6 +117,45 @@ void AddEncodeOptions(CLI::App& app, EncodeOptions& encode, RawValues& raw)
         ->group(audio);
 }
 
+void AddConvertOptions(CLI::App& app, ConvertOptions& convert, RawValues& raw)
+{
+    const char* const files = "Files";
+    app.add_option("INPUT", convert.input, "A picture: PNG, PPM or whatever libav reads")
+        ->required()
+        ->type_name("")
+        ->multi_option_policy(CLI::MultiOptionPolicy::Throw)
+        ->group(files);
+    app.add_option("-o,--output", convert.output, "The PNG file to write")
+        ->required()
+        ->type_name("OUTPUT")
+        ->group(files);
+    app.add_flag("-y,--overwrite", convert.overwrite, "Overwrite OUTPUT if it exists")->group(files);
+
+    const char* const steps = "Steps, in this order";
+    app.add_option("-s,--size", raw.size, "Scale to this size (default: the input's)")->type_name("WxH")->group(steps);
+    app.add_option("--scale", raw.scale, "Scaling: bilinear (the default), near or convolve")
+        ->type_name("METHOD")
+        ->group(steps);
+    app.add_option("--overlay", convert.overlay, "Lay this picture over it by its opacity")
+        ->type_name("FILE")
+        ->group(steps);
+    app.add_option("--overlay-size", raw.overlaySize, "Stretch the overlay to this size (default: its own)")
+        ->type_name("WxH")
+        ->group(steps);
+    app.add_option("--at", raw.overlayAt, "The overlay's top left corner (default: 0x0)")
+        ->type_name("XxY")
+        ->group(steps);
+    app.add_option("--mask", convert.mask, "Stretch this picture over it and cut it by its green: black wipes")
+        ->type_name("FILE")
+        ->group(steps);
+    app.add_option("--through", raw.through, "Send it through yuv420, yuy2 or uyvy and back")
+        ->type_name("LAYOUT")
+        ->group(steps);
+    app.add_option("--difference", raw.difference, "Write what --through changed, times this")
+        ->type_name("FACTOR")
+        ->group(steps);
+}
+
 [[noreturn]] void Refuse(const char* option, const std::string& text, const char* expected)
 {
     throw HostError(kExitUsage, Format("%s: \"%s\" isn't %s", option, text.c_str(), expected));
@@ -146,11 +186,42 @@ std::optional<Fit> ParseFit(const std::string& text)
     return std::nullopt;
 }
 
+std::optional<Through> ParseThrough(const std::string& text)
+{
+    if (text == "yuv420")
+        return Through::kYuv420;
+    if (text == "yuy2")
+        return Through::kYuy2;
+    return text == "uyvy" ? std::optional(Through::kUyvy) : std::nullopt;
+}
+
 std::optional<int> ParseInterpolation(const std::string& text)
 {
     if (text == "near")
         return 1;
     return text == "bilinear" ? std::optional(2) : std::nullopt;
+}
+
+void ParseValues(const RawValues& raw, ConvertOptions& convert)
+{
+    const auto size = [](int least) {
+        return [least](const std::string& text) { return ParseSize(text, least, 16384); };
+    };
+    const char* const sizeHelp = "a size such as 640x360, from 2 to 16384 pixels each way";
+    Take(convert.size, "-s", raw.size, sizeHelp, size(2));
+    Take(convert.overlaySize, "--overlay-size", raw.overlaySize, sizeHelp, size(2));
+    Take(convert.overlayAt, "--at", raw.overlayAt, "a place such as 20x10", size(0));
+    Take(convert.interpolation, "--scale", raw.scale, "one of near, bilinear and convolve",
+         [](const std::string& text) { return text == "convolve" ? std::optional(3) : ParseInterpolation(text); });
+    Take(convert.through, "--through", raw.through, "one of yuv420, yuy2 and uyvy", ParseThrough);
+    Take(convert.difference, "--difference", raw.difference, "a factor from 1 to 255",
+         [](const std::string& text) { return ParseInteger(text, 1, 255); });
+    if (convert.difference && !convert.through)
+        throw HostError(kExitUsage, "--difference needs --through");
+    if (convert.overlay.empty() && (raw.overlaySize || raw.overlayAt))
+        throw HostError(kExitUsage, "--overlay-size and --at need --overlay");
+    if (convert.input.empty() || convert.output.empty())
+        throw HostError(kExitUsage, "an empty file name");
 }
 
 void ParseValues(const RawValues& raw, EncodeOptions& encode)
@@ -195,12 +266,15 @@ std::optional<int> ParseOptions(int argc, char** argv, Options& options)
     AddCommonOptions(app, options, raw);
     app.require_subcommand(0, 1);
     app.fallthrough();
-    app.footer(std::string("\"encmgr encode --help\" shows the options of encode.\n\n") + kExitCodeHelp);
+    app.footer(std::string("\"encmgr encode --help\" shows the options of encode, and so on.\n\n") + kExitCodeHelp);
 
     const CLI::App* const list = app.add_subcommand("list", "Print every file format with its encoders");
     CLI::App* const encode = app.add_subcommand("encode", "Write a file");
     encode->footer(std::string(kFitHelp) + "\n" + kTestCardHelp + "\n" + kExitCodeHelp);
     AddEncodeOptions(*encode, options.encode, raw);
+    CLI::App* const convert = app.add_subcommand("convert", "Scale, overlay, mask or convert a single picture");
+    convert->footer(kExitCodeHelp);
+    AddConvertOptions(*convert, options.convert, raw);
 
     try {
         app.parse(argc, argv);
@@ -211,13 +285,15 @@ std::optional<int> ParseOptions(int argc, char** argv, Options& options)
     }
 
     if (app.get_subcommands().empty())
-        throw HostError(kExitUsage, "no command; there are list and encode, and --help");
+        throw HostError(kExitUsage, "no command; there are list, encode and convert, and --help");
     if (raw.isQuiet && raw.isVerbose)
         throw HostError(kExitUsage, "-q and -v exclude each other");
-    options.command = list->parsed() ? Command::kList : Command::kEncode;
+    options.command = list->parsed() ? Command::kList : convert->parsed() ? Command::kConvert : Command::kEncode;
     options.volume = raw.isQuiet ? Volume::kQuiet : raw.isVerbose ? Volume::kVerbose : Volume::kNormal;
     if (options.command == Command::kEncode)
         ParseValues(raw, options.encode);
+    if (options.command == Command::kConvert)
+        ParseValues(raw, options.convert);
     return std::nullopt;
 }
 

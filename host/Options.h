@@ -2,6 +2,7 @@
 #ifndef ENCMGR_HOST_OPTIONS_H
 #define ENCMGR_HOST_OPTIONS_H
 
+#include "host/ConvertCommand.h"
 #include "host/Messages.h"
 #include "host/Values.h"
 
@@ -11,7 +12,7 @@
 namespace host
 {
 
-enum class Command { kList, kEncode };
+enum class Command { kList, kEncode, kConvert };
 
 // How a picture is fitted into the output, with the values of EncodeParamVideo::nResizeMethod.
 enum Fit { kFitStretch = 0, kFitKeep = 1, kFit16To9 = 2, kFit4To3 = 3, kFitCrop = 5 };
@@ -42,6 +43,7 @@ struct Options {
     Volume volume = Volume::kNormal;
     std::string pluginsFolder; // the folder that holds PlugIns; empty: the program's own
     EncodeOptions encode;
+    ConvertOptions convert;
 };
 
 // Gives an exit code where the program is to end here, help or an error having been printed. Throws HostError for a

@@ -1,5 +1,6 @@
 // encmgr: the command-line host.
 #include "host/Catalogue.h"
+#include "host/ConvertCommand.h"
 #include "host/EncodeCommand.h"
 #include "host/ExitCode.h"
 #include "host/Interrupt.h"
@@ -53,6 +54,8 @@ void WarnOfRefusedPlugins(Messages& messages, uint64_t mark)
 
 int RunCommand(const Options& options, Messages& messages)
 {
+    if (options.command == Command::kConvert)
+        return RunConvert(options.convert, messages); // needs no plug-ins
     SetPluginsFolder(options.pluginsFolder);
     const uint64_t mark = messages.Mark();
     const PluginSession session;

@@ -135,6 +135,35 @@ TEST_F(HostTest, PipesAndSeparateAudioWork)
     EXPECT_TRUE(joined.samples == ReadMedia(Path("a.mkv")).samples);
 }
 
+TEST_F(HostTest, ConvertsPictures)
+{
+    const auto pixels = [this](const std::string& name) { return ReadMedia(Path(name)).pictures.at(0).planes; };
+    const std::string a = "\x10\x20\x30", b = "\x7f\x01\x02", c = "\x05\x60\x07", d = "\x08\x09\x7a";
+    std::ofstream(Path("small.ppm")) << "P6 2 2 255\n" << a + b + c + d;
+    ASSERT_EQ(Run("convert small.ppm -o near.png -s 4x4 --scale near"), 0) << m_said;
+    const std::string top = a + a + a + b, wanted = top + top + top + c + c + c + d;
+    EXPECT_EQ(pixels("near.png"), std::vector<unsigned char>(wanted.begin(), wanted.end()));
+
+    // This grey comes back one level lower from every layout, but for the corner that 4:2:0 leaves as it was. A white
+    // overlay with no opacity of its own covers what it is placed on.
+    std::ofstream(Path("grey.ppm")) << "P6 5 3 255\n" << std::string(45, '\x50');
+    std::ofstream(Path("white.ppm")) << "P6 2 2 255\n" << std::string(12, '\xff');
+    for (const std::string layout : {"yuv420", "yuy2", "uyvy"}) {
+        ASSERT_EQ(Run("convert grey.ppm -y -o same.png --through " + layout + " --difference 99"), 0) << m_said;
+        std::vector<unsigned char> changed(45, 99);
+        if (layout == "yuv420")
+            std::fill_n(changed.end() - 3, 3, static_cast<unsigned char>(0));
+        EXPECT_EQ(pixels("same.png"), changed) << layout;
+    }
+    ASSERT_EQ(Run("convert grey.ppm -o laid.png --overlay white.ppm --at 1x1"), 0) << m_said;
+    EXPECT_EQ(pixels("laid.png")[0], 0x50);
+    EXPECT_EQ(pixels("laid.png")[3 * (5 + 1)], 0xff);
+    EXPECT_EQ(Run("convert grey.ppm -o out.png --overlay white.ppm --at 4x2"), 2) << m_said;
+    EXPECT_EQ(Run("convert missing.ppm -o out.png"), 3) << m_said;
+    EXPECT_EQ(Run("convert grey.ppm -o grey.ppm -y"), 4) << m_said;
+    EXPECT_FALSE(std::filesystem::exists(Path("out.png")));
+}
+
 TEST_F(HostTest, EndsWithTheCodeOfWhatWentWrong)
 {
     std::ofstream(Path("text.txt")) << "no media at all\n";

@@ -27,11 +27,16 @@ void AppendPlane(std::vector<unsigned char>& planes, const AVFrame& frame, int p
 
 void TakePicture(DecodedFile& file, const AVFrame& frame, const Stream& from)
 {
-    ASSERT_TRUE(frame.format == AV_PIX_FMT_YUV420P) << "pixel format " << frame.format;
+    ASSERT_TRUE(frame.format == AV_PIX_FMT_YUV420P || frame.format == AV_PIX_FMT_RGB24) << "format " << frame.format;
     DecodedPicture picture = {static_cast<double>(frame.best_effort_timestamp) * av_q2d(from.stream->time_base),
                               frame.width,
                               frame.height,
                               {}};
+    if (frame.format == AV_PIX_FMT_RGB24) {
+        AppendPlane(picture.planes, frame, 0, 3 * frame.width, frame.height);
+        file.pictures.push_back(std::move(picture));
+        return;
+    }
     AppendPlane(picture.planes, frame, 0, frame.width, frame.height);
     AppendPlane(picture.planes, frame, 1, (frame.width + 1) / 2, (frame.height + 1) / 2);
     AppendPlane(picture.planes, frame, 2, (frame.width + 1) / 2, (frame.height + 1) / 2);
