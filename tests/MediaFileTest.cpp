@@ -445,6 +445,8 @@ TEST_F(MediaFileTest, ConvertsBlocksAndCountsOutputBytes)
     EXPECT_TRUE(out.nSampleRate == 8000 && out.nChannels == 2 && out.nBitsPerSample == 16 && out.nBufferSize == 99);
     EXPECT_EQ(Write({9}, 100000), 0); // too little for a sample
     EXPECT_TRUE(m_trace == L"1x320@0/0+5 " && file.m_llAudioBytes == 320 && file.m_LastBlock[0] == 7);
+    EXPECT_EQ(Write(Samples(6, 8), 100000), 1); // a single sample block is the last one too
+    EXPECT_TRUE(file.m_llAudioBytes == 324 && file.m_LastBlock[0] == 8);
 }
 
 TEST_F(MediaFileTest, IgnoresBlocksWithoutSamples)

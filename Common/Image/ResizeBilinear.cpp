@@ -5,45 +5,6 @@
 namespace
 {
 
-struct BlendPixels {
-    static constexpr int sourceBytes = 4;
-    static constexpr int targetBytes = 4;
-
-    static void Mixed(const RowPair& rows, unsigned char* out, int count, uint32_t step)
-    {
-        BlendRow32(rows, out, count, step);
-    }
-    static void Plain(const unsigned char* row, unsigned char* out, int count, uint32_t step)
-    {
-        NearRow32(row, out, count, step);
-    }
-};
-
-struct BlendBytes {
-    static constexpr int sourceBytes = 1;
-    static constexpr int targetBytes = 1;
-
-    static void Mixed(const RowPair& rows, unsigned char* out, int count, uint32_t step)
-    {
-        BlendRow8(rows, out, count, step);
-    }
-    static void Plain(const unsigned char* row, unsigned char* out, int count, uint32_t step)
-    {
-        NearRow8(row, out, count, step);
-    }
-};
-
-struct BlendChroma {
-    static void Mixed(const RowPair& rows, unsigned char* out, int count, ColumnWalk columns)
-    {
-        BlendRowUV(rows, out, count, columns);
-    }
-    static void Plain(const unsigned char* row, unsigned char* out, int count, ColumnWalk columns)
-    {
-        NearRowUV(row, out, count, columns);
-    }
-};
-
 bool IsLastRow(const IMG_PARAM& dst, uint32_t r)
 {
     return r == static_cast<uint32_t>(dst.cy - 1);
@@ -53,12 +14,12 @@ bool IsLastRow(const IMG_PARAM& dst, uint32_t r)
 
 int DIB_ResizeBiLiner(const IMG_PARAM& src, IMG_PARAM& dst)
 {
-    return ForcedEdgeWalk<BottomUp, BlendPixels>(src, dst);
+    return ForcedEdgeWalk<BottomUp>(src, dst, {4, 4, NearRow32, BlendRow32});
 }
 
 int DIB_ResizeBiLiner8(const IMG_PARAM& src, IMG_PARAM& dst)
 {
-    return ForcedEdgeWalk<BottomUp, BlendBytes>(src, dst);
+    return ForcedEdgeWalk<BottomUp>(src, dst, {1, 1, NearRow8, BlendRow8});
 }
 
 int DIB_ResizeBiLinerY(const IMG_PARAM& src, IMG_PARAM& dst)
@@ -86,5 +47,5 @@ int DIB_ResizeBiLinerY_Simulate(const IMG_PARAM& src, IMG_PARAM& dst)
 
 int DIB_ResizeBiLinerUV(const IMG_PARAM& src, IMG_PARAM& dst)
 {
-    return ChromaWalk<BlendChroma>(src, dst);
+    return ChromaWalk(src, dst, {NearRowUV, BlendRowUV});
 }

@@ -9,31 +9,6 @@
 namespace
 {
 
-struct NearestPixels {
-    static constexpr int sourceBytes = 4;
-    static constexpr int targetBytes = 4;
-
-    static void Mixed(const RowPair& rows, unsigned char* out, int count, uint32_t step)
-    {
-        NearRow32(rows.upper, out, count, step);
-    }
-    static void Plain(const unsigned char* row, unsigned char* out, int count, uint32_t step)
-    {
-        NearRow32(row, out, count, step);
-    }
-};
-
-struct NearestChroma {
-    static void Mixed(const RowPair& rows, unsigned char* out, int count, ColumnWalk columns)
-    {
-        NearRowUV(rows.upper, out, count, columns);
-    }
-    static void Plain(const unsigned char* row, unsigned char* out, int count, ColumnWalk columns)
-    {
-        NearRowUV(row, out, count, columns);
-    }
-};
-
 // Source index for each of `target` positions: source size over target size with half a step of offset, the last one
 // forced. From four-fold enlargement on the quotient can come out one past the end and is held to it.
 int32_t TableEntry(int i, int source, int target)
@@ -48,7 +23,7 @@ int32_t TableEntry(int i, int source, int target)
 
 int DIB_ResizeNear(const IMG_PARAM& src, IMG_PARAM& dst)
 {
-    return ForcedEdgeWalk<BottomUp, NearestPixels>(src, dst);
+    return ForcedEdgeWalk<BottomUp>(src, dst, {4, 4, NearRow32, nullptr});
 }
 
 int DIB_ResizeNear8(const IMG_PARAM& src, IMG_PARAM& dst)
@@ -76,5 +51,5 @@ int DIB_ResizeNearY(const IMG_PARAM& src, IMG_PARAM& dst)
 
 int DIB_ResizeNearUV(const IMG_PARAM& src, IMG_PARAM& dst)
 {
-    return ChromaWalk<NearestChroma>(src, dst);
+    return ChromaWalk(src, dst, {NearRowUV, nullptr});
 }

@@ -2,56 +2,9 @@
 #include "Common/Image/ImageResize.h"
 #include "Common/Image/ScaleWalk.h"
 
-namespace
-{
-
-struct OverlayPixels {
-    static constexpr int sourceBytes = 4;
-    static constexpr int targetBytes = 4;
-
-    static void Mixed(const RowPair& rows, unsigned char* out, int count, uint32_t step)
-    {
-        OverlayBlendRow32(rows, out, count, step);
-    }
-    static void Plain(const unsigned char* row, unsigned char* out, int count, uint32_t step)
-    {
-        OverlayNearRow32(row, out, count, step);
-    }
-};
-
-struct ReplacingMask {
-    static constexpr int sourceBytes = 1;
-    static constexpr int targetBytes = 4;
-
-    static void Mixed(const RowPair& rows, unsigned char* out, int count, uint32_t step)
-    {
-        MaskReplaceRow(rows.upper, out, count, step);
-    }
-    static void Plain(const unsigned char* row, unsigned char* out, int count, uint32_t step)
-    {
-        MaskReplaceRow(row, out, count, step);
-    }
-};
-
-struct MultiplyingMask {
-    static constexpr int sourceBytes = 1;
-    static constexpr int targetBytes = 4;
-
-    static void Mixed(const RowPair& rows, unsigned char* out, int count, uint32_t step)
-    {
-        MaskBlendRow(rows, out, count, step);
-    }
-    static void Plain(const unsigned char* row, unsigned char* out, int count, uint32_t step)
-    {
-        MaskNearRow(row, out, count, step);
-    }
-};
-
-} // namespace
-
 int DIB_AlphaResizeBiLiner(const IMG_PARAM& src, IMG_PARAM& dst)
 {
-    return ForcedEdgeWalk<BottomUp, OverlayPixels>(src, dst);
+    return ForcedEdgeWalk<BottomUp>(src, dst, {4, 4, OverlayNearRow32, OverlayBlendRow32});
 }
 
 int ImageAlphaResize(const IMG_PARAM& src, IMG_PARAM& dst, IMAGE_INTERPOLATION)
@@ -61,12 +14,12 @@ int ImageAlphaResize(const IMG_PARAM& src, IMG_PARAM& dst, IMAGE_INTERPOLATION)
 
 int StretchMaskResizeNear(const IMG_PARAM& src, IMG_PARAM& dst)
 {
-    return ForcedEdgeWalk<BottomUp, ReplacingMask>(src, dst);
+    return ForcedEdgeWalk<BottomUp>(src, dst, {1, 4, MaskReplaceRow, nullptr});
 }
 
 int StretchMaskResizeBiLiner(const IMG_PARAM& src, IMG_PARAM& dst)
 {
-    return src.nBitCount == 8 ? ForcedEdgeWalk<BottomUp, MultiplyingMask>(src, dst) : 0;
+    return src.nBitCount == 8 ? ForcedEdgeWalk<BottomUp>(src, dst, {1, 4, MaskNearRow, MaskBlendRow}) : 0;
 }
 
 int ImageStretchMask(const IMG_PARAM& src, IMG_PARAM& dst)

@@ -65,28 +65,37 @@ template <class Order> const unsigned char* LastRow(const IMG_PARAM& src, int by
 
 // ---- walks ----
 
-// Last column and last row come from the source rectangle's last ones; all others lie by the formula.
-// Pixels names the sizes of both sides' pixels, sourceBytes and targetBytes, and the row functions: Mixed (between two
-// rows) and Plain (from one row).
-template <class Order, class Pixels> int ForcedEdgeWalk(const IMG_PARAM& src, IMG_PARAM& dst)
+// The row functions of a scaler, and the bytes of both sides' pixels. Without a mixing function a row of the target
+// comes from one row of the source, at or before its position.
+struct PixelRows {
+    int sourceBytes;
+    int targetBytes;
+    void (*plain)(const unsigned char* src, unsigned char* dst, int count, uint32_t step);
+    void (*mixed)(const RowPair& rows, unsigned char* dst, int count, uint32_t step);
+};
+
+// Last column and last row come plain from the source rectangle's last ones; all others lie by the formula.
+template <class Order> int ForcedEdgeWalk(const IMG_PARAM& src, IMG_PARAM& dst, const PixelRows& pixels)
 {
     if (!CanScale(src, dst))
         return 0;
     const Steps step(src, dst);
     const int inner = dst.cx - 1;
     for (int r = 0; r < dst.cy; ++r) {
-        unsigned char* out = Order::Row(dst, int64_t{dst.y} + r) + ptrdiff_t{dst.x} * Pixels::targetBytes;
-        const unsigned char* row;
+        unsigned char* out = Order::Row(dst, int64_t{dst.y} + r) + ptrdiff_t{dst.x} * pixels.targetBytes;
+        const unsigned char* row = LastRow<Order>(src, pixels.sourceBytes);
         if (r < dst.cy - 1) {
-            const RowPair rows = RowsAt<Order>(src, static_cast<uint32_t>(r) * step.y, Pixels::sourceBytes);
-            Pixels::Mixed(rows, out, inner, step.x);
+            const RowPair rows = RowsAt<Order>(src, static_cast<uint32_t>(r) * step.y, pixels.sourceBytes);
             row = rows.upper;
+            if (pixels.mixed)
+                pixels.mixed(rows, out, inner, step.x);
+            else
+                pixels.plain(row, out, inner, step.x);
         } else {
-            row = LastRow<Order>(src, Pixels::sourceBytes);
-            Pixels::Plain(row, out, inner, step.x);
+            pixels.plain(row, out, inner, step.x);
         }
-        Pixels::Plain(row + ptrdiff_t{src.cx - 1} * Pixels::sourceBytes, out + ptrdiff_t{inner} * Pixels::targetBytes,
-                      1, 0);
+        pixels.plain(row + ptrdiff_t{src.cx - 1} * pixels.sourceBytes, out + ptrdiff_t{inner} * pixels.targetBytes, 1,
+                     0);
     }
     return 1;
 }
@@ -106,9 +115,14 @@ template <class WriteRow> int LumaWalk(const IMG_PARAM& src, IMG_PARAM& dst, boo
     return 1;
 }
 
-// Every second luma position makes one chroma sample. The last chroma row of the target is a copy of the source
-// rectangle's last one. Samples names the row functions: Mixed and Plain.
-template <class Samples> int ChromaWalk(const IMG_PARAM& src, IMG_PARAM& dst)
+// Every second luma position makes one chroma sample. The last chroma row of the target comes plain from the source
+// rectangle's last one.
+struct ChromaRows {
+    void (*plain)(const unsigned char* src, unsigned char* dst, int count, ColumnWalk columns);
+    void (*mixed)(const RowPair& rows, unsigned char* dst, int count, ColumnWalk columns); // null: all rows plain
+};
+
+inline int ChromaWalk(const IMG_PARAM& src, IMG_PARAM& dst, const ChromaRows& samples)
 {
     if (!CanScale(src, dst))
         return 0;
@@ -125,9 +139,12 @@ template <class Samples> int ChromaWalk(const IMG_PARAM& src, IMG_PARAM& dst)
         const uint32_t fraction = Fraction(position);
         const int64_t row = int64_t{src.y} + Whole(position);
         const RowPair rows = {sourceRow(row), sourceRow(row + (fraction != 0)), fraction};
-        Samples::Mixed(rows, targetRow(int64_t{dst.y} + r), count, columns);
+        if (samples.mixed)
+            samples.mixed(rows, targetRow(int64_t{dst.y} + r), count, columns);
+        else
+            samples.plain(rows.upper, targetRow(int64_t{dst.y} + r), count, columns);
     }
-    Samples::Plain(sourceRow(int64_t{src.y} + src.cy - 1), targetRow(int64_t{dst.y} + r), count, columns);
+    samples.plain(sourceRow(int64_t{src.y} + src.cy - 1), targetRow(int64_t{dst.y} + r), count, columns);
     return 1;
 }
 
