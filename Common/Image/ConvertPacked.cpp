@@ -86,7 +86,7 @@ void YUY2_2_Yuv420(unsigned char* pY, unsigned char* pU, unsigned char* pV, int 
                    int yDst, int cx, int cy, unsigned char* lpBitsSrc, int nPitchSrc, unsigned int bYUY2, int xSrc,
                    int ySrc)
 {
-    if (cx <= 0)
+    if (!pY || !pU || !pV || !lpBitsSrc || cx <= 0)
         return;
     const Planes planes = {pY, pU, pV, nPt_Y, nPt_U, nPt_V};
     const uintptr_t bound = AddressOf(pV, int64_t{ySrc} + cy, nPt_V, 0);
@@ -107,7 +107,7 @@ void Yuv420_2_YUY2(unsigned char* lpBitsDst, int nPitchDst, int xDst, int yDst, 
                    unsigned char* pY, unsigned char* pU, unsigned char* pV, int nPt_Y, int nPt_U, int nPt_V, int xSrc,
                    int ySrc)
 {
-    if (cx <= 0)
+    if (!lpBitsDst || !pY || !pU || !pV || cx <= 0)
         return;
     const Planes planes = {pY, pU, pV, nPt_Y, nPt_U, nPt_V};
     const int pairs = PairsOf(cx);
@@ -124,7 +124,7 @@ void Yuv420_2_YUY2(unsigned char* lpBitsDst, int nPitchDst, int xDst, int yDst, 
 void YUY2_Blt_fast(unsigned char* lpBitsDst, int nPitchDst, int xDst, int yDst, int cx, int cy, unsigned int bYUY2Dst,
                    unsigned char* lpBitsSrc, int nPitchSrc, unsigned int bYUY2Src, int xSrc, int ySrc)
 {
-    if (cx <= 0)
+    if (!lpBitsDst || !lpBitsSrc || cx <= 0)
         return;
     for (int64_t r = 0; r < cy; ++r) {
         unsigned char* out = PackedAt(lpBitsDst, yDst + r, nPitchDst, xDst);
@@ -140,7 +140,7 @@ void YV12_Blt_fast(unsigned char* pY, unsigned char* pU, unsigned char* pV, int 
                    int yDst, int cx, int yEnd, unsigned char* pYSrc, unsigned char* pUSrc, unsigned char* pVSrc,
                    int nPtSrc_Y, int nPtSrc_U, int nPtSrc_V, int xSrc, int ySrc)
 {
-    if (cx <= 0)
+    if (!pY || !pU || !pV || !pYSrc || !pUSrc || !pVSrc || cx <= 0)
         return;
     const auto luma = static_cast<size_t>(cx);
     const auto chroma = static_cast<size_t>(PairsOf(cx));

@@ -11,7 +11,8 @@
 // Bitmaps are bottom-up (image row 0 last in memory), except those of the Argb functions, which are top-down.
 //
 // Buffers stay the caller's, are not kept, must not overlap and need no alignment. Sources are not changed. Sizes of 0
-// or less convert nothing. Where a precondition fails, a function prints it on the standard error stream and aborts.
+// or less and, where nothing is asserted, null buffers convert nothing. Where a precondition fails, a function prints
+// it on the standard error stream and aborts.
 #ifndef ENCMGR_IMAGE_CONVERT_H
 #define ENCMGR_IMAGE_CONVERT_H
 
