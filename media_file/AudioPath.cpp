@@ -36,6 +36,10 @@ int MediaFile::WriteAudioData(const MEDIA_FRAME* pFrame)
     // The resample buffer doesn't grow: a block that would overfill it goes in slices.
     const double dSourceBytesPerSecond = static_cast<double>(m_pAudioConverter->SourceRate()) *
                                          std::max(1, m_pAudioConverter->SourceChannels()) * kBytesPerSample;
+    const double dOutputSamplesPerSecond =
+        static_cast<double>(m_EncParam.audio.nSampleRate) * std::max(1, m_EncParam.audio.nChannels);
+    const auto llFullBuffer =
+        SaturatingTruncate<int64_t>(kResampleBufSamples / dOutputSamplesPerSecond * kTimeUnitsPerSecond + 0.5);
     int nSum = 0;
     MEDIA_FRAME slice = *pFrame;
     for (int nDone = 0; nDone < pFrame->audio.nDataSize; nDone += slice.audio.nDataSize) {
@@ -46,6 +50,15 @@ int MediaFile::WriteAudioData(const MEDIA_FRAME* pFrame)
         slice.llTimeStamp = SaturatingAdd(pFrame->llTimeStamp, llDone);
         slice.llStreamTime = SaturatingAdd(pFrame->llStreamTime, llDone);
         nSum = WrappingAdd(nSum, PaceAudio(GetResampleFrame(&slice)));
+
+        // At rates far enough apart even one sample block overfills the buffer; the rest follows.
+        MEDIA_FRAME rest = slice;
+        rest.audio.nDataSize = 0;
+        while (m_pAudioConverter->GetValidSize() > 0) {
+            rest.llTimeStamp = SaturatingAdd(rest.llTimeStamp, llFullBuffer);
+            rest.llStreamTime = SaturatingAdd(rest.llStreamTime, llFullBuffer);
+            nSum = WrappingAdd(nSum, PaceAudio(GetResampleFrame(&rest)));
+        }
     }
     return nSum;
 }

@@ -479,6 +479,15 @@ TEST_F(MediaFileTest, SlicesABlockThatOverfillsTheBuffer)
     EXPECT_TRUE(std::is_sorted(m_samples.begin(), m_samples.end()) && m_samples.back() == block.back());
     EXPECT_EQ(m_trace, L"1x524276@10000000/7+5 1x524280@37306122/27306129+5 1x524276@64612245/54612252+5 "
                        L"1x168664@91918367/81918374+5 ");
+
+    // One sample block alone can overfill it.
+    Sound({1, 1, 16}, {384000, 1, 16});
+    Open();
+    m_samples.clear();
+    m_trace.clear();
+    EXPECT_EQ(Write(Samples(2), 0, 7), 4);
+    EXPECT_NEAR(static_cast<double>(m_samples.size()), 768000, 200000); // as the balance left by the first job wants
+    EXPECT_NE(m_trace.find(L"@6826667/"), std::wstring::npos) << testing::PrintToString(m_trace);
 }
 
 // An unsteady camera at 29.97 Hz, and a sound card that loses a block now and then.
