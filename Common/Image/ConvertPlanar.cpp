@@ -125,7 +125,7 @@ void Yuv420_2_Argb(tagBITMAPINFOHEADER* lpDstBmi, unsigned char* lpDstBits, unsi
 void Yuv420_2_rgb24Simple(tagBITMAPINFOHEADER* lpDstBmi, unsigned char* lpDstBits, unsigned char* pY, unsigned char* pU,
                           unsigned char* pV, int nPt_Y, int nPt_U, int nPt_V)
 {
-    if (!lpDstBmi || !lpDstBits || !pY || !pU || !pV)
+    if (!lpDstBmi || !HasPicture(*lpDstBmi) || !lpDstBits || !pY || !pU || !pV)
         return;
     const Planes planes = {pY, pU, pV, nPt_Y, nPt_U, nPt_V};
     for (int row = 0; row < Even(lpDstBmi->biHeight); ++row) {
@@ -182,7 +182,7 @@ void Rgb32_2_yuv420A(unsigned char* pY, unsigned char* pU, unsigned char* pV, un
 void Rgb24_2_yuv420Simple(unsigned char* pY, unsigned char* pU, unsigned char* pV, int nPt_Y, int nPt_U, int nPt_V,
                           tagBITMAPINFOHEADER* lpSrcBmi, unsigned char* lpSrcBits)
 {
-    if (!lpSrcBmi || !lpSrcBits || !pY || !pU || !pV)
+    if (!lpSrcBmi || !HasPicture(*lpSrcBmi) || !lpSrcBits || !pY || !pU || !pV)
         return;
     const Planes planes = {pY, pU, pV, nPt_Y, nPt_U, nPt_V};
     for (int row = 0; row < Even(lpSrcBmi->biHeight); row += 2) {
