@@ -2,6 +2,8 @@
 
 #include "Common/Image/ColourKernels.h"
 
+#include <cstdint>
+
 namespace
 {
 
@@ -28,10 +30,10 @@ struct OpaqueFourthByte {
 template <class Pixel>
 void YuvRowToRgb(const unsigned char* y, const unsigned char* u, const unsigned char* v, unsigned char* out, int width)
 {
-    for (int x = 0; x < width; x += 2) {
+    for (int64_t x = 0; x < width; x += 2) {
         const ChromaBases bases(u[x / 2], v[x / 2]);
-        for (int k = x; k < x + 2 && k < width; ++k, out += Pixel::bytes) {
-            PixelFromBase(bases, y[k], out);
+        for (int k = 0; k < 2 && k < width - x; ++k, out += Pixel::bytes) {
+            PixelFromBase(bases, y[x + k], out);
             Pixel::Finish(out);
         }
     }
@@ -112,8 +114,8 @@ void Rgb32RowToYuv(const unsigned char* row, unsigned char* y, unsigned char* u,
 
 void AlphaRow(const unsigned char* row, unsigned char* a, int width)
 {
-    for (int x = 0; x < width; ++x)
-        a[x] = row[4 * x + 3];
+    for (int x = 0; x < width; ++x, row += 4)
+        a[x] = row[3];
     if (width % 2 != 0)
         a[width] = a[width - 1];
 }
@@ -138,7 +140,7 @@ void Rgb24RowToPacked(const unsigned char* row, unsigned char* out, int width, P
 
 void PackedRowToRgb24(const unsigned char* row, unsigned char* out, int width, PairOrder order)
 {
-    for (int x = 0; x < width; x += 2, row += 4, out += 6) {
+    for (int64_t x = 0; x < width; x += 2, row += 4, out += 6) {
         const ChromaBases bases(row[order.u], row[order.v]);
         PixelFromBase(bases, row[order.y0], out);
         if (x + 1 < width)
@@ -172,8 +174,8 @@ void YuvRowToPacked(const unsigned char* y, const unsigned char* u, const unsign
 
 void SwapPackedRow(const unsigned char* row, unsigned char* out, int pairs)
 {
-    for (int i = 0; i < 4 * pairs; i += 2) {
-        out[i] = row[i + 1];
-        out[i + 1] = row[i];
+    for (int64_t i = 0; i < int64_t{2} * pairs; ++i, row += 2, out += 2) {
+        out[0] = row[1];
+        out[1] = row[0];
     }
 }
