@@ -29,6 +29,7 @@ struct TraceState {
     std::recursive_mutex mutex; // held during a sink's call
     KXTraceSink pfnSink = nullptr;
     void* pContext = nullptr;
+    bool isInSink = false;
 };
 
 // Never destroyed: destructors of static objects may log.
@@ -115,8 +116,11 @@ void KXTraceImage(const tagBITMAPINFOHEADER* pHeader, const unsigned char* pBits
 {
     TraceState& state = Traces();
     const std::lock_guard lock(state.mutex);
-    if (state.pfnSink)
-        state.pfnSink(state.pContext, pHeader, pBits);
+    if (!state.pfnSink || state.isInSink)
+        return;
+    state.isInSink = true;
+    state.pfnSink(state.pContext, pHeader, pBits);
+    state.isInSink = false;
 }
 
 void KXTraceSetSink(KXTraceSink pfnSink, void* pContext)

@@ -38,7 +38,8 @@ typedef void (*KXLogSink)(void* pContext, const wchar_t* pszText);
 /* Sends all further lines to pfnSink; null goes back to the standard error stream. */
 ENCMGR_API void KXLogSetSink(KXLogSink pfnSink, void* pContext);
 
-/* A trace sink receives the pictures of xTraceImage; header and bits are valid during the call. */
+/* A trace sink receives the pictures of xTraceImage; header and bits are valid during the call. Pictures that it
+ * traces itself are dropped. */
 typedef void (*KXTraceSink)(void* pContext, const struct tagBITMAPINFOHEADER* pHeader, const unsigned char* pBits);
 
 /* Sends all further traced pictures to pfnSink; null drops them. */
