@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <limits>
+#include <optional>
 
 constexpr double kTimeUnitsPerSecond = 10000000.0; // times count 100 ns
 
@@ -17,6 +18,14 @@ template <class Int> constexpr Int SaturatingTruncate(double value)
     if (value <= -limit)
         return std::numeric_limits<Int>::min();
     return value == value ? static_cast<Int>(value) : 0;
+}
+
+// Truncates toward zero; nothing for a value that does not fit, a NaN among them.
+constexpr std::optional<int32_t> TruncateIfFits(double value)
+{
+    if (value > -2147483649.0 && value < 2147483648.0)
+        return static_cast<int32_t>(value);
+    return std::nullopt;
 }
 
 constexpr int64_t SaturatingAdd(int64_t a, int64_t b)

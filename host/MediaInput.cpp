@@ -15,8 +15,6 @@
 #include <unistd.h>
 
 extern "C" {
-#include <libavcodec/avcodec.h>
-#include <libavformat/avformat.h>
 #include <libavutil/display.h>
 }
 
@@ -58,13 +56,6 @@ std::string AddressOf(const std::string& name)
     struct stat status = {};
     const bool isFile = stat(name.c_str(), &status) == 0;
     return isFile || name.find("://") == std::string::npos ? "file:" + name : name;
-}
-
-std::string ErrorText(int error)
-{
-    char text[AV_ERROR_MAX_STRING_SIZE] = {};
-    av_strerror(error, text, sizeof(text));
-    return text;
 }
 
 bool IsUsable(AVRational rate)
@@ -142,21 +133,6 @@ int BestOf(AVFormatContext& container, AVMediaType type, int related, bool (*isK
 }
 
 } // namespace
-
-void MediaInput::Free::operator()(AVFormatContext* container) const
-{
-    avformat_close_input(&container);
-}
-
-void MediaInput::Free::operator()(AVCodecContext* decoder) const
-{
-    avcodec_free_context(&decoder);
-}
-
-void MediaInput::Free::operator()(AVPacket* packet) const
-{
-    av_packet_free(&packet);
-}
 
 MediaInput::MediaInput(const std::string& name, Streams wanted, Messages& messages)
     : m_address(AddressOf(name)), m_name(ShownName(name)), m_messages(messages), m_packet(av_packet_alloc()),

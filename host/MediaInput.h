@@ -2,17 +2,13 @@
 #ifndef ENCMGR_HOST_MEDIA_INPUT_H
 #define ENCMGR_HOST_MEDIA_INPUT_H
 
+#include "host/Libav.h"
 #include "host/PictureConverter.h"
 #include "host/SampleConverter.h"
 #include "host/Source.h"
 #include "host/StampClock.h"
 
 #include <deque>
-
-struct AVCodecContext;
-struct AVFormatContext;
-struct AVPacket;
-struct AVStream;
 
 namespace host
 {
@@ -28,14 +24,9 @@ public:
     Item Next() override;
 
 private:
-    struct Free {
-        void operator()(AVFormatContext* container) const;
-        void operator()(AVCodecContext* decoder) const;
-        void operator()(AVPacket* packet) const;
-    };
     struct Track {
         AVStream* stream = nullptr; // null: the track isn't used
-        std::unique_ptr<AVCodecContext, Free> decoder;
+        LibavOwned<AVCodecContext> decoder;
         size_t number = 0;                // in m_timeLine
         std::optional<int64_t> firstRead; // decoding time of the first packet, in the stream's time base
         std::optional<int64_t> delay;     // of the pictures behind the decoding times, if there are no others
@@ -57,8 +48,8 @@ private:
     std::string m_address; // for libavformat
     std::string m_name;    // for people
     Messages& m_messages;
-    std::unique_ptr<AVFormatContext, Free> m_container;
-    std::unique_ptr<AVPacket, Free> m_packet;
+    LibavOwned<AVFormatContext> m_container;
+    LibavOwned<AVPacket> m_packet;
     std::shared_ptr<AVFrame> m_frame; // the one just decoded
     Track m_videoTrack;
     Track m_audioTrack;

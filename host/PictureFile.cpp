@@ -1,17 +1,12 @@
 #include "host/PictureFile.h"
 
 #include "host/ExitCode.h"
+#include "host/Libav.h"
 #include "host/Text.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <memory>
-
-extern "C" {
-#include <libavcodec/avcodec.h>
-#include <libavformat/avformat.h>
-#include <libswscale/swscale.h>
-}
 
 namespace host
 {
@@ -19,27 +14,16 @@ namespace host
 namespace
 {
 
-struct Free {
-    void operator()(AVFormatContext* container) const { avformat_close_input(&container); }
-    void operator()(AVCodecContext* codec) const { avcodec_free_context(&codec); }
-    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
-    void operator()(AVFrame* frame) const { av_frame_free(&frame); }
-    void operator()(SwsContext* context) const { sws_freeContext(context); }
-};
-template <class T> using Owned = std::unique_ptr<T, Free>;
-
 [[noreturn]] void FailToRead(const std::string& name, Messages& messages, int error)
 {
     messages.TakeMediaError();
-    char text[AV_ERROR_MAX_STRING_SIZE] = {};
-    throw HostError(kExitInput, Format("can't read a picture from %s: %s", name.c_str(),
-                                       av_make_error_string(text, sizeof(text), error)));
+    throw HostError(kExitInput, Format("can't read a picture from %s: %s", name.c_str(), ErrorText(error).c_str()));
 }
 
 // Decodes packets until a picture comes out.
 int DecodeFirst(AVFormatContext& container, int stream, AVCodecContext& decoder, AVFrame& frame)
 {
-    const Owned<AVPacket> packet(av_packet_alloc());
+    const LibavOwned<AVPacket> packet(av_packet_alloc());
     for (;;) {
         int result = avcodec_receive_frame(&decoder, &frame);
         if (result != AVERROR(EAGAIN))
@@ -59,7 +43,7 @@ Bitmap ToBitmap(const AVFrame& frame, const std::string& name)
         throw HostError(kExitInput, Format("%s: %dx%d pixels are more than can be worked on", name.c_str(), frame.width,
                                            frame.height));
     Bitmap bitmap(frame.width, frame.height);
-    const Owned<SwsContext> context(sws_getContext(
+    const LibavOwned<SwsContext> context(sws_getContext(
         frame.width, frame.height, static_cast<AVPixelFormat>(frame.format), frame.width, frame.height, AV_PIX_FMT_BGRA,
         SWS_BILINEAR | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT, nullptr, nullptr, nullptr));
     uint8_t* const bottomUp[4] = {bitmap.MemoryRow(frame.height - 1)};
@@ -78,9 +62,9 @@ bool IsOpaque(const Bitmap& bitmap)
 }
 
 // A frame of R, G, B and, if the format has it, A.
-Owned<AVFrame> ToFrame(Bitmap& bitmap, AVPixelFormat format)
+LibavOwned<AVFrame> ToFrame(Bitmap& bitmap, AVPixelFormat format)
 {
-    Owned<AVFrame> frame(av_frame_alloc());
+    LibavOwned<AVFrame> frame(av_frame_alloc());
     frame->format = format;
     frame->width = bitmap.width;
     frame->height = bitmap.height;
@@ -116,7 +100,7 @@ Bitmap ReadPicture(const std::string& name, Messages& messages)
 {
     AVFormatContext* opened = nullptr;
     int result = avformat_open_input(&opened, ("file:" + name).c_str(), nullptr, nullptr);
-    const Owned<AVFormatContext> container(opened);
+    const LibavOwned<AVFormatContext> container(opened);
     if (result >= 0)
         result = avformat_find_stream_info(opened, nullptr);
     const AVCodec* codec = nullptr;
@@ -125,8 +109,8 @@ Bitmap ReadPicture(const std::string& name, Messages& messages)
     if (result < 0)
         FailToRead(name, messages, result);
     const int stream = result;
-    const Owned<AVCodecContext> decoder(avcodec_alloc_context3(codec));
-    const Owned<AVFrame> frame(av_frame_alloc());
+    const LibavOwned<AVCodecContext> decoder(avcodec_alloc_context3(codec));
+    const LibavOwned<AVFrame> frame(av_frame_alloc());
     avcodec_parameters_to_context(decoder.get(), opened->streams[stream]->codecpar);
     result = avcodec_open2(decoder.get(), codec, nullptr);
     if (result >= 0)
@@ -139,13 +123,13 @@ Bitmap ReadPicture(const std::string& name, Messages& messages)
 void WritePicture(const std::string& path, Bitmap& bitmap)
 {
     const AVCodec* codec = avcodec_find_encoder(AV_CODEC_ID_PNG);
-    const Owned<AVCodecContext> encoder(avcodec_alloc_context3(codec));
-    const Owned<AVPacket> packet(av_packet_alloc());
+    const LibavOwned<AVCodecContext> encoder(avcodec_alloc_context3(codec));
+    const LibavOwned<AVPacket> packet(av_packet_alloc());
     encoder->width = bitmap.width;
     encoder->height = bitmap.height;
     encoder->pix_fmt = IsOpaque(bitmap) ? AV_PIX_FMT_RGB24 : AV_PIX_FMT_RGBA;
     encoder->time_base = {1, 1};
-    const Owned<AVFrame> frame = ToFrame(bitmap, encoder->pix_fmt);
+    const LibavOwned<AVFrame> frame = ToFrame(bitmap, encoder->pix_fmt);
     if (!codec || avcodec_open2(encoder.get(), codec, nullptr) < 0 ||
         avcodec_send_frame(encoder.get(), frame.get()) < 0 || avcodec_receive_packet(encoder.get(), packet.get()) < 0)
         throw HostError(kExitJob, "the picture can't be encoded as PNG");

@@ -12,7 +12,7 @@ namespace
 {
 
 constexpr int kBlankBufSize = 4096;
-constexpr int kBytesPerSample = 2; // of the source
+constexpr int kBytesPerSample = 2; // where samples are converted
 
 double Seconds(int64_t time)
 {
@@ -22,6 +22,13 @@ double Seconds(int64_t time)
 unsigned char* BytesOf(const MEDIA_FRAME& frame)
 {
     return static_cast<unsigned char*>(frame.audio.pData);
+}
+
+// Lets the frame start later.
+void MoveForward(MEDIA_FRAME& frame, int64_t time)
+{
+    frame.llTimeStamp = SaturatingAdd(frame.llTimeStamp, time);
+    frame.llStreamTime = SaturatingAdd(frame.llStreamTime, time);
 }
 
 } // namespace
@@ -34,30 +41,27 @@ int MediaFile::WriteAudioData(const MEDIA_FRAME* pFrame)
         return PaceAudio(pFrame);
 
     // The resample buffer doesn't grow: a block that would overfill it goes in slices.
-    const double dSourceBytesPerSecond = static_cast<double>(m_pAudioConverter->SourceRate()) *
-                                         std::max(1, m_pAudioConverter->SourceChannels()) * kBytesPerSample;
-    const double dOutputSamplesPerSecond =
-        static_cast<double>(m_EncParam.audio.nSampleRate) * std::max(1, m_EncParam.audio.nChannels);
-    const auto llFullBuffer =
-        SaturatingTruncate<int64_t>(kResampleBufSamples / dOutputSamplesPerSecond * kTimeUnitsPerSecond + 0.5);
+    const int64_t nSourceSamples =
+        int64_t{m_pAudioConverter->SourceRate()} * std::max(1, m_pAudioConverter->SourceChannels());
+    const int64_t nOutputSamples = int64_t{m_EncParam.audio.nSampleRate} * std::max(1, m_EncParam.audio.nChannels);
+    const AudioRate sourceRate = {nSourceSamples, static_cast<double>(nSourceSamples) * kBytesPerSample};
+    const AudioRate outputRate = {nOutputSamples, static_cast<double>(nOutputSamples) * kBytesPerSample};
     int nSum = 0;
-    MEDIA_FRAME slice = *pFrame;
-    for (int nDone = 0; nDone < pFrame->audio.nDataSize; nDone += slice.audio.nDataSize) {
+    int nSize = 0;
+    for (int nDone = 0; nDone < pFrame->audio.nDataSize; nDone += nSize) {
         const int64_t nLongest = int64_t{m_pAudioConverter->LongestBlock(kResampleBufSamples)} * kBytesPerSample;
-        const auto llDone = SaturatingTruncate<int64_t>(nDone / dSourceBytesPerSecond * kTimeUnitsPerSecond + 0.5);
+        nSize = static_cast<int>(std::min<int64_t>(nLongest, pFrame->audio.nDataSize - nDone));
+        MEDIA_FRAME slice = *pFrame;
         slice.audio.pData = BytesOf(*pFrame) + nDone;
-        slice.audio.nDataSize = static_cast<int>(std::min<int64_t>(nLongest, pFrame->audio.nDataSize - nDone));
-        slice.llTimeStamp = SaturatingAdd(pFrame->llTimeStamp, llDone);
-        slice.llStreamTime = SaturatingAdd(pFrame->llStreamTime, llDone);
+        slice.audio.nDataSize = nSize;
+        MoveForward(slice, TimeOfBytes(nDone, sourceRate));
         nSum = WrappingAdd(nSum, PaceAudio(GetResampleFrame(&slice)));
 
         // At rates far enough apart even one sample block overfills the buffer; the rest follows.
-        MEDIA_FRAME rest = slice;
-        rest.audio.nDataSize = 0;
+        slice.audio.nDataSize = 0;
         while (m_pAudioConverter->GetValidSize() > 0) {
-            rest.llTimeStamp = SaturatingAdd(rest.llTimeStamp, llFullBuffer);
-            rest.llStreamTime = SaturatingAdd(rest.llStreamTime, llFullBuffer);
-            nSum = WrappingAdd(nSum, PaceAudio(GetResampleFrame(&rest)));
+            MoveForward(slice, TimeOfBytes(kResampleBufSamples * kBytesPerSample, outputRate));
+            nSum = WrappingAdd(nSum, PaceAudio(GetResampleFrame(&slice)));
         }
     }
     return nSum;
@@ -161,8 +165,7 @@ int MediaFile::WriteLateBlock(const MEDIA_FRAME& frame, const AudioRate& rate, i
     MEDIA_FRAME trimmed = frame;
     trimmed.audio.pData = BytesOf(frame) + nDropBytes;
     trimmed.audio.nDataSize -= static_cast<int>(nDropBytes);
-    trimmed.llTimeStamp = SaturatingAdd(frame.llTimeStamp, llCut);
-    trimmed.llStreamTime = SaturatingAdd(frame.llStreamTime, llCut);
+    MoveForward(trimmed, llCut);
     const int nResult = _WriteAudioData(&trimmed);
 
     // Only a cut of more than a millisecond is worth a line. The comparison has 32 bits.

@@ -49,9 +49,9 @@ tagSIZE CropShape(const KXVideoInfo& source, int tw, int th)
         return {tw, th};
     double h = th;
     h = h * tw / tw * source.aspectx / source.aspecty * source.height / source.width + 0.5;
-    if (!(h > -2147483649.0 && h < 2147483648.0))
-        return {0, 0};
-    return {tw, static_cast<int32_t>(h)};
+    if (const std::optional<int32_t> height = TruncateIfFits(h))
+        return {tw, *height};
+    return {0, 0};
 }
 
 IMG_PARAM PlaneRecord(int width, int height, int pitch, const tagRECT& rc)

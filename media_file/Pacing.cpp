@@ -4,20 +4,6 @@
 
 #include <limits>
 
-namespace
-{
-
-// One period of the rate, truncated. Nothing if it doesn't fit 32 bits, as for 0 and NaN.
-std::optional<int32_t> FramePeriod(double rate)
-{
-    const double period = 1.0 / rate * kTimeUnitsPerSecond;
-    if (period > -2147483649.0 && period < 2147483648.0)
-        return static_cast<int32_t>(period);
-    return std::nullopt;
-}
-
-} // namespace
-
 int64_t CopiesDue(int64_t streamTime, double targetRate, int32_t framesOut)
 {
     const double seconds = static_cast<double>(streamTime) / kTimeUnitsPerSecond;
@@ -28,7 +14,7 @@ bool IsWrittenUnpaced(int64_t timeStamp, int64_t lastTime, double targetRate, do
 {
     if (targetRate - sourceRate >= DefaultPrecision || lastTime == -1)
         return true;
-    const std::optional<int32_t> minGap = FramePeriod(targetRate);
+    const std::optional<int32_t> minGap = TruncateIfFits(1.0 / targetRate * kTimeUnitsPerSecond); // one period
     return !minGap || timeStamp >= SaturatingAdd(lastTime, *minGap);
 }
 

@@ -29,12 +29,8 @@ protected:
     // Runs encmgr in the test's folder; m_said holds what it said. Returns its exit code, or -1 if a signal ended it.
     int Run(const std::string& arguments, const std::string& before = "")
     {
-        const std::string command =
-            "cd " + m_folder.string() + " && " + before + " " ENCMGR_PROGRAM " " + arguments + " </dev/null 2>&1";
-        return Shell(before.empty() ? command : command.substr(0, command.rfind(" </dev/null")) + " 2>&1");
-    }
-    int Shell(const std::string& command)
-    {
+        const std::string command = "cd " + m_folder.string() + " && " + before + " " ENCMGR_PROGRAM " " + arguments +
+                                    (before.empty() ? " </dev/null" : "") + " 2>&1";
         m_said.clear();
         FILE* pipe = popen(command.c_str(), "r");
         for (int c; (c = std::fgetc(pipe)) != EOF;)

@@ -37,6 +37,12 @@ bool HasPicture(const tagBITMAPINFOHEADER& header)
     return header.biWidth > 0 && header.biHeight > 0;
 }
 
+// Pixels of a row that are converted: the corner of an odd last column and an odd last row is not.
+int WidthOfRow(const tagBITMAPINFOHEADER& header, int row)
+{
+    return row < Even(header.biHeight) ? header.biWidth : Even(header.biWidth);
+}
+
 using YuvRowToBitmap = void (*)(const unsigned char* y, const unsigned char* u, const unsigned char* v,
                                 unsigned char* out, int width);
 
@@ -45,11 +51,8 @@ void YuvToBitmap(const tagBITMAPINFOHEADER& header, unsigned char* bits, const P
 {
     if (!HasPicture(header))
         return;
-    const int height = header.biHeight;
-    for (int row = 0; row < height; ++row) {
-        const int width = row < Even(height) ? header.biWidth : Even(header.biWidth);
-        convert(planes.Y(row), planes.U(row), planes.V(row), Bitmap::Row(bits, header, row), width);
-    }
+    for (int row = 0; row < header.biHeight; ++row)
+        convert(planes.Y(row), planes.U(row), planes.V(row), Bitmap::Row(bits, header, row), WidthOfRow(header, row));
 }
 
 template <int bytes> struct RgbRows;
@@ -77,7 +80,7 @@ template <class Bitmap> void BitmapToYuv(const tagBITMAPINFOHEADER& header, unsi
     }
     if (row < height)
         RgbRows<Bitmap::bytes>::One(Bitmap::Row(bits, header, row), planes.Y(row), planes.U(row), planes.V(row),
-                                    Even(width));
+                                    WidthOfRow(header, row));
 }
 
 } // namespace
@@ -172,11 +175,8 @@ void Rgb32_2_yuv420A(unsigned char* pY, unsigned char* pU, unsigned char* pV, un
     BitmapToYuv<BottomUpBitmap<4>>(*lpSrcBmi, lpSrcBits, {pY, pU, pV, nPt_Y, nPt_U, nPt_V});
     if (!pA || !HasPicture(*lpSrcBmi))
         return;
-    const int height = lpSrcBmi->biHeight;
-    for (int row = 0; row < height; ++row) {
-        const int width = row < Even(height) ? lpSrcBmi->biWidth : Even(lpSrcBmi->biWidth);
-        AlphaRow(BottomUpBitmap<4>::Row(lpSrcBits, *lpSrcBmi, row), RowOf(pA, row, nPt_Y), width);
-    }
+    for (int row = 0; row < lpSrcBmi->biHeight; ++row)
+        AlphaRow(BottomUpBitmap<4>::Row(lpSrcBits, *lpSrcBmi, row), RowOf(pA, row, nPt_Y), WidthOfRow(*lpSrcBmi, row));
 }
 
 void Rgb24_2_yuv420Simple(unsigned char* pY, unsigned char* pU, unsigned char* pV, int nPt_Y, int nPt_U, int nPt_V,

@@ -1,4 +1,4 @@
-// Rows of the planes and packed pictures of the colour conversions.
+// Where the rows of images and planes lie.
 #ifndef ENCMGR_PLANE_ROWS_H
 #define ENCMGR_PLANE_ROWS_H
 

@@ -4,6 +4,7 @@
 #define ENCMGR_SCALE_WALK_H
 
 #include "Common/Image/ImageParam.h"
+#include "Common/Image/PlaneRows.h"
 #include "Common/Image/RowKernels.h"
 
 #include <cstddef>
@@ -32,19 +33,14 @@ struct Steps {
 
 // ---- row orders: where an image row lies in memory ----
 
-inline unsigned char* MemoryRow(const IMG_PARAM& image, int64_t row)
-{
-    return image.pBits + static_cast<ptrdiff_t>(row * image.nPitch);
-}
-
 struct TopDown {
-    static unsigned char* Row(const IMG_PARAM& image, int64_t row) { return MemoryRow(image, row); }
+    static unsigned char* Row(const IMG_PARAM& image, int64_t row) { return RowOf(image.pBits, row, image.nPitch); }
 };
 
 struct BottomUp {
     static unsigned char* Row(const IMG_PARAM& image, int64_t row)
     {
-        return MemoryRow(image, int64_t{image.nHeight} - 1 - row);
+        return RowOf(image.pBits, int64_t{image.nHeight} - 1 - row, image.nPitch);
     }
 };
 
