@@ -1,6 +1,7 @@
 // Every colour conversion against its formula, worked out anew for each pixel of pictures and rectangles of all sizes.
 #include "Common/Image/ImageConvert.h"
 #include "log/Log.h"
+#include "tests/InstructionSets.h"
 
 #include <algorithm>
 #include <array>
@@ -103,7 +104,7 @@ tagBITMAPINFOHEADER Header(const Converter& c, int width, int height)
 }
 
 // The parameter names the form of the row functions that the suite runs with.
-class ColourTest : public testing::TestWithParam<const char*>
+class ColourTest : public AtEachSet
 {
 protected:
     int Random(int low, int high) { return std::uniform_int_distribution(low, high)(m_random); }
@@ -437,6 +438,6 @@ TEST(Colour, TracesAPictureToTheSink)
     KXTraceSetSink(nullptr, nullptr);
 }
 
-INSTANTIATE_TEST_SUITE_P(RowFunctions, ColourTest, testing::Values("plain"));
+AT_EACH_SET(ColourTest);
 
 } // namespace

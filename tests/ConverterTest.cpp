@@ -1,5 +1,6 @@
 // The audio converter against a model that holds no more than the formulas, block by block.
 #include "media_file/AudioConverter.h"
+#include "tests/InstructionSets.h"
 
 #include <algorithm>
 #include <climits>
@@ -54,7 +55,7 @@ struct Model {
     }
 };
 
-class ConverterTest : public testing::Test
+class ConverterTest : public AtEachSet
 {
 protected:
     ConverterTest() { CAudioConverter::Spare() = 0; }
@@ -73,7 +74,7 @@ protected:
 };
 
 // From any balance that another job left, and from buffers too small for anything.
-TEST_F(ConverterTest, EqualsTheModelAtEveryBlockSize)
+TEST_P(ConverterTest, EqualsTheModelAtEveryBlockSize)
 {
     const int seed = GTEST_FLAG_GET(random_seed) ? GTEST_FLAG_GET(random_seed) : std::random_device()() % 99999 + 1;
     SCOPED_TRACE("--gtest_random_seed=" + std::to_string(seed));
@@ -99,7 +100,7 @@ TEST_F(ConverterTest, EqualsTheModelAtEveryBlockSize)
     }
 }
 
-TEST_F(ConverterTest, GivesTheKnownSamples)
+TEST_P(ConverterTest, GivesTheKnownSamples)
 {
     const std::tuple<Format, double, Samples, Samples, double> blocks[] = {
         {{1, 1, 8000, 16000}, 0, {0, 1000, 2000, 3000}, {0, 0, 500, 1000, 1500, 2000, 2500, 3000}, 0},
@@ -131,7 +132,7 @@ TEST_F(ConverterTest, GivesTheKnownSamples)
     EXPECT_EQ(CAudioConverter(2, 2, 8000, 8000, 0).ConvertData(Samples(4).data(), 4), 6);
 }
 
-TEST_F(ConverterTest, KeepsHistoryAndWaitingSamplesWhenItGrows)
+TEST_P(ConverterTest, KeepsHistoryAndWaitingSamplesWhenItGrows)
 {
     EXPECT_EQ(CAudioConverter(1, 1, 8000, 8000, 0).GetFreeSize(), 0x40000);
     CAudioConverter converter(1, 1, 8000, 16000, 16);
@@ -158,7 +159,7 @@ TEST_F(ConverterTest, KeepsHistoryAndWaitingSamplesWhenItGrows)
     EXPECT_EQ(small.Put(second, 2), 8 + 104);
 }
 
-TEST_F(ConverterTest, TakesOddInput)
+TEST_P(ConverterTest, TakesOddInput)
 {
     const short block[] = {1, 2, 3, 4};
     for (const auto& [in, out] : {std::pair{0, 8000}, {8000, 0}, {-1, -1}, {0, 0}}) {
@@ -176,7 +177,7 @@ TEST_F(ConverterTest, TakesOddInput)
     EXPECT_EQ(converter.Get(nullptr, 4) + converter.Get(Samples(4).data(), -1), 0);
 }
 
-TEST_F(ConverterTest, TellsTheLongestBlockThatFits)
+TEST_P(ConverterTest, TellsTheLongestBlockThatFits)
 {
     constexpr Format formats[] = {{1, 1, 44100, 48000}, {2, 2, 384000, 8000}, {1, 2, 8000, 384000},
                                   {2, 1, 96000, 8000},  {6, 2, 48000, 44100}, {1, 2, 8000, 8000}};
@@ -194,5 +195,7 @@ TEST_F(ConverterTest, TellsTheLongestBlockThatFits)
             EXPECT_EQ(converter.LongestBlock(9000), f.in);
         }
 }
+
+AT_EACH_SET(ConverterTest);
 
 } // namespace

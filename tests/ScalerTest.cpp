@@ -1,5 +1,6 @@
 // Every scaler against its definition, worked out anew for each byte, and the entry points above them.
 #include "Common/Image/ImageResize.h"
+#include "tests/InstructionSets.h"
 
 #include <algorithm>
 #include <climits>
@@ -97,7 +98,7 @@ struct Image {
 };
 
 // The parameter names the form of the row functions that the suite runs with.
-class ScalerTest : public testing::TestWithParam<const char*>
+class ScalerTest : public AtEachSet
 {
 protected:
     int Random(int low, int high) { return std::uniform_int_distribution(low, high)(m_random); }
@@ -263,6 +264,6 @@ TEST_P(ScalerTest, PicturesAreScaledPlaneByPlane)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(RowFunctions, ScalerTest, testing::Values("plain"));
+AT_EACH_SET(ScalerTest);
 
 } // namespace

@@ -1,6 +1,7 @@
 // The convolution, the overlay and the masks against their definitions, worked out anew for each pixel, and the entry
 // points above them.
 #include "Common/Image/ImageResize.h"
+#include "tests/InstructionSets.h"
 
 #include <algorithm>
 #include <array>
@@ -106,7 +107,7 @@ struct Image {
 constexpr size_t guards = 61;
 
 // The parameter names the form of the row functions that the suite runs with.
-class ToolboxScalerTest : public testing::TestWithParam<const char*>
+class ToolboxScalerTest : public AtEachSet
 {
 protected:
     int Random(int low, int high) { return std::uniform_int_distribution(low, high)(m_random); }
@@ -229,6 +230,6 @@ TEST_P(ToolboxScalerTest, EntryPointsChooseByMethod)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(RowFunctions, ToolboxScalerTest, testing::Values("plain"));
+AT_EACH_SET(ToolboxScalerTest);
 
 } // namespace
