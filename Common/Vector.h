@@ -67,17 +67,31 @@ inline Vec Or(Vec a, Vec b)
 #endif
 }
 
+// b without the bits of a.
+inline Vec AndNot(Vec a, Vec b)
+{
+#ifdef __AVX2__
+    return _mm256_andnot_si256(a, b);
+#else
+    return _mm_andnot_si128(a, b);
+#endif
+}
+
 // ---- lanes ----
 
 // The same 16 bytes in every lane.
-inline Vec LoadInEachLane(const void* p)
+inline Vec InEachLane(__m128i lane)
 {
-    const __m128i lane = _mm_loadu_si128(static_cast<const __m128i*>(p));
 #ifdef __AVX2__
     return _mm256_broadcastsi128_si256(lane);
 #else
     return lane;
 #endif
+}
+
+inline Vec LoadInEachLane(const void* p)
+{
+    return InEachLane(_mm_loadu_si128(static_cast<const __m128i*>(p)));
 }
 
 // Lane i from base + offsets[i].

@@ -4,6 +4,8 @@
 
 #include "Common/InstructionSet.h"
 
+#include <array>
+#include <bit>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
@@ -27,6 +29,22 @@ inline std::string NameOfSet(const testing::TestParamInfo<InstructionSet>& info)
 {
     const char* const names[kInstructionSets] = {"Plain", "Sse41", "Avx2"};
     return names[static_cast<int>(info.param)];
+}
+
+// Each set's table of row functions, which holds nothing else, has functions of its own in every place.
+template <class Table> void ExpectFormsOfTheirOwn(const Table& (*rows)())
+{
+    using Functions = std::array<void (*)(), sizeof(Table) / sizeof(void (*)())>;
+    std::vector<Functions> tables;
+    for (const InstructionSet set : InstructionSets()) {
+        UseInstructionSet(set);
+        const auto functions = std::bit_cast<Functions>(rows());
+        for (const Functions& lesser : tables)
+            for (size_t i = 0; i < functions.size(); ++i)
+                EXPECT_NE(functions[i], lesser[i]) << "entry " << i << " of set " << static_cast<int>(set);
+        tables.push_back(functions);
+    }
+    UseInstructionSet(BestInstructionSet());
 }
 
 #define AT_EACH_SET(Suite) INSTANTIATE_TEST_SUITE_P(Sets, Suite, testing::ValuesIn(InstructionSets()), NameOfSet)

@@ -1,5 +1,6 @@
 // Every scaler against its definition, worked out anew for each byte, and the entry points above them.
 #include "Common/Image/ImageResize.h"
+#include "Common/Image/ScaleRows.h"
 #include "tests/InstructionSets.h"
 
 #include <algorithm>
@@ -147,9 +148,9 @@ TEST_P(ScalerTest, EqualsTheDefinitionAtEverySize)
 {
     for (const Scaler& s : scalers)
         for (int cx = s.kind == table ? 1 : 2; cx < 70; ++cx)
-            for (int trial = 0; trial < 12 && !HasFatalFailure(); ++trial) {
-                const int widths[] = {1, 2, cx, cx + 1, cx * 2 - 1, Random(1, 90)};
-                Image src(s, Random(0, 5), Random(0, 5), widths[trial % 6], Random(1, 9), Random(0, 5), Random(0, 2),
+            for (int trial = 0; trial < 16 && !HasFatalFailure(); ++trial) {
+                const int widths[] = {1, 2, cx, cx + 1, cx * 2 - 1, cx * 2 + Random(0, 3), cx * 3 + 1, Random(1, 500)};
+                Image src(s, Random(0, 5), Random(0, 5), widths[trial % 8], Random(1, 30), Random(0, 5), Random(0, 2),
                           Random(0, 1), false);
                 Image dst(s, Random(0, 5), Random(0, 5), cx, Random(s.kind == table ? 1 : 2, 9), Random(0, 5),
                           Random(0, 2), !s.margins && Random(0, 1), true);
@@ -159,8 +160,9 @@ TEST_P(ScalerTest, EqualsTheDefinitionAtEverySize)
 
 TEST_P(ScalerTest, HoldsAtTheLargestSizes)
 {
-    constexpr int n = mostColumns, sizes[][4] = {{n, 1, n, 2}, {n, 2, 2, 2}, {n, 2, 3, 2}, {2, 2, n, 2},
-                                                 {1, n, 2, n}, {2, n, 2, 3}, {2, 2, 2, n}};
+    constexpr int n = mostColumns,
+                  sizes[][4] = {{n, 1, n, 2}, {n, 2, 2, 2}, {n, 2, 3, 2},       {2, 2, n, 2},       {1, n, 2, n},
+                                {2, n, 2, 3}, {2, 2, 2, n}, {4101, 9, 2049, 4}, {1400, 2, 4100, 3}, {6200, 4, 2050, 3}};
     for (const Scaler& s : scalers)
         for (const auto& [sx, sy, dx, dy] : sizes) {
             Image src(s, 1, 1, sx, sy, 0, 0, false, false), dst(s, 0, 1, dx, dy, 1, 0, false, true);
@@ -262,6 +264,11 @@ TEST_P(ScalerTest, PicturesAreScaledPlaneByPlane)
         EXPECT_EQ(result, dst.cx > 1 && dst.cy > 1);
         EXPECT_EQ(made, expected) << "case " << i;
     }
+}
+
+TEST(ScaleRowsTest, EachSetHasFormsOfItsOwn)
+{
+    ExpectFormsOfTheirOwn(ScaleRows);
 }
 
 AT_EACH_SET(ScalerTest);

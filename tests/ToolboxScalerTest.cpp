@@ -1,5 +1,6 @@
 // The convolution, the overlay and the masks against their definitions, worked out anew for each pixel, and the entry
 // points above them.
+#include "Common/Image/ConvolveRows.h"
 #include "Common/Image/ImageResize.h"
 #include "tests/InstructionSets.h"
 
@@ -182,6 +183,67 @@ TEST_P(ToolboxScalerTest, ConvolvesTheKnownRows)
         for (size_t c = 0; c < expected.size(); ++c)
             EXPECT_EQ(dst.record.pBits[4 * c], expected[c]) << expected.size() << ": " << c;
     }
+}
+
+// Sums so close above a whole number that nothing but the weights' last bits lifts them there, and whole sums below
+// zero: without those bits results would be off by one.
+TEST_P(ToolboxScalerTest, ConvolvesSumsNextToWholeNumbers)
+{
+    uint64_t random = m_random();
+    const auto takeTaps = [&random](uint32_t fraction, int low, int span, int bits, bool dark) {
+        int64_t weights[4], exact = 0, cut = 0;
+        CubicWeightsInSteps(fraction, weights);
+        std::array<int, 4> taps = {};
+        while (exact >> 36 == cut >> 36 && (exact >= 0 || exact % (int64_t{1} << 36) != 0)) {
+            random = random * 6364136223846793005U + 1442695040888963407U;
+            exact = cut = int64_t{1} << 35;
+            for (size_t i = 0; i < 4; ++i) {
+                const bool darker = dark && i % 3 != 0; // inner ones, for sums below zero
+                taps[i] = low + static_cast<int>(random >> (16 + 12 * i) & 0xFFF) % (darker ? span / 16 : span);
+                exact += taps[i] * weights[i];
+                cut += taps[i] * ((weights[i] >> bits) * (int64_t{1} << bits));
+            }
+        }
+        return taps;
+    };
+    const ConvolveTable& table = ConvolveRows();
+    for (uint32_t i = 0; i < 64; ++i) {
+        const uint32_t fraction = i % 4 ? 64 * i + 30 : 2048; // at a half no sum is cut short
+        Bytes row(16);
+        for (size_t k = 0; k < 3; ++k) {
+            std::array taps = takeTaps(fraction, 0, 256, i < 16 && k == 0 ? 6 : 12, k > 0);
+            if (fraction == 2048 && k == 2)
+                taps = {8 * Random(1, 31), 0, 0, 0}; // beside them, a negative one that ends with a half
+            for (size_t t = 0; t < 4; ++t)
+                row[4 * t + k] = static_cast<unsigned char>(taps[t]);
+        }
+        std::vector<int16_t> made(4 * kStripColumns), expected(made), words[4];
+        const ColumnStrip strip(4096 + fraction, 0, kColumnGroup + 1, 3, false);
+        table.filterColumns(strip, row.data(), made.data());
+        FilterColumns(strip, row.data(), expected.data());
+        const size_t count = 4 * (kColumnGroup + 1);
+        EXPECT_TRUE(std::equal(made.begin(), made.begin() + count, expected.begin())) << fraction;
+
+        FilteredRows rows = {{}, 64 * i + 29, false};
+        for (size_t t = 0; t < 4; ++t) {
+            words[t].resize(count);
+            std::generate(words[t].begin(), words[t].end(), [&] { return static_cast<int16_t>(Random(64, 447)); });
+            rows.taps[t] = words[t].data();
+        }
+        for (size_t k = 0; k < 3; ++k) {
+            const std::array taps = takeTaps(rows.fraction, kFilteredBias - 64, 384, 12, false);
+            for (size_t t = 0; t < 4; ++t)
+                words[t][4 * (i % (kColumnGroup + 1)) + k] = static_cast<int16_t>(taps[t]);
+        }
+        Bytes pixels(count), expectedPixels(count);
+        table.filterRows(rows, pixels.data(), kColumnGroup + 1);
+        FilterRows(rows, expectedPixels.data(), kColumnGroup + 1);
+        for (size_t k = 3; k < count; k += 4) // a filtered byte 3 is a byte
+            pixels[k] = expectedPixels[k];
+        EXPECT_EQ(pixels, expectedPixels) << fraction;
+    }
+    EXPECT_EQ(table.filterColumns == FilterColumns, GetParam() == InstructionSet::Plain);
+    EXPECT_EQ(table.filterRows == FilterRows, GetParam() == InstructionSet::Plain);
 }
 
 TEST_P(ToolboxScalerTest, RefusesBadRecordsAndTouchesNothing)

@@ -2,50 +2,50 @@
 #include "Common/Image/ImageResize.h"
 #include "Common/Image/ScaleWalk.h"
 
-namespace
-{
-
-bool IsLastRow(const IMG_PARAM& dst, uint32_t r)
-{
-    return r == static_cast<uint32_t>(dst.cy - 1);
-}
-
-} // namespace
-
 int DIB_ResizeBiLiner(const IMG_PARAM& src, IMG_PARAM& dst)
 {
-    return ForcedEdgeWalk<BottomUp>(src, dst, {4, 4, NearRow32, BlendRow32});
+    return ForcedEdgeWalk<BottomUp>(src, dst, {4, 4, true, nullptr, nullptr});
 }
 
 int DIB_ResizeBiLiner8(const IMG_PARAM& src, IMG_PARAM& dst)
 {
-    return ForcedEdgeWalk<BottomUp>(src, dst, {1, 1, NearRow8, BlendRow8});
+    return ForcedEdgeWalk<BottomUp>(src, dst, {1, 1, true, nullptr, nullptr});
 }
 
 int DIB_ResizeBiLinerY(const IMG_PARAM& src, IMG_PARAM& dst)
 {
-    return LumaWalk(src, dst, true, [&](const Steps& step, uint32_t r, unsigned char* out) {
-        if (IsLastRow(dst, r))
-            NearRow8(LastRow<TopDown>(src, 1), out, dst.cx, step.x);
-        else
-            BlendRow8(RowsAt<TopDown>(src, r * step.y, 1), out, dst.cx, step.x);
+    return LumaWalk(src, dst, true, [&](const Steps& step, int r) {
+        return r < dst.cy - 1 ? RowsAt<TopDown>(src, static_cast<uint32_t>(r) * step.y, 1) : LastRow<TopDown>(src, 1);
     });
 }
 
+// The rows of a pair are those at the position and one step further down, and count alike.
 int DIB_ResizeBiLinerY_Simulate(const IMG_PARAM& src, IMG_PARAM& dst)
 {
-    return LumaWalk(src, dst, false, [&](const Steps& step, uint32_t r, unsigned char* out) {
-        if (IsLastRow(dst, r)) {
-            NearRow8(LastRow<TopDown>(src, 1), out, dst.cx, step.x);
-            return;
-        }
-        const unsigned char* upper = RowsAt<TopDown>(src, r * step.y, 1).upper;
-        const unsigned char* lower = RowsAt<TopDown>(src, (r + 1) * step.y, 1).upper;
-        MeanRow8(upper, lower, out, dst.cx, step.x, static_cast<uint32_t>(src.cx - 1));
+    if (!CanScale(src, dst))
+        return 0;
+    const Steps step(src, dst);
+    ColumnLine line = FormulaColumns(1, src.cx, step.x, false);
+    line.extra = 1;
+    const auto rowsOf = [&](int r) {
+        if (r == dst.cy - 1)
+            return LastRow<TopDown>(src, 1);
+        RowPair rows = RowAt<TopDown>(src, static_cast<uint32_t>(r) * step.y, 1);
+        rows.lower = RowAt<TopDown>(src, static_cast<uint32_t>(r + 1) * step.y, 1).upper;
+        return rows;
+    };
+    WalkStrips(line, step.y, dst.cx, dst.cy, rowsOf, [&](StripSampler& strip, int r, const RowPair& rows) {
+        unsigned char* out = TopDown::Row(dst, int64_t{dst.y} + r) + dst.x + strip.First();
+        const unsigned char* upper = strip.Picked(rows.upper);
+        if (rows.lower)
+            strip.Rows().meanRows(upper, strip.Picked(rows.lower), out, strip.Count());
+        else
+            std::memcpy(out, upper, static_cast<size_t>(strip.Count()));
     });
+    return 1;
 }
 
 int DIB_ResizeBiLinerUV(const IMG_PARAM& src, IMG_PARAM& dst)
 {
-    return ChromaWalk(src, dst, {NearRowUV, BlendRowUV});
+    return ChromaWalk(src, dst, true);
 }

@@ -1,5 +1,6 @@
 // Cubic convolution of 4-byte pixels with 4 by 4 taps. There is no widening of the kernel when reducing: four columns
 // and rows around a position count, and the smoothing switches are the only reaction to the scale.
+#include "Common/Image/ConvolveRows.h"
 #include "Common/Image/ImageResize.h"
 #include "Common/Image/ScaleWalk.h"
 
@@ -16,15 +17,61 @@ bool IsSmooth(uint32_t step)
     return step < 2049 || step > 8191;
 }
 
-// Tap rows stop at the rectangle's edges, each in its own way: the fourth falls back on the row itself, already on the
-// last but one.
-void FindTapRows(const IMG_PARAM& src, int64_t y, const unsigned char* (&rows)[4])
+// The last source rows that were filtered at a strip's columns. Tap rows of a position are neighbours, and those of the
+// next one lie no higher: four are enough for filtering each once.
+class FilteredRing
 {
-    const int64_t first = src.y;
-    const int64_t last = first + src.cy - 1;
-    const int64_t taps[4] = {std::max(y - 1, first), y, std::min(y + 1, last), y + 2 <= last ? y + 2 : y};
-    for (int i = 0; i < 4; ++i)
-        rows[i] = BottomUp::Row(src, taps[i]) + ptrdiff_t{src.x} * kBytes;
+public:
+    FilteredRing(const IMG_PARAM& src, const ColumnStrip& strip) : m_src(src), m_strip(strip) {}
+
+    // row: counted from the source rectangle's top. Good until a row more than three away is asked for.
+    const int16_t* Row(const ConvolveTable& functions, int row)
+    {
+        const int slot = row % kRows;
+        if (m_rows[slot] != row) {
+            // A strip meets a short piece of each row, and the processor can't foresee where the next one begins.
+            const unsigned char* next = Source(std::min(row + 1, m_src.cy - 1));
+            const int last = m_strip.offsets[m_strip.count - 1] + kBytes; // of tap 1, which is never held
+            for (int i = std::max(m_strip.offsets[0], 0); i <= last; i += kCacheLine)
+                __builtin_prefetch(next + i);
+            functions.filterColumns(m_strip, Source(row), m_words[slot]);
+            m_rows[slot] = row;
+        }
+        return m_words[slot];
+    }
+
+private:
+    static constexpr int kRows = 4;
+    static constexpr int kCacheLine = 64;
+
+    const unsigned char* Source(int row) const
+    {
+        return BottomUp::Row(m_src, int64_t{m_src.y} + row) + ptrdiff_t{m_src.x} * kBytes;
+    }
+
+    const IMG_PARAM& m_src;
+    const ColumnStrip& m_strip;
+    int m_rows[kRows] = {-1, -1, -1, -1}; // which one each slot holds
+    alignas(32) int16_t m_words[kRows][kStripColumns * kBytes];
+};
+
+void ConvolveStrip(const IMG_PARAM& src, IMG_PARAM& dst, const ColumnStrip& strip, int firstColumn, uint32_t stepY)
+{
+    const ConvolveTable& functions = ConvolveRows();
+    FilteredRing ring(src, strip);
+    const int last = src.cy - 1;
+    for (int r = 0; r < dst.cy; ++r) {
+        const uint32_t position = static_cast<uint32_t>(r) * stepY;
+        const int y = static_cast<int>(Whole(position));
+        // Tap rows stop at the rectangle's edges, each in its own way: the fourth falls back on the row itself, already
+        // on the last but one.
+        const int taps[4] = {std::max(y - 1, 0), y, std::min(y + 1, last), y + 2 <= last ? y + 2 : y};
+        FilteredRows rows = {{}, Fraction(position), IsSmooth(stepY)};
+        for (int i = 0; i < 4; ++i)
+            rows.taps[i] = ring.Row(functions, taps[i]);
+        unsigned char* out = BottomUp::Row(dst, int64_t{dst.y} + r) + (ptrdiff_t{dst.x} + firstColumn) * kBytes;
+        functions.filterRows(rows, out, strip.count);
+    }
 }
 
 } // namespace
@@ -34,12 +81,10 @@ int DIB_ResizeConvolve(const IMG_PARAM& src, IMG_PARAM& dst)
     if (!CanScale(src, dst))
         return 0;
     const Steps step(src, dst);
-    ConvolveRows taps = {{}, {}, IsSmooth(step.x), IsSmooth(step.y), src.cx - 1};
-    for (int r = 0; r < dst.cy; ++r) {
-        const uint32_t position = static_cast<uint32_t>(r) * step.y;
-        FindTapRows(src, int64_t{src.y} + Whole(position), taps.rows);
-        CubicWeights(Fraction(position), taps.weights);
-        ConvolveRow32(taps, BottomUp::Row(dst, int64_t{dst.y} + r) + ptrdiff_t{dst.x} * kBytes, dst.cx, step.x);
+    for (int c = 0; c < dst.cx; c += kStripColumns) {
+        const ColumnStrip strip(static_cast<uint32_t>(c) * step.x, step.x, std::min(kStripColumns, dst.cx - c),
+                                src.cx - 1, IsSmooth(step.x));
+        ConvolveStrip(src, dst, strip, c, step.y);
     }
     return 1;
 }

@@ -4,7 +4,7 @@
 
 int DIB_AlphaResizeBiLiner(const IMG_PARAM& src, IMG_PARAM& dst)
 {
-    return ForcedEdgeWalk<BottomUp>(src, dst, {4, 4, OverlayNearRow32, OverlayBlendRow32});
+    return ForcedEdgeWalk<BottomUp>(src, dst, {4, 4, true, ScaleRows().overlay, ScaleRows().overlayColours});
 }
 
 int ImageAlphaResize(const IMG_PARAM& src, IMG_PARAM& dst, IMAGE_INTERPOLATION)
@@ -14,12 +14,14 @@ int ImageAlphaResize(const IMG_PARAM& src, IMG_PARAM& dst, IMAGE_INTERPOLATION)
 
 int StretchMaskResizeNear(const IMG_PARAM& src, IMG_PARAM& dst)
 {
-    return ForcedEdgeWalk<BottomUp>(src, dst, {1, 4, MaskReplaceRow, nullptr});
+    return ForcedEdgeWalk<BottomUp>(src, dst, {1, 4, false, ScaleRows().maskReplace, ScaleRows().maskReplace});
 }
 
 int StretchMaskResizeBiLiner(const IMG_PARAM& src, IMG_PARAM& dst)
 {
-    return src.nBitCount == 8 ? ForcedEdgeWalk<BottomUp>(src, dst, {1, 4, MaskNearRow, MaskBlendRow}) : 0;
+    if (src.nBitCount != 8)
+        return 0;
+    return ForcedEdgeWalk<BottomUp>(src, dst, {1, 4, true, ScaleRows().maskMultiply, ScaleRows().maskMultiply});
 }
 
 int ImageStretchMask(const IMG_PARAM& src, IMG_PARAM& dst)

@@ -1,15 +1,17 @@
 // The walks over a target rectangle: which source rows meet in a target row, and where a row's columns begin. What
-// happens to the pixels of a row is the row kernels' part.
+// happens to the pixels of a row is the row functions' part.
 #ifndef ENCMGR_SCALE_WALK_H
 #define ENCMGR_SCALE_WALK_H
 
 #include "Common/Image/ImageParam.h"
 #include "Common/Image/PlaneRows.h"
-#include "Common/Image/RowKernels.h"
+#include "Common/Image/StripSampler.h"
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
+constexpr int kBlackLuma = 16;
 constexpr int kSideLimit = 1 << 19; // positions are 31 bits with 12 of fraction
 
 inline bool CanScale(const IMG_PARAM& src, const IMG_PARAM& dst, int leastTargetSide = 2)
@@ -44,103 +46,150 @@ struct BottomUp {
     }
 };
 
-// The rows that meet at a row position of the source rectangle, from its left column on. At a whole position the lower
-// row has no weight and is the upper one: it may not exist.
-template <class Order> RowPair RowsAt(const IMG_PARAM& src, uint32_t position, int bytesPerPixel)
+// The row at or before a row position of the source rectangle, from its left column on.
+template <class Order> RowPair RowAt(const IMG_PARAM& src, uint32_t position, int bytesPerPixel)
 {
-    const int64_t row = int64_t{src.y} + Whole(position);
-    const uint32_t fraction = Fraction(position);
-    const ptrdiff_t left = ptrdiff_t{src.x} * bytesPerPixel;
-    return {Order::Row(src, row) + left, Order::Row(src, row + (fraction != 0)) + left, fraction};
+    return {Order::Row(src, int64_t{src.y} + Whole(position)) + ptrdiff_t{src.x} * bytesPerPixel, nullptr, 0};
 }
 
-template <class Order> const unsigned char* LastRow(const IMG_PARAM& src, int bytesPerPixel)
+// The rows that meet at a row position. At a whole position the lower row has no weight and is the upper one: it may
+// not exist.
+template <class Order> RowPair RowsAt(const IMG_PARAM& src, uint32_t position, int bytesPerPixel)
 {
-    return Order::Row(src, int64_t{src.y} + src.cy - 1) + ptrdiff_t{src.x} * bytesPerPixel;
+    const uint32_t fraction = Fraction(position);
+    const RowPair at = RowAt<Order>(src, position, bytesPerPixel);
+    return {at.upper, fraction ? RowAt<Order>(src, position + kOne, bytesPerPixel).upper : at.upper, fraction};
+}
+
+template <class Order> RowPair LastRow(const IMG_PARAM& src, int bytesPerPixel)
+{
+    return {Order::Row(src, int64_t{src.y} + src.cy - 1) + ptrdiff_t{src.x} * bytesPerPixel, nullptr, 0};
+}
+
+// Sets the bytes left of the rectangle, and those from its right edge up to the pitch, to black.
+inline void FillLumaMargins(unsigned char* row, int left, int width, int pitch)
+{
+    if (left > 0)
+        std::memset(row, kBlackLuma, static_cast<size_t>(left));
+    const int64_t right = int64_t{left} + width;
+    if (right < pitch)
+        std::memset(row + right, kBlackLuma, static_cast<size_t>(pitch - right));
 }
 
 // ---- walks ----
 
-// The row functions of a scaler, and the bytes of both sides' pixels. Without a mixing function a row of the target
-// comes from one row of the source, at or before its position.
-struct PixelRows {
-    int sourceBytes;
+// Goes over rows in strips of columns, the rows of a strip from the top. rowsOf(r) tells the source rows of target row
+// r, and writeRow(strip, r, rows) makes its part in the strip.
+template <class RowsOf, class WriteRow>
+void WalkStrips(const ColumnLine& line, uint32_t stepY, int columns, int rows, RowsOf rowsOf, WriteRow writeRow)
+{
+    for (int first = 0; first < columns; first += StripSampler::ColumnsOf(line)) {
+        StripSampler strip(line, stepY, first, columns);
+        RowPair next = rowsOf(0);
+        for (int r = 0; r < rows; ++r) {
+            const RowPair now = next;
+            if (r + 1 < rows) {
+                next = rowsOf(r + 1);
+                strip.LookAhead(now, next);
+            }
+            writeRow(strip, r, now);
+        }
+    }
+}
+
+// How a scaler samples its source, and what it does with the pixels. Without stores the target takes them as they are.
+struct PixelScaler {
+    using Store = void (*)(const unsigned char* row, unsigned char* dst, int count);
+
+    int sourceBytes; // per pixel
     int targetBytes;
-    void (*plain)(const unsigned char* src, unsigned char* dst, int count, uint32_t step);
-    void (*mixed)(const RowPair& rows, unsigned char* dst, int count, uint32_t step);
+    bool mixed;        // bilinear; else nearest
+    Store store;       // of all pixels
+    Store storeForced; // but those of the last column and the last row
 };
 
 // Last column and last row come plain from the source rectangle's last ones; all others lie by the formula.
-template <class Order> int ForcedEdgeWalk(const IMG_PARAM& src, IMG_PARAM& dst, const PixelRows& pixels)
+template <class Order> int ForcedEdgeWalk(const IMG_PARAM& src, IMG_PARAM& dst, const PixelScaler& scaler)
 {
     if (!CanScale(src, dst))
         return 0;
     const Steps step(src, dst);
+    const int bytes = scaler.sourceBytes;
+    const auto rowsOf = [&](int r) {
+        if (r == dst.cy - 1)
+            return LastRow<Order>(src, bytes);
+        const uint32_t position = static_cast<uint32_t>(r) * step.y;
+        return scaler.mixed ? RowsAt<Order>(src, position, bytes) : RowAt<Order>(src, position, bytes);
+    };
     const int inner = dst.cx - 1;
-    for (int r = 0; r < dst.cy; ++r) {
-        unsigned char* out = Order::Row(dst, int64_t{dst.y} + r) + ptrdiff_t{dst.x} * pixels.targetBytes;
-        const unsigned char* row = LastRow<Order>(src, pixels.sourceBytes);
-        if (r < dst.cy - 1) {
-            const RowPair rows = RowsAt<Order>(src, static_cast<uint32_t>(r) * step.y, pixels.sourceBytes);
-            row = rows.upper;
-            if (pixels.mixed)
-                pixels.mixed(rows, out, inner, step.x);
-            else
-                pixels.plain(row, out, inner, step.x);
+    const ColumnLine line = FormulaColumns(bytes, src.cx, step.x, scaler.mixed);
+    WalkStrips(line, step.y, inner, dst.cy, rowsOf, [&](StripSampler& strip, int r, const RowPair& rows) {
+        unsigned char* row = Order::Row(dst, int64_t{dst.y} + r) + ptrdiff_t{dst.x} * scaler.targetBytes;
+        unsigned char* out = row + ptrdiff_t{strip.First()} * scaler.targetBytes;
+        if (r < dst.cy - 1)
+            FetchRow(Order::Row(dst, int64_t{dst.y} + r + 1) + (out - Order::Row(dst, int64_t{dst.y} + r)),
+                     ptrdiff_t{strip.Count()} * scaler.targetBytes);
+        if (!scaler.store) {
+            strip.Write(rows, out);
         } else {
-            pixels.plain(row, out, inner, step.x);
+            const PixelScaler::Store store = r < dst.cy - 1 ? scaler.store : scaler.storeForced;
+            store(strip.Row(rows), out, strip.Count());
         }
-        pixels.plain(row + ptrdiff_t{src.cx - 1} * pixels.sourceBytes, out + ptrdiff_t{inner} * pixels.targetBytes, 1,
-                     0);
-    }
+        if (strip.First() + strip.Count() == inner) {
+            const unsigned char* last = rows.upper + ptrdiff_t{src.cx - 1} * bytes;
+            unsigned char* outLast = row + ptrdiff_t{inner} * scaler.targetBytes;
+            if (scaler.storeForced)
+                scaler.storeForced(last, outLast, 1);
+            else
+                std::memcpy(outLast, last, static_cast<size_t>(bytes));
+        }
+    });
     return 1;
 }
 
-// All target rows from the top, all columns by the formula. writeRow(step, r, out) makes target row r.
-template <class WriteRow> int LumaWalk(const IMG_PARAM& src, IMG_PARAM& dst, bool withMargins, WriteRow writeRow)
+// All target rows from the top, all columns by the formula, black beside them. rowsOf(step, r) tells the source rows of
+// a target row.
+template <class RowsOf> int LumaWalk(const IMG_PARAM& src, IMG_PARAM& dst, bool mixed, RowsOf rowsOf)
 {
     if (!CanScale(src, dst))
         return 0;
     const Steps step(src, dst);
-    for (int r = 0; r < dst.cy; ++r) {
-        unsigned char* row = TopDown::Row(dst, int64_t{dst.y} + r);
-        if (withMargins)
-            FillLumaMargins(row, dst.x, dst.cx, dst.nPitch);
-        writeRow(step, static_cast<uint32_t>(r), row + dst.x);
-    }
+    WalkStrips(
+        FormulaColumns(1, src.cx, step.x, mixed), step.y, dst.cx, dst.cy, [&](int r) { return rowsOf(step, r); },
+        [&](StripSampler& strip, int r, const RowPair& rows) {
+            unsigned char* row = TopDown::Row(dst, int64_t{dst.y} + r);
+            if (strip.First() == 0)
+                FillLumaMargins(row, dst.x, dst.cx, dst.nPitch);
+            strip.Write(rows, row + dst.x + strip.First());
+        });
     return 1;
 }
 
 // Every second luma position makes one chroma sample. The last chroma row of the target comes plain from the source
 // rectangle's last one.
-struct ChromaRows {
-    void (*plain)(const unsigned char* src, unsigned char* dst, int count, ColumnWalk columns);
-    void (*mixed)(const RowPair& rows, unsigned char* dst, int count, ColumnWalk columns); // null: all rows plain
-};
-
-inline int ChromaWalk(const IMG_PARAM& src, IMG_PARAM& dst, const ChromaRows& samples)
+inline int ChromaWalk(const IMG_PARAM& src, IMG_PARAM& dst, bool mixed)
 {
     if (!CanScale(src, dst))
         return 0;
     const Steps step(src, dst);
-    const int count = (dst.cx + 1) / 2;
     // From an odd luma column on, positions begin on the second half of a chroma sample.
-    const ColumnWalk columns = {src.x % 2 != 0 ? uint32_t{kOne} : 0, 2 * step.x};
+    const uint32_t start = src.x % 2 != 0 ? uint32_t{kOne} : 0;
+    const int samples = (src.x % 2 + src.cx + 1) / 2;
     const auto sourceRow = [&src](int64_t lumaRow) { return TopDown::Row(src, lumaRow / 2) + src.x / 2; };
-    const auto targetRow = [&dst](int64_t lumaRow) { return TopDown::Row(dst, lumaRow / 2) + dst.x / 2; };
-
-    int r = 0;
-    for (; r < dst.cy - 2; r += 2) {
-        const uint32_t position = static_cast<uint32_t>(r) * step.y;
+    const int chromaRows = (dst.cy + 1) / 2;
+    const auto rowsOf = [&](int r) {
+        if (r == chromaRows - 1)
+            return RowPair{sourceRow(int64_t{src.y} + src.cy - 1), nullptr, 0};
+        const uint32_t position = static_cast<uint32_t>(r) * 2 * step.y;
         const uint32_t fraction = Fraction(position);
         const int64_t row = int64_t{src.y} + Whole(position);
-        const RowPair rows = {sourceRow(row), sourceRow(row + (fraction != 0)), fraction};
-        if (samples.mixed)
-            samples.mixed(rows, targetRow(int64_t{dst.y} + r), count, columns);
-        else
-            samples.plain(rows.upper, targetRow(int64_t{dst.y} + r), count, columns);
-    }
-    samples.plain(sourceRow(int64_t{src.y} + src.cy - 1), targetRow(int64_t{dst.y} + r), count, columns);
+        return RowPair{sourceRow(row), mixed ? sourceRow(row + (fraction != 0)) : nullptr, fraction};
+    };
+    WalkStrips(ChromaColumns(samples, start, 2 * step.x, mixed), step.y, (dst.cx + 1) / 2, chromaRows, rowsOf,
+               [&](StripSampler& strip, int r, const RowPair& rows) {
+                   const int64_t row = int64_t{dst.y} + 2 * int64_t{r};
+                   strip.Write(rows, TopDown::Row(dst, row / 2) + dst.x / 2 + strip.First());
+               });
     return 1;
 }
 

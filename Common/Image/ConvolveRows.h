@@ -1,0 +1,73 @@
+// Row functions of the cubic convolution of 4-byte pixels. A source row is filtered at the columns of a strip of the
+// target, once for all target rows; four such rows make one row of the strip. Every form gives the same bytes; the
+// plain ones are the definition.
+#ifndef ENCMGR_CONVOLVE_ROWS_H
+#define ENCMGR_CONVOLVE_ROWS_H
+
+#include <cstddef>
+#include <cstdint>
+
+constexpr int kStripColumns = 256; // the longest strip: what is worked out for its columns stays near the processor
+constexpr int kColumnGroup = 8;    // columns that vector forms filter together
+
+// Added to the words of filtered rows, which lie between -64 and 319: sums of their products with the lower digits of
+// weights, which are not negative, are not negative either.
+constexpr int kFilteredBias = 128;
+
+// Weights of four taps at the distances 1 + t, t, 1 - t and 2 - t of a position with the fraction t, 0 to 4095: the
+// cubic convolution kernel with parameter -1. Multiples of 2^-36, and so exact, like every sum that they enter.
+void CubicWeights(uint32_t fraction, double (&weights)[4]);
+
+// The same in steps of 2^-36.
+void CubicWeightsInSteps(uint32_t fraction, int64_t (&weights)[4]);
+
+// Neighbouring columns of the target, and how each comes out of a source row. From `count` up to a multiple of
+// kColumnGroup the last column is repeated.
+struct ColumnStrip {
+    // count: 1 to kStripColumns. Positions have 12 fractional bits and count from the source rectangle's left column;
+    // all lie on it, and taps are held to 0 and lastColumn.
+    ColumnStrip(uint32_t position, uint32_t step, int count, int lastColumn, bool smooth);
+
+    int count;
+    int lastColumn;
+    bool smooth;
+    // From the first to before the second, in whole groups: columns with all taps between 0 and lastColumn.
+    int insideFirst;
+    int insideEnd;
+    int32_t offsets[kStripColumns]; // bytes from a source row's start to where tap 0 were if it was not held
+    double weights[kStripColumns][4];
+
+    // Weights as digits: a first one in steps of 1/64, which may be negative, and five of 6 bits. Two taps stand beside
+    // each other for each byte of a pixel; the digits of byte 3 just copy tap 1.
+    static constexpr int kDigits = 6;
+    alignas(64) int8_t digits[kStripColumns / kColumnGroup][kDigits][2][kColumnGroup][8];
+};
+
+// Filtered rows that meet in a target row, and the fraction of its position.
+struct FilteredRows {
+    const int16_t* taps[4];
+    uint32_t fraction;
+    bool smooth;
+};
+
+struct ConvolveTable {
+    // From the source rectangle's left column on: `count` filtered pixels of 4 words, biased. Byte 3 is the one at or
+    // before the position. out: room for kStripColumns pixels.
+    void (*filterColumns)(const ColumnStrip& strip, const unsigned char* row, int16_t* out);
+    // count pixels of the target; byte 3 is that of tap 1.
+    void (*filterRows)(const FilteredRows& rows, unsigned char* dst, int count);
+};
+
+// Of the instruction set that is active now.
+const ConvolveTable& ConvolveRows();
+
+// ---- the plain forms ----
+void FilterColumns(const ColumnStrip& strip, const unsigned char* row, int16_t* out);
+void FilterColumn(const ColumnStrip& strip, int column, const unsigned char* row, int16_t* out); // one, to out[0..3]
+void FilterRows(const FilteredRows& rows, unsigned char* dst, int count);
+
+// ---- these put the forms of a set over those in the table ----
+void OverwriteConvolveSse41(ConvolveTable& table);
+void OverwriteConvolveAvx2(ConvolveTable& table);
+
+#endif // ENCMGR_CONVOLVE_ROWS_H

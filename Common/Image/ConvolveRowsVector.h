@@ -1,0 +1,353 @@
+// The cubic convolution's row functions on vectors, for the instruction set of the including file.
+//
+// Exact sums have 36 fractional bits. Weights are split into digits, so that a digit's sums fit a word or a double
+// word; what a sum exceeds its digit goes over into the next higher one.
+#ifndef ENCMGR_CONVOLVE_ROWS_VECTOR_H
+#define ENCMGR_CONVOLVE_ROWS_VECTOR_H
+
+#include "Common/Image/ConvolveRows.h"
+#include "Common/Vector.h"
+
+namespace
+{
+
+constexpr int kBytesPerPixel = 4;
+constexpr int kLoadPixels = 2 * kLanes; // filtered pixels of one vector of words
+
+inline bool IsZero(Vec a)
+{
+#ifdef __AVX2__
+    return _mm256_testz_si256(a, a);
+#else
+    return _mm_testz_si128(a, a);
+#endif
+}
+
+// ---- smoothing ----
+
+// e / 3 toward zero, for at least -766 to 766.
+inline Vec ThirdOf(Vec e)
+{
+    return MM(sub_epi16)(MM(mulhi_epi16)(e, MM(set1_epi16)(21846)), MM(srai_epi16)(e, 15));
+}
+
+// v / 2 toward zero.
+inline Vec HalfOf(Vec v)
+{
+    return MM(srai_epi16)(MM(sub_epi16)(v, MM(srai_epi16)(v, 15)), 1);
+}
+
+// Words: the inner taps are averaged with their points on the line between the outer ones.
+inline void SmoothInner(Vec tap0, Vec& tap1, Vec& tap2, Vec tap3)
+{
+    const Vec rise = MM(sub_epi16)(tap3, tap0);
+    tap1 = HalfOf(MM(add_epi16)(MM(add_epi16)(tap0, tap1), ThirdOf(rise)));
+    tap2 = HalfOf(MM(add_epi16)(MM(add_epi16)(tap0, tap2), ThirdOf(MM(add_epi16)(rise, rise))));
+}
+
+// Byte 3 of each pixel, as a word, from the second.
+inline Vec WithFourth(Vec words, Vec fourth)
+{
+    return MM(blend_epi16)(words, fourth, 0x88);
+}
+
+// ---- columns ----
+
+// 16 bytes from row + offsets[0] on, and in the second lane, if there is one, from row + offsets[2] on.
+inline Vec LoadWindows(const unsigned char* row, const int32_t* offsets)
+{
+    const __m128i lane = _mm_loadu_si128(reinterpret_cast<const __m128i*>(row + offsets[0]));
+#ifdef __AVX2__
+    return _mm256_inserti128_si256(_mm256_castsi128_si256(lane),
+                                   _mm_loadu_si128(reinterpret_cast<const __m128i*>(row + offsets[2])), 1);
+#else
+    return lane;
+#endif
+}
+
+using Digits = int8_t[ColumnStrip::kDigits][2][kColumnGroup][8];
+
+// Taps of a vector of filtered pixels, as bytes: for each byte of a pixel tap 0 beside tap 1, and tap 2 beside tap 3.
+struct TapPairs {
+    Vec taps01;
+    Vec taps23;
+
+    // Of one digit, from the group's column `first` on.
+    Vec Sum(const Digits& digits, int digit, int first) const
+    {
+        return MM(add_epi16)(MM(maddubs_epi16)(taps01, Load(digits[digit][0][first])),
+                             MM(maddubs_epi16)(taps23, Load(digits[digit][1][first])));
+    }
+
+    void Smooth()
+    {
+        const Vec low = MM(set1_epi16)(0xFF);
+        const Vec before = taps01, tap0 = And(taps01, low), tap3 = MM(srli_epi16)(taps23, 8);
+        Vec tap1 = MM(srli_epi16)(taps01, 8), tap2 = And(taps23, low);
+        SmoothInner(tap0, tap1, tap2, tap3); // they stay bytes
+        taps01 = WithFourth(Or(tap0, MM(slli_epi16)(tap1, 8)), before);
+        taps23 = Or(tap2, MM(slli_epi16)(tap3, 8));
+    }
+};
+
+// A sum in steps of 1/64 below zero gives -1 in its word.
+inline Vec BelowZero(Vec sum)
+{
+    return MM(srai_epi16)(sum, 15);
+}
+
+inline Vec CarriedInto(Vec sum, Vec lower)
+{
+    return MM(add_epi16)(sum, MM(srli_epi16)(lower, 6));
+}
+
+// Cut at a whole number toward zero, where all but whole sums are one too low below zero.
+inline void StoreFiltered(int16_t* out, Vec sum, Vec correction)
+{
+    const Vec value = MM(sub_epi16)(MM(srai_epi16)(sum, 6), correction);
+    Store(out, MM(add_epi16)(value, MM(set1_epi16)(kFilteredBias)));
+}
+
+// 4095 may be the next whole number, and 0 below zero be one, which is 4095 less one; 4094 above zero just comes along.
+constexpr int kOpen = 4094 << 4;
+
+// From four digits, which leave sums too small by less than two of their last steps, 2^-12. Returns words that are not
+// 0 where that may decide.
+inline Vec FilterShort(const TapPairs& taps, const Digits& digits, int first, int16_t* out)
+{
+    const Vec third = CarriedInto(taps.Sum(digits, 2, first), taps.Sum(digits, 3, first));
+    const Vec second = CarriedInto(taps.Sum(digits, 1, first), third);
+    const Vec half = MM(add_epi16)(taps.Sum(digits, 0, first), MM(set1_epi16)(32));
+    const Vec sum = CarriedInto(half, second);
+    const Vec below = BelowZero(sum);
+    StoreFiltered(out, sum, below);
+    return MM(slli_epi16)(MM(add_epi16)(MM(add_epi16)(MM(slli_epi16)(half, 6), second), below), 4);
+}
+
+inline void FilterExactly(const TapPairs& taps, const Digits& digits, int first, int16_t* out)
+{
+    Vec sum = taps.Sum(digits, ColumnStrip::kDigits - 1, first), fraction = sum;
+    for (int digit = ColumnStrip::kDigits - 2; digit >= 0; --digit) {
+        sum = CarriedInto(taps.Sum(digits, digit, first), sum);
+        if (digit == 0)
+            sum = MM(add_epi16)(sum, MM(set1_epi16)(32));
+        fraction = Or(fraction, sum);
+    }
+    const Vec whole = MM(cmpeq_epi16)(And(fraction, MM(set1_epi16)(63)), MM(set1_epi16)(0));
+    StoreFiltered(out, sum, AndNot(whole, BelowZero(sum)));
+}
+
+// From the windows of 16 bytes at these offsets.
+template <bool smooth> inline TapPairs LoadTaps(const unsigned char* row, const int32_t* offsets)
+{
+    static constexpr int8_t neighbours[16] = {0, 4, 1, 5, 2, 6, 3, 7, 8, 12, 9, 13, 10, 14, 11, 15};
+    const Vec order = LoadInEachLane(neighbours);
+    const Vec even = MM(shuffle_epi8)(LoadWindows(row, offsets), order);
+    const Vec odd = MM(shuffle_epi8)(LoadWindows(row, offsets + 1), order);
+    TapPairs taps = {MM(unpacklo_epi64)(even, odd), MM(unpackhi_epi64)(even, odd)};
+    if constexpr (smooth)
+        taps.Smooth();
+    return taps;
+}
+
+// Apart, and not inlined: what it needs would take registers from the loop around.
+template <bool smooth>
+[[gnu::noinline]] void FilterGroupExactly(const unsigned char* row, const int32_t* offsets, const Digits& digits,
+                                          int16_t* out)
+{
+    for (int i = 0; i < kColumnGroup; i += kLoadPixels)
+        FilterExactly(LoadTaps<smooth>(row, offsets + i), digits, i, out + i * kBytesPerPixel);
+}
+
+template <bool smooth>
+inline void FilterGroup(const unsigned char* row, const int32_t* offsets, const Digits& digits, int16_t* out)
+{
+    Vec most = MM(set1_epi16)(0);
+    for (int i = 0; i < kColumnGroup; i += kLoadPixels)
+        most =
+            MM(max_epu16)(most, FilterShort(LoadTaps<smooth>(row, offsets + i), digits, i, out + i * kBytesPerPixel));
+    if (!IsZero(MM(subs_epu16)(most, MM(set1_epi16)(static_cast<short>(kOpen - 1)))))
+        FilterGroupExactly<smooth>(row, offsets, digits, out);
+}
+
+// A group at an end of a source row, where taps are held: they are brought together first.
+template <bool smooth>
+inline void FilterEdge(const ColumnStrip& strip, int group, const unsigned char* row, int16_t* out)
+{
+    static constexpr int32_t together[kColumnGroup] = {0, 16, 32, 48, 64, 80, 96, 112};
+    const int32_t last = strip.lastColumn * kBytesPerPixel;
+    unsigned char taps[kColumnGroup][4][kBytesPerPixel];
+    for (int i = 0; i < kColumnGroup; ++i)
+        for (int t = 0; t < 4; ++t) {
+            const int32_t offset = strip.offsets[group + i] + t * kBytesPerPixel;
+            __builtin_memcpy(taps[i][t], row + (offset < 0 ? 0 : offset > last ? last : offset), kBytesPerPixel);
+        }
+    FilterGroup<smooth>(taps[0][0], together, strip.digits[group / kColumnGroup], out + group * kBytesPerPixel);
+}
+
+template <bool smooth> inline void FilterStrip(const ColumnStrip& strip, const unsigned char* row, int16_t* out)
+{
+    int group = 0;
+    for (; group < strip.insideFirst; group += kColumnGroup)
+        FilterEdge<smooth>(strip, group, row, out);
+    for (; group < strip.insideEnd; group += kColumnGroup)
+        FilterGroup<smooth>(row, strip.offsets + group, strip.digits[group / kColumnGroup],
+                            out + group * kBytesPerPixel);
+    for (; group < strip.count; group += kColumnGroup)
+        FilterEdge<smooth>(strip, group, row, out);
+}
+
+void FilterColumnsVector(const ColumnStrip& strip, const unsigned char* row, int16_t* out)
+{
+    if (strip.smooth)
+        FilterStrip<true>(strip, row, out);
+    else
+        FilterStrip<false>(strip, row, out);
+}
+
+// ---- rows ----
+
+// Weights of two rows beside each other, for each byte of a pixel; those of byte 3 just copy tap 1.
+inline Vec PairOfWeights(int64_t first, int64_t second, int32_t fourth)
+{
+    const int32_t pair = static_cast<int32_t>((static_cast<uint32_t>(second) << 16) | static_cast<uint16_t>(first));
+    const int32_t pairs[4] = {pair, pair, pair, fourth};
+    return LoadInEachLane(pairs);
+}
+
+// Weights as three digits: a first one in steps of 2^-12, which may be negative, and two of 12 bits.
+struct RowWeights {
+    Vec digits01[3];
+    Vec digits23[3];
+
+    explicit RowWeights(uint32_t fraction)
+    {
+        int64_t w[4];
+        CubicWeightsInSteps(fraction, w);
+        for (int i = 0; i < 3; ++i) {
+            const int shift = 24 - 12 * i;
+            const int64_t mask = i == 0 ? -1 : 4095;
+            digits01[i] = PairOfWeights((w[0] >> shift) & mask, (w[1] >> shift) & mask, i == 0 ? 4096 << 16 : 0);
+            digits23[i] = PairOfWeights((w[2] >> shift) & mask, (w[3] >> shift) & mask, 0);
+        }
+    }
+
+    Vec Sum(int digit, Vec taps01, Vec taps23) const
+    {
+        return MM(add_epi32)(MM(madd_epi16)(taps01, digits01[digit]), MM(madd_epi16)(taps23, digits23[digit]));
+    }
+};
+
+// Interleaved words of four rows, the low and the high half of each lane.
+struct RowPairs {
+    Vec taps01[2];
+    Vec taps23[2];
+};
+
+template <bool smooth> inline RowPairs LoadRows(const FilteredRows& rows, int pixel)
+{
+    const ptrdiff_t at = ptrdiff_t{pixel} * kBytesPerPixel;
+    const Vec tap0 = Load(rows.taps[0] + at), tap3 = Load(rows.taps[3] + at);
+    Vec tap1 = Load(rows.taps[1] + at), tap2 = Load(rows.taps[2] + at);
+    if constexpr (smooth) {
+        const Vec bias = MM(set1_epi16)(kFilteredBias), before = tap1;
+        tap1 = MM(sub_epi16)(tap1, bias);
+        tap2 = MM(sub_epi16)(tap2, bias);
+        SmoothInner(MM(sub_epi16)(tap0, bias), tap1, tap2, MM(sub_epi16)(tap3, bias));
+        tap1 = WithFourth(MM(add_epi16)(tap1, bias), before);
+        tap2 = MM(add_epi16)(tap2, bias);
+    }
+    return {{MM(unpacklo_epi16)(tap0, tap1), MM(unpackhi_epi16)(tap0, tap1)},
+            {MM(unpacklo_epi16)(tap2, tap3), MM(unpackhi_epi16)(tap2, tap3)}};
+}
+
+// Sums in steps of 2^-12 with a half added and the bias taken away. Two digits leave them too small by less than two
+// steps; with the third they are cut once, at the last step.
+template <int digits> inline Vec SumOfRows(const RowPairs& pairs, const RowWeights& weights, int half)
+{
+    Vec lower = weights.Sum(digits - 1, pairs.taps01[half], pairs.taps23[half]);
+    if constexpr (digits == 3)
+        lower = MM(add_epi32)(weights.Sum(1, pairs.taps01[half], pairs.taps23[half]), MM(srai_epi32)(lower, 12));
+    const Vec upper = weights.Sum(0, pairs.taps01[half], pairs.taps23[half]);
+    const Vec rounding = MM(set1_epi32)(2048 - (kFilteredBias << 12));
+    return MM(add_epi32)(MM(add_epi32)(upper, rounding), MM(srai_epi32)(lower, 12));
+}
+
+inline Vec OpenSums(Vec sum)
+{
+    return MM(cmpeq_epi32)(Or(sum, MM(set1_epi32)(-4096)), MM(set1_epi32)(-1));
+}
+
+// The words of two vectors of pixels, not yet held to bytes. Those below zero needn't be cut toward zero: they end
+// there.
+struct Words {
+    Vec values[2];
+    Vec open; // not 0 if some sum's step may be the wrong one, and all 12 bits behind the point are set
+};
+
+template <bool smooth, int digits>
+inline Words FilterWords(const FilteredRows& rows, const RowWeights& weights, int pixel)
+{
+    Words words;
+    words.open = MM(set1_epi32)(0);
+    for (int i = 0; i < 2; ++i) {
+        const RowPairs pairs = LoadRows<smooth>(rows, pixel + i * kLoadPixels);
+        const Vec low = SumOfRows<digits>(pairs, weights, 0), high = SumOfRows<digits>(pairs, weights, 1);
+        words.values[i] = MM(packs_epi32)(MM(srai_epi32)(low, 12), MM(srai_epi32)(high, 12));
+        words.open = Or(words.open, Or(OpenSums(low), OpenSums(high)));
+    }
+    return words;
+}
+
+// Two vectors of words as one of bytes.
+inline Vec HeldToBytes(Vec first, Vec second)
+{
+    const Vec bytes = MM(packus_epi16)(first, second);
+#ifdef __AVX2__
+    return _mm256_permute4x64_epi64(bytes, _MM_SHUFFLE(3, 1, 2, 0));
+#else
+    return bytes;
+#endif
+}
+
+template <bool smooth>
+[[gnu::noinline]] void FilterBlockExactly(const FilteredRows& rows, unsigned char* dst, int pixel)
+{
+    const RowWeights weights(rows.fraction);
+    const Words words = FilterWords<smooth, 3>(rows, weights, pixel);
+    Store(dst + ptrdiff_t{pixel} * kBytesPerPixel, HeldToBytes(words.values[0], words.values[1]));
+}
+
+template <bool smooth>
+inline void FilterBlock(const FilteredRows& rows, const RowWeights& weights, unsigned char* dst, int pixel)
+{
+    const Words words = FilterWords<smooth, 2>(rows, weights, pixel);
+    Store(dst + ptrdiff_t{pixel} * kBytesPerPixel, HeldToBytes(words.values[0], words.values[1]));
+    if (!IsZero(words.open))
+        FilterBlockExactly<smooth>(rows, dst, pixel);
+}
+
+template <bool smooth> inline void FilterBlocks(const FilteredRows& rows, unsigned char* dst, int count)
+{
+    constexpr int block = 2 * kLoadPixels;
+    const RowWeights weights(rows.fraction);
+    int pixel = 0;
+    for (; pixel <= count - block; pixel += block)
+        FilterBlock<smooth>(rows, weights, dst, pixel);
+    if (pixel < count) // some pixels twice
+        FilterBlock<smooth>(rows, weights, dst, count - block);
+}
+
+void FilterRowsVector(const FilteredRows& rows, unsigned char* dst, int count)
+{
+    if (count < 2 * kLoadPixels)
+        FilterRows(rows, dst, count);
+    else if (rows.smooth)
+        FilterBlocks<true>(rows, dst, count);
+    else
+        FilterBlocks<false>(rows, dst, count);
+}
+
+} // namespace
+
+#endif // ENCMGR_CONVOLVE_ROWS_VECTOR_H

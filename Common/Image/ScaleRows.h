@@ -1,0 +1,104 @@
+// Row functions of the scalers: one strip of a target row from one or two source rows. They know nothing of images.
+//
+// A strip is a run of columns. Where the columns' pixels lie in a source row is worked out once a strip, as Columns,
+// for all its rows. Every row function has a plain form, the definition, and forms of better instruction sets that give
+// the same bytes.
+#ifndef ENCMGR_SCALE_ROWS_H
+#define ENCMGR_SCALE_ROWS_H
+
+#include <cstddef>
+#include <cstdint>
+
+constexpr int kFractionBits = 12;
+constexpr int kOne = 1 << kFractionBits;
+
+constexpr uint32_t Whole(uint32_t position)
+{
+    return position >> kFractionBits;
+}
+
+constexpr uint32_t Fraction(uint32_t position)
+{
+    return position & (kOne - 1);
+}
+
+// Two source rows and the weight of the lower one, 0 to 4095. Without a lower row the pixels are picked from the upper
+// one; else they are mixed, in both directions.
+struct RowPair {
+    const unsigned char* upper;
+    const unsigned char* lower;
+    uint32_t fraction;
+};
+
+// ---- columns ----
+
+constexpr int kStripBytes = 2048; // of pixels
+
+// What byte shuffles make of columns: where groups of output bytes load 16 source bytes, and which of them they take.
+struct ShuffleTable {
+    enum Form {
+        None,      // the plain functions serve
+        Picks,     // 16 bytes a group, picked only
+        WidePicks, // the same from two loads, one for each half
+        Pairs,     // 8 bytes a group, each with the byte that is mixed in behind it
+    };
+    // Of pairs, by vector of output.
+    enum Block : unsigned char {
+        Straight, // every second pixel and its neighbour: the source as it lies
+        OneLoad,  // of each group
+        TwoLoads,
+        FourLoads,
+    };
+    static constexpr int kMostLoads = 4;
+
+    Form form;
+    Block blocks[kStripBytes / 16];
+    int32_t offsets[kMostLoads][kStripBytes / 8];
+    alignas(32) unsigned char masks[kMostLoads][kStripBytes * 2];
+    alignas(32) int16_t weights[kStripBytes]; // of the bytes that are mixed in
+};
+
+// The columns of a strip.
+struct Columns {
+    int count;        // kStripBytes / pixelBytes at most
+    int pixelBytes;   // 1 or 4
+    int32_t rowBytes; // of the source row: nothing behind them is read
+    ptrdiff_t ahead;  // from a source row to the one that will be needed after it; on its way to the cache meanwhile
+    int32_t index[kStripBytes];
+    uint16_t fraction[kStripBytes]; // weight of the next pixel; where it is 0 that pixel isn't read
+    ShuffleTable shuffles;
+};
+
+// ---- the table ----
+
+struct ScaleRowTable {
+    // To be called once the columns are set: `picked` says that they will be picked from, never mixed.
+    void (*prepare)(Columns& columns, bool picked);
+
+    // The pixel at or before each column.
+    void (*pick)(const Columns& columns, const unsigned char* src, unsigned char* dst);
+    // Each column's pixel mixed with the next one by the fraction, which is that of the next and drops what lies
+    // beyond whole values. Byte 3 of a 4-byte pixel is copied.
+    void (*mixColumns)(const Columns& columns, const unsigned char* src, unsigned char* dst);
+    // Mixes two rows of bytes likewise. All bytes, or all but every fourth, which is the upper row's.
+    void (*mixRows)(const RowPair& rows, unsigned char* dst, int bytes);
+    void (*mixPixelRows)(const RowPair& rows, unsigned char* dst, int bytes);
+    // Both, horizontally first.
+    void (*mixQuads)(const Columns& columns, const RowPair& rows, unsigned char* dst);
+    // Mean of the corners of each cell between columns c and c + 1 of two rows; they have count + 1 bytes.
+    void (*meanRows)(const unsigned char* upper, const unsigned char* lower, unsigned char* dst, int count);
+
+    // ---- stores that change 4-byte pixels by what they hold; `count` of them ----
+    // A row of pixels laid over them, by its byte 3; it adds to the target's byte 3, or leaves that alone.
+    void (*overlay)(const unsigned char* row, unsigned char* dst, int count);
+    void (*overlayColours)(const unsigned char* row, unsigned char* dst, int count);
+    // A row of mask bytes: 0 wipes a pixel, other values replace or multiply its byte 3 and leave its colours.
+    void (*maskReplace)(const unsigned char* mask, unsigned char* dst, int count);
+    void (*maskMultiply)(const unsigned char* mask, unsigned char* dst, int count);
+};
+
+const ScaleRowTable& PlainScaleRows();
+// The table of the active instruction set.
+const ScaleRowTable& ScaleRows();
+
+#endif // ENCMGR_SCALE_ROWS_H

@@ -1,0 +1,6 @@
+#include "Common/Image/ScaleRowsVector.h"
+
+void OverwriteScaleRowsAvx2(ScaleRowTable& table)
+{
+    OverwriteScaleRows(table);
+}
