@@ -1,4 +1,5 @@
 // Every colour conversion against its formula, worked out anew for each pixel of pictures and rectangles of all sizes.
+#include "Common/Image/ColourRows.h"
 #include "Common/Image/ImageConvert.h"
 #include "log/Log.h"
 #include "tests/InstructionSets.h"
@@ -256,51 +257,68 @@ TEST_P(ColourTest, RectanglesEqualTheFormulaAtEverySize)
     }
 }
 
-// Rows of equal pairs of pixels, so that chroma shows each colour on its own; and a row of all Y for each U and V.
+// Rows of equal pairs of pixels, so that chroma shows each colour on its own; and rows of all Y for each U and V.
 TEST_P(ColourTest, EveryColourEqualsTheFormula)
 {
     Bytes bgr24(3 * 1536), bgr32(3 * 2048), planes(2560), planes24 = planes, planes32 = planes, pairs(1024);
-    Bytes y(256), u(128), v(128), packed(512), to24(768), to32(1024, 255), made24 = to24, made32 = to32, argb = to32;
+    Bytes rounded(2560), simple = rounded;
+    Bytes y(512), u(128), v(128), packed(512), to24(768), to32(1024, 255), made24 = to24, made32 = to32, argb = to32;
+    Bytes toRounded(1536), madeRounded = toRounded;
     tagBITMAPINFOHEADER headers[] = {Header(converters[0], 512, 3), Header(converters[1], 512, 3),
-                                     Header(converters[0], 256, 1), Header(converters[1], 256, 1)};
+                                     Header(converters[0], 256, 1), Header(converters[1], 256, 1),
+                                     Header(converters[0], 256, 2)};
     for (int i = 0; i < 65536; i += i % 256 < 255 ? sampleStep : 256 * sampleStep - 255) {
         bool right = true;
         Bytes madePairs(1024);
         for (size_t k = 0; k < 512; ++k) {
             const Triple from = {static_cast<int>(k / 2), i / 256, i % 256}, yuv = fromBgr * from, bgr = fromYuv * from;
+            const Triple yuvRounded = fromBgrRounded * from, bgrRounded = fromYuvRounded * from;
             for (size_t row = 0; row < 3; ++row) {
                 Put(from, &bgr24[1536 * row + 3 * k]);
                 Put(from, &bgr32[2048 * row + 4 * k]);
                 planes[512 * row + k] = Byte(yuv[0]);
+                rounded[512 * row + k] = row < 2 ? Byte(yuvRounded[0]) : 0;
             }
             planes[1536 + k / 2] = planes[1792 + k / 2] = Byte(yuv[1]);
             planes[2048 + k / 2] = planes[2304 + k / 2] = Byte(yuv[2]);
+            rounded[1536 + k / 2] = Byte(yuvRounded[1]);
+            rounded[2048 + k / 2] = Byte(yuvRounded[2]);
             pairs[2 * k] = Byte(yuv[0]);
             pairs[2 * k + 1] = Byte(yuv[1 + k % 2]);
             if (k % 2)
                 continue;
-            y[k / 2] = packed[k] = Byte(from[0]);
+            y[k / 2] = y[256 + k / 2] = packed[k] = Byte(from[0]);
             u[k / 4] = Byte(from[1]);
             v[k / 4] = Byte(from[2]);
             packed[k + 1] = Byte(from[1 + k / 2 % 2]);
             Put(bgr, &to24[k / 2 * 3]);
             Put(bgr, &to32[k / 2 * 4]);
+            Put(bgrRounded, &toRounded[k / 2 * 3]);
+            Put(bgrRounded, &toRounded[768 + k / 2 * 3]);
             Triple pixel, back;
             PixelRGB_2_YUV(from[2], from[1], from[0], pixel[0], pixel[1], pixel[2]);
             PixelYUV_2_RGB(from[0], from[1], from[2], back[2], back[1], back[0]);
-            right &= pixel == fromBgrRounded * from && back == fromYuvRounded * from;
+            right &= pixel == yuvRounded && back == bgrRounded;
         }
         Rgb24_2_yuv420(&planes24[0], &planes24[1536], &planes24[2048], 512, 256, 256, &headers[0], bgr24.data());
         Rgb32_2_yuv420(&planes32[0], &planes32[1536], &planes32[2048], 512, 256, 256, &headers[1], bgr32.data());
+        Rgb24_2_yuv420Simple(&simple[0], &simple[1536], &simple[2048], 512, 256, 256, &headers[0], bgr24.data());
         Rgb24_2_YUY2(madePairs.data(), 1024, 0, 0, 512, 1, 1, bgr24.data(), 3, 1536, 0, 0);
-        right &= planes24 == planes && planes32 == planes && madePairs == pairs;
+        right &= planes24 == planes && planes32 == planes && simple == rounded && madePairs == pairs;
         Yuv420_2_rgb24(&headers[2], made24.data(), y.data(), u.data(), v.data(), 256, 128, 128);
         right &= made24 == to24;
         Yuv420_2_rgb32(&headers[3], made32.data(), y.data(), u.data(), v.data(), 256, 128, 128);
         Yuv420_2_Argb(&headers[3], argb.data(), y.data(), u.data(), v.data(), 256, 128, 128);
+        Yuv420_2_rgb24Simple(&headers[4], madeRounded.data(), y.data(), u.data(), v.data(), 256, 128, 128);
         YUY2_2_Rgb24(made24.data(), 1, 768, 0, 0, 256, 1, packed.data(), 512, 1, 0, 0);
+        right &= madeRounded == toRounded;
         ASSERT_TRUE(right && made24 == to24 && made32 == to32 && argb == to32) << i;
     }
+}
+
+TEST(Colour, EverySetHasFormsOfItsOwn)
+{
+    ExpectFormsOfTheirOwn(ColourRows);
 }
 
 // Worked out by hand: a colour, its image by the block kernels, its image rounded. The library equals these formulas.

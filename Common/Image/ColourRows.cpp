@@ -1,6 +1,7 @@
 #include "Common/Image/ColourRows.h"
 
 #include "Common/Image/ColourKernels.h"
+#include "Common/InstructionSet.h"
 
 #include <cstdint>
 
@@ -11,6 +12,8 @@ unsigned char Byte(int sample)
 {
     return static_cast<unsigned char>(sample);
 }
+
+// ---- YUV to RGB ----
 
 struct NoFourthByte {
     static constexpr int bytes = 3;
@@ -27,21 +30,35 @@ struct OpaqueFourthByte {
     static void Finish(unsigned char* out) { out[3] = 255; }
 };
 
-template <class Pixel>
-void YuvRowToRgb(const unsigned char* y, const unsigned char* u, const unsigned char* v, unsigned char* out, int width)
+template <class Pixel> void YuvToRgb(const ConstYuvRows& in, const PixelRows& out, int width)
 {
-    for (int64_t x = 0; x < width; x += 2) {
-        const ChromaBases bases(u[x / 2], v[x / 2]);
-        for (int k = 0; k < 2 && k < width - x; ++k, out += Pixel::bytes) {
-            PixelFromBase(bases, y[x + k], out);
-            Pixel::Finish(out);
-        }
+    for (int64_t x = 0; x < width; ++x) {
+        const ChromaBases bases(in.u[x / 2], in.v[x / 2]);
+        PixelFromBase(bases, in.upperY[x], out.upper + x * Pixel::bytes);
+        PixelFromBase(bases, in.lowerY[x], out.lower + x * Pixel::bytes);
+        Pixel::Finish(out.upper + x * Pixel::bytes);
+        Pixel::Finish(out.lower + x * Pixel::bytes);
     }
 }
 
-template <int bytes>
-void RgbRowsToYuv(const unsigned char* upper, const unsigned char* lower, const YuvRows& out, int width)
+void YuvToRgb24Rounded(const ConstYuvRows& in, const PixelRows& out, int width)
 {
+    const auto put = [](const RgbPixel& pixel, unsigned char* to) {
+        to[0] = Byte(pixel.b);
+        to[1] = Byte(pixel.g);
+        to[2] = Byte(pixel.r);
+    };
+    for (int64_t x = 0; x < width; ++x) {
+        put(RoundedRgb(in.upperY[x], in.u[x / 2], in.v[x / 2]), out.upper + 3 * x);
+        put(RoundedRgb(in.lowerY[x], in.u[x / 2], in.v[x / 2]), out.lower + 3 * x);
+    }
+}
+
+// ---- RGB to YUV ----
+
+template <int bytes> void RgbToYuv(const ConstPixelRows& in, const YuvRows& out, int width)
+{
+    const unsigned char *upper = in.upper, *lower = in.lower;
     int x = 0;
     for (; x < width - 1; x += 2, upper += 2 * bytes, lower += 2 * bytes) {
         const Bgr a(upper), b(upper + bytes), c(lower), d(lower + bytes);
@@ -61,58 +78,22 @@ void RgbRowsToYuv(const unsigned char* upper, const unsigned char* lower, const 
     }
 }
 
-template <int bytes>
-void RgbRowToYuv(const unsigned char* row, unsigned char* y, unsigned char* u, unsigned char* v, int width)
+void Rgb24ToYuvRounded(const ConstPixelRows& in, const YuvRows& out, int width)
 {
-    for (int x = 0; x < width; x += 2, row += 2 * bytes) {
-        const Bgr a(row), b(row + bytes);
-        y[x] = Byte(LumaTerm(a));
-        y[x + 1] = Byte(LumaTerm(b));
-        u[x / 2] = Byte(ChromaMean2(CbTerm(a), CbTerm(b)));
-        v[x / 2] = Byte(ChromaMean2(CrTerm(a), CrTerm(b)));
+    const auto yuvAt = [](const unsigned char* pixel) { return RoundedYuv(pixel[2], pixel[1], pixel[0]); };
+    for (int64_t x = 0; x < width; x += 2) {
+        const YuvPixel a = yuvAt(in.upper + 3 * x), b = yuvAt(in.upper + 3 * x + 3);
+        const YuvPixel c = yuvAt(in.lower + 3 * x), d = yuvAt(in.lower + 3 * x + 3);
+        out.upperY[x] = Byte(a.y);
+        out.upperY[x + 1] = Byte(b.y);
+        out.lowerY[x] = Byte(c.y);
+        out.lowerY[x + 1] = Byte(d.y);
+        out.u[x / 2] = Byte((a.u + b.u + c.u + d.u) >> 2);
+        out.v[x / 2] = Byte((a.v + b.v + c.v + d.v) >> 2);
     }
 }
 
-} // namespace
-
-void YuvRowToRgb24(const unsigned char* y, const unsigned char* u, const unsigned char* v, unsigned char* out,
-                   int width)
-{
-    YuvRowToRgb<NoFourthByte>(y, u, v, out, width);
-}
-
-void YuvRowToRgb32(const unsigned char* y, const unsigned char* u, const unsigned char* v, unsigned char* out,
-                   int width)
-{
-    YuvRowToRgb<KeptFourthByte>(y, u, v, out, width);
-}
-
-void YuvRowToArgb(const unsigned char* y, const unsigned char* u, const unsigned char* v, unsigned char* out, int width)
-{
-    YuvRowToRgb<OpaqueFourthByte>(y, u, v, out, width);
-}
-
-void Rgb24RowsToYuv(const unsigned char* upper, const unsigned char* lower, const YuvRows& out, int width)
-{
-    RgbRowsToYuv<3>(upper, lower, out, width);
-}
-
-void Rgb32RowsToYuv(const unsigned char* upper, const unsigned char* lower, const YuvRows& out, int width)
-{
-    RgbRowsToYuv<4>(upper, lower, out, width);
-}
-
-void Rgb24RowToYuv(const unsigned char* row, unsigned char* y, unsigned char* u, unsigned char* v, int width)
-{
-    RgbRowToYuv<3>(row, y, u, v, width);
-}
-
-void Rgb32RowToYuv(const unsigned char* row, unsigned char* y, unsigned char* u, unsigned char* v, int width)
-{
-    RgbRowToYuv<4>(row, y, u, v, width);
-}
-
-void AlphaRow(const unsigned char* row, unsigned char* a, int width)
+void Alpha(const unsigned char* row, unsigned char* a, int width)
 {
     for (int x = 0; x < width; ++x, row += 4)
         a[x] = row[3];
@@ -120,7 +101,9 @@ void AlphaRow(const unsigned char* row, unsigned char* a, int width)
         a[width] = a[width - 1];
 }
 
-void Rgb24RowToPacked(const unsigned char* row, unsigned char* out, int width, PairOrder order)
+// ---- packed 4:2:2 ----
+
+void Rgb24ToPacked(const unsigned char* row, unsigned char* out, int width, PairOrder order)
 {
     int x = 0;
     for (; x < width - 1; x += 2, row += 6, out += 4) {
@@ -138,7 +121,7 @@ void Rgb24RowToPacked(const unsigned char* row, unsigned char* out, int width, P
     }
 }
 
-void PackedRowToRgb24(const unsigned char* row, unsigned char* out, int width, PairOrder order)
+void PackedToRgb24(const unsigned char* row, unsigned char* out, int width, PairOrder order)
 {
     for (int64_t x = 0; x < width; x += 2, row += 4, out += 6) {
         const ChromaBases bases(row[order.u], row[order.v]);
@@ -148,10 +131,10 @@ void PackedRowToRgb24(const unsigned char* row, unsigned char* out, int width, P
     }
 }
 
-void PackedRowsToYuv(const unsigned char* upper, const unsigned char* lower, const YuvRows& out, int pairs,
-                     PairOrder order)
+void PackedToYuv(const ConstPixelRows& in, const YuvRows& out, int pairs, PairOrder order)
 {
-    for (int i = 0; i < pairs; ++i, upper += 4, lower += 4) {
+    const unsigned char *upper = in.upper, *lower = in.lower;
+    for (int64_t i = 0; i < pairs; ++i, upper += 4, lower += 4) {
         out.upperY[2 * i] = upper[order.y0];
         out.upperY[2 * i + 1] = upper[order.y1];
         out.lowerY[2 * i] = lower[order.y0];
@@ -161,21 +144,54 @@ void PackedRowsToYuv(const unsigned char* upper, const unsigned char* lower, con
     }
 }
 
-void YuvRowToPacked(const unsigned char* y, const unsigned char* u, const unsigned char* v, unsigned char* out,
-                    int pairs, PairOrder order)
+void YuvToPacked(const ConstYuvRows& in, const PixelRows& out, int pairs, PairOrder order)
 {
-    for (int i = 0; i < pairs; ++i, out += 4) {
-        out[order.y0] = y[2 * i];
-        out[order.y1] = y[2 * i + 1];
-        out[order.u] = u[i];
-        out[order.v] = v[i];
+    unsigned char *upper = out.upper, *lower = out.lower;
+    for (int64_t i = 0; i < pairs; ++i, upper += 4, lower += 4) {
+        upper[order.y0] = in.upperY[2 * i];
+        upper[order.y1] = in.upperY[2 * i + 1];
+        lower[order.y0] = in.lowerY[2 * i];
+        lower[order.y1] = in.lowerY[2 * i + 1];
+        upper[order.u] = lower[order.u] = in.u[i];
+        upper[order.v] = lower[order.v] = in.v[i];
     }
 }
 
-void SwapPackedRow(const unsigned char* row, unsigned char* out, int pairs)
+void SwapPacked(const unsigned char* row, unsigned char* out, int pairs)
 {
     for (int64_t i = 0; i < int64_t{2} * pairs; ++i, row += 2, out += 2) {
         out[0] = row[1];
         out[1] = row[0];
     }
+}
+
+constexpr ColourTable kPlain = {YuvToRgb<NoFourthByte>,
+                                YuvToRgb<KeptFourthByte>,
+                                YuvToRgb<OpaqueFourthByte>,
+                                YuvToRgb24Rounded,
+                                RgbToYuv<3>,
+                                RgbToYuv<4>,
+                                Rgb24ToYuvRounded,
+                                Alpha,
+                                Rgb24ToPacked,
+                                PackedToRgb24,
+                                PackedToYuv,
+                                YuvToPacked,
+                                SwapPacked};
+
+} // namespace
+
+const ColourTable& PlainColourRows()
+{
+    return kPlain;
+}
+
+const ColourTable& ColourRows()
+{
+#if ENCMGR_X86_SETS
+    static const RowTables<ColourTable> s_tables(kPlain, OverwriteColourRowsSse41, OverwriteColourRowsAvx2);
+#else
+    static const RowTables<ColourTable> s_tables(kPlain, nullptr, nullptr);
+#endif
+    return s_tables.Active();
 }

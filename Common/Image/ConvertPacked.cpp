@@ -27,6 +27,12 @@ int PairsOf(int width)
     return width / 2 + width % 2;
 }
 
+// bYUY2 non-zero: Y0 U Y1 V; 0: U Y0 V Y1.
+PairOrder OrderOf(unsigned int bYUY2)
+{
+    return bYUY2 ? kYuy2 : kUyvy;
+}
+
 // The address of a sample, without forming a pointer that may lie outside the plane.
 uintptr_t AddressOf(const unsigned char* plane, int64_t row, int pitch, int64_t column)
 {
@@ -44,7 +50,8 @@ void Rgb24_2_YUY2(unsigned char* lpBitsDst, int nPitchDst, int xDst, int yDst, i
     if (cxDst <= 0)
         return;
 
-    const PairOrder order(bYUY2);
+    const PairOrder order = OrderOf(bYUY2);
+    const ColourTable& rows = ColourRows();
     const int half = xDst & 1; // the rectangle begins in the middle of a pair
     for (int r = 0; r < cyDst; ++r) {
         const unsigned char* in = Rgb24At(lpBitsSrc, nHeightSrc, int64_t{ySrc} + r, nPitchSrc, xSrc);
@@ -57,7 +64,7 @@ void Rgb24_2_YUY2(unsigned char* lpBitsDst, int nPitchDst, int xDst, int yDst, i
             in += 3;
             out += 4;
         }
-        Rgb24RowToPacked(in, out, cxDst - half, order);
+        rows.rgb24ToPacked(in, out, cxDst - half, order);
     }
 }
 
@@ -68,7 +75,8 @@ void YUY2_2_Rgb24(unsigned char* lpBitsDst, int nHeightDst, int nPitchDst, int x
     if (cxDst <= 0)
         return;
 
-    const PairOrder order(bYUY2);
+    const PairOrder order = OrderOf(bYUY2);
+    const ColourTable& rows = ColourRows();
     const int half = xSrc & 1;
     for (int r = 0; r < cyDst; ++r) {
         const unsigned char* in = PackedAt(lpBitsSrc, int64_t{ySrc} + r, nPitchSrc, int64_t{xSrc} - half);
@@ -78,7 +86,7 @@ void YUY2_2_Rgb24(unsigned char* lpBitsDst, int nHeightDst, int nPitchDst, int x
             in += 4;
             out += 3;
         }
-        PackedRowToRgb24(in, out, cxDst - half, order);
+        rows.packedToRgb24(in, out, cxDst - half, order);
     }
 }
 
@@ -91,15 +99,17 @@ void YUY2_2_Yuv420(unsigned char* pY, unsigned char* pU, unsigned char* pV, int 
     const Planes planes = {pY, pU, pV, nPt_Y, nPt_U, nPt_V};
     const uintptr_t bound = AddressOf(pV, int64_t{ySrc} + cy, nPt_V, 0);
     const int pairs = PairsOf(cx);
+    const auto convert = ColourRows().packedToYuv;
     for (int64_t r = 0; r < cy; r += 2) {
         // The row's last block lies highest: it stands for the check of each.
         const int64_t chromaRow = yDst / 2 + r / 2;
         REQUIRE(AddressOf(pV, chromaRow, nPt_V, int64_t{xDst} / 2 + pairs - 1) <= bound,
                 "(char*)V <= ((char*)pV + (ySrc + cy) * nPt_V)");
+        const ConstPixelRows in = {PackedAt(lpBitsSrc, ySrc + r, nPitchSrc, xSrc),
+                                   PackedAt(lpBitsSrc, ySrc + r + 1, nPitchSrc, xSrc)};
         const YuvRows out = {planes.Y(yDst + r) + xDst, planes.Y(yDst + r + 1) + xDst,
                              RowOf(pU, chromaRow, nPt_U) + xDst / 2, RowOf(pV, chromaRow, nPt_V) + xDst / 2};
-        PackedRowsToYuv(PackedAt(lpBitsSrc, ySrc + r, nPitchSrc, xSrc),
-                        PackedAt(lpBitsSrc, ySrc + r + 1, nPitchSrc, xSrc), out, pairs, PairOrder(bYUY2));
+        convert(in, out, pairs, OrderOf(bYUY2));
     }
 }
 
@@ -111,13 +121,14 @@ void Yuv420_2_YUY2(unsigned char* lpBitsDst, int nPitchDst, int xDst, int yDst, 
         return;
     const Planes planes = {pY, pU, pV, nPt_Y, nPt_U, nPt_V};
     const int pairs = PairsOf(cx);
+    const auto convert = ColourRows().yuvToPacked;
     for (int64_t r = 0; r < cy; r += 2) {
         const int64_t chromaRow = ySrc / 2 + r / 2;
-        const unsigned char* u = RowOf(pU, chromaRow, nPt_U) + xSrc / 2;
-        const unsigned char* v = RowOf(pV, chromaRow, nPt_V) + xSrc / 2;
-        for (int64_t k = r; k < r + 2; ++k)
-            YuvRowToPacked(planes.Y(ySrc + k) + xSrc, u, v, PackedAt(lpBitsDst, yDst + k, nPitchDst, xDst), pairs,
-                           PairOrder(bYUY2));
+        const ConstYuvRows in = {planes.Y(ySrc + r) + xSrc, planes.Y(ySrc + r + 1) + xSrc,
+                                 RowOf(pU, chromaRow, nPt_U) + xSrc / 2, RowOf(pV, chromaRow, nPt_V) + xSrc / 2};
+        const PixelRows out = {PackedAt(lpBitsDst, yDst + r, nPitchDst, xDst),
+                               PackedAt(lpBitsDst, yDst + r + 1, nPitchDst, xDst)};
+        convert(in, out, pairs, OrderOf(bYUY2));
     }
 }
 
@@ -126,13 +137,14 @@ void YUY2_Blt_fast(unsigned char* lpBitsDst, int nPitchDst, int xDst, int yDst, 
 {
     if (!lpBitsDst || !lpBitsSrc || cx <= 0)
         return;
+    const auto swap = ColourRows().swapPacked;
     for (int64_t r = 0; r < cy; ++r) {
         unsigned char* out = PackedAt(lpBitsDst, yDst + r, nPitchDst, xDst);
         const unsigned char* in = PackedAt(lpBitsSrc, ySrc + r, nPitchSrc, xSrc);
         if (bYUY2Dst == bYUY2Src)
             std::memcpy(out, in, 2 * static_cast<size_t>(cx));
         else
-            SwapPackedRow(in, out, PairsOf(cx));
+            swap(in, out, PairsOf(cx));
     }
 }
 

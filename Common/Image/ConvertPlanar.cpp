@@ -9,78 +9,72 @@
 namespace
 {
 
-// ---- bitmaps: where image row `row` lies ----
+// Where image row `row` lies.
+struct Bitmap {
+    unsigned char* first;
+    int64_t pitch;
+    int width; // 0 if there is no picture, and so is the height
+    int height;
 
-template <int bytes> int64_t Stride(int64_t width)
-{
-    return bytes == 3 ? (width * 24 + 31) / 32 * 4 : width * 4;
-}
-
-template <int bytesPerPixel> struct BottomUpBitmap {
-    static constexpr int bytes = bytesPerPixel;
-    static unsigned char* Row(unsigned char* bits, const tagBITMAPINFOHEADER& header, int64_t row)
-    {
-        return RowOf(bits, int64_t{header.biHeight} - 1 - row, Stride<bytes>(header.biWidth));
-    }
+    unsigned char* Row(int64_t row) const { return RowOf(first, row, pitch); }
+    PixelRows Rows(int upper, int lower) const { return {Row(upper), Row(lower)}; }
+    ConstPixelRows ConstRows(int upper, int lower) const { return {Row(upper), Row(lower)}; }
 };
 
-struct TopDownBitmap {
-    static constexpr int bytes = 4;
-    static unsigned char* Row(unsigned char* bits, const tagBITMAPINFOHEADER& header, int64_t row)
-    {
-        return RowOf(bits, row, Stride<bytes>(header.biWidth));
-    }
-};
-
-bool HasPicture(const tagBITMAPINFOHEADER& header)
+Bitmap TopDown(int bytesPerPixel, const tagBITMAPINFOHEADER& header, unsigned char* bits)
 {
-    return header.biWidth > 0 && header.biHeight > 0;
+    if (header.biWidth <= 0 || header.biHeight <= 0)
+        return {bits, 0, 0, 0};
+    const int64_t bytes = int64_t{header.biWidth} * bytesPerPixel;
+    return {bits, (bytes + 3) / 4 * 4, header.biWidth, header.biHeight};
 }
 
-// Pixels of a row that are converted: the corner of an odd last column and an odd last row is not.
-int WidthOfRow(const tagBITMAPINFOHEADER& header, int row)
+Bitmap BottomUp(int bytesPerPixel, const tagBITMAPINFOHEADER& header, unsigned char* bits)
 {
-    return row < Even(header.biHeight) ? header.biWidth : Even(header.biWidth);
+    Bitmap bitmap = TopDown(bytesPerPixel, header, bits);
+    if (bitmap.height > 0)
+        bitmap.first = bitmap.Row(bitmap.height - 1);
+    bitmap.pitch = -bitmap.pitch;
+    return bitmap;
 }
 
-using YuvRowToBitmap = void (*)(const unsigned char* y, const unsigned char* u, const unsigned char* v,
-                                unsigned char* out, int width);
-
-template <class Bitmap>
-void YuvToBitmap(const tagBITMAPINFOHEADER& header, unsigned char* bits, const Planes& planes, YuvRowToBitmap convert)
+YuvRows RowsOf(const Planes& planes, int upper, int lower)
 {
-    if (!HasPicture(header))
-        return;
-    for (int row = 0; row < header.biHeight; ++row)
-        convert(planes.Y(row), planes.U(row), planes.V(row), Bitmap::Row(bits, header, row), WidthOfRow(header, row));
+    return {planes.Y(upper), planes.Y(lower), planes.U(upper), planes.V(upper)};
 }
 
-template <int bytes> struct RgbRows;
-
-template <> struct RgbRows<3> {
-    static constexpr auto Two = Rgb24RowsToYuv;
-    static constexpr auto One = Rgb24RowToYuv;
-};
-
-template <> struct RgbRows<4> {
-    static constexpr auto Two = Rgb32RowsToYuv;
-    static constexpr auto One = Rgb32RowToYuv;
-};
-
-template <class Bitmap> void BitmapToYuv(const tagBITMAPINFOHEADER& header, unsigned char* bits, const Planes& planes)
+ConstYuvRows ConstRowsOf(const Planes& planes, int upper, int lower)
 {
-    if (!HasPicture(header))
-        return;
-    const int width = header.biWidth;
-    const int height = header.biHeight;
-    int row = 0;
-    for (; row < Even(height); row += 2) {
-        const YuvRows out = {planes.Y(row), planes.Y(row + 1), planes.U(row), planes.V(row)};
-        RgbRows<Bitmap::bytes>::Two(Bitmap::Row(bits, header, row), Bitmap::Row(bits, header, row + 1), out, width);
-    }
-    if (row < height)
-        RgbRows<Bitmap::bytes>::One(Bitmap::Row(bits, header, row), planes.Y(row), planes.U(row), planes.V(row),
-                                    WidthOfRow(header, row));
+    return {planes.Y(upper), planes.Y(lower), planes.U(upper), planes.V(upper)};
+}
+
+// Calls convert(upper, lower, width) for whole pairs of rows.
+template <class Convert> void WalkWholePairs(int width, int height, const Convert& convert)
+{
+    for (int row = 0; row < Even(height); row += 2)
+        convert(row, row + 1, width);
+}
+
+// The same, and for a last odd row as both.
+template <class Convert> void WalkPairs(const Bitmap& bitmap, const Convert& convert)
+{
+    WalkWholePairs(bitmap.width, bitmap.height, convert);
+    if (const int last = Even(bitmap.height); last < bitmap.height)
+        convert(last, last, Even(bitmap.width));
+}
+
+void YuvToBitmap(const Bitmap& bitmap, const Planes& planes, ColourTable::YuvToRgb convert)
+{
+    WalkPairs(bitmap, [&](int upper, int lower, int width) {
+        convert(ConstRowsOf(planes, upper, lower), bitmap.Rows(upper, lower), width);
+    });
+}
+
+void BitmapToYuv(const Bitmap& bitmap, const Planes& planes, ColourTable::RgbToYuv convert)
+{
+    WalkPairs(bitmap, [&](int upper, int lower, int width) {
+        convert(bitmap.ConstRows(upper, lower), RowsOf(planes, upper, lower), width);
+    });
 }
 
 } // namespace
@@ -106,7 +100,7 @@ void Yuv420_2_rgb24(tagBITMAPINFOHEADER* lpDstBmi, unsigned char* lpDstBits, uns
 {
     REQUIRE(lpDstBmi && lpDstBmi->biBitCount == 24, "lpDstBmi && lpDstBmi->biBitCount == 24");
     REQUIRE(lpDstBits && pY && pU && pV, "lpDstBits && pY && pU && pV");
-    YuvToBitmap<BottomUpBitmap<3>>(*lpDstBmi, lpDstBits, {pY, pU, pV, nPt_Y, nPt_U, nPt_V}, YuvRowToRgb24);
+    YuvToBitmap(BottomUp(3, *lpDstBmi, lpDstBits), {pY, pU, pV, nPt_Y, nPt_U, nPt_V}, ColourRows().yuvToRgb24);
 }
 
 void Yuv420_2_rgb32(tagBITMAPINFOHEADER* lpDstBmi, unsigned char* lpDstBits, unsigned char* pY, unsigned char* pU,
@@ -114,7 +108,7 @@ void Yuv420_2_rgb32(tagBITMAPINFOHEADER* lpDstBmi, unsigned char* lpDstBits, uns
 {
     REQUIRE(lpDstBmi && lpDstBmi->biBitCount == 32, "lpDstBmi && lpDstBmi->biBitCount == 32");
     REQUIRE(lpDstBits && pY && pU && pV, "lpDstBits && pY && pU && pV");
-    YuvToBitmap<BottomUpBitmap<4>>(*lpDstBmi, lpDstBits, {pY, pU, pV, nPt_Y, nPt_U, nPt_V}, YuvRowToRgb32);
+    YuvToBitmap(BottomUp(4, *lpDstBmi, lpDstBits), {pY, pU, pV, nPt_Y, nPt_U, nPt_V}, ColourRows().yuvToRgb32);
 }
 
 void Yuv420_2_Argb(tagBITMAPINFOHEADER* lpDstBmi, unsigned char* lpDstBits, unsigned char* pY, unsigned char* pU,
@@ -122,25 +116,20 @@ void Yuv420_2_Argb(tagBITMAPINFOHEADER* lpDstBmi, unsigned char* lpDstBits, unsi
 {
     REQUIRE(lpDstBmi && lpDstBmi->biBitCount == 32, "lpDstBmi && lpDstBmi->biBitCount == 32");
     REQUIRE(lpDstBits && pY && pU && pV, "lpDstBits && pY && pU && pV");
-    YuvToBitmap<TopDownBitmap>(*lpDstBmi, lpDstBits, {pY, pU, pV, nPt_Y, nPt_U, nPt_V}, YuvRowToArgb);
+    YuvToBitmap(TopDown(4, *lpDstBmi, lpDstBits), {pY, pU, pV, nPt_Y, nPt_U, nPt_V}, ColourRows().yuvToArgb);
 }
 
 void Yuv420_2_rgb24Simple(tagBITMAPINFOHEADER* lpDstBmi, unsigned char* lpDstBits, unsigned char* pY, unsigned char* pU,
                           unsigned char* pV, int nPt_Y, int nPt_U, int nPt_V)
 {
-    if (!lpDstBmi || !HasPicture(*lpDstBmi) || !lpDstBits || !pY || !pU || !pV)
+    if (!lpDstBmi || !lpDstBits || !pY || !pU || !pV)
         return;
+    const Bitmap bitmap = BottomUp(3, *lpDstBmi, lpDstBits);
     const Planes planes = {pY, pU, pV, nPt_Y, nPt_U, nPt_V};
-    for (int row = 0; row < Even(lpDstBmi->biHeight); ++row) {
-        unsigned char* out = BottomUpBitmap<3>::Row(lpDstBits, *lpDstBmi, row);
-        for (int x = 0; x < Even(lpDstBmi->biWidth); ++x, out += 3) {
-            int R, G, B;
-            PixelYUV_2_RGB(planes.Y(row)[x], planes.U(row)[x / 2], planes.V(row)[x / 2], R, G, B);
-            out[0] = static_cast<unsigned char>(B);
-            out[1] = static_cast<unsigned char>(G);
-            out[2] = static_cast<unsigned char>(R);
-        }
-    }
+    const auto convert = ColourRows().yuvToRgb24Rounded;
+    WalkWholePairs(Even(bitmap.width), bitmap.height, [&](int upper, int lower, int width) {
+        convert(ConstRowsOf(planes, upper, lower), bitmap.Rows(upper, lower), width);
+    });
 }
 
 void Rgb24_2_yuv420(unsigned char* pY, unsigned char* pU, unsigned char* pV, int nPt_Y, int nPt_U, int nPt_V,
@@ -148,7 +137,7 @@ void Rgb24_2_yuv420(unsigned char* pY, unsigned char* pU, unsigned char* pV, int
 {
     REQUIRE(lpSrcBmi && lpSrcBmi->biBitCount == 24, "lpSrcBmi && lpSrcBmi->biBitCount == 24");
     REQUIRE(lpSrcBits && pY && pU && pV, "lpSrcBits && pY && pU && pV");
-    BitmapToYuv<BottomUpBitmap<3>>(*lpSrcBmi, lpSrcBits, {pY, pU, pV, nPt_Y, nPt_U, nPt_V});
+    BitmapToYuv(BottomUp(3, *lpSrcBmi, lpSrcBits), {pY, pU, pV, nPt_Y, nPt_U, nPt_V}, ColourRows().rgb24ToYuv);
 }
 
 void Rgb32_2_yuv420(unsigned char* pY, unsigned char* pU, unsigned char* pV, int nPt_Y, int nPt_U, int nPt_V,
@@ -156,7 +145,7 @@ void Rgb32_2_yuv420(unsigned char* pY, unsigned char* pU, unsigned char* pV, int
 {
     REQUIRE(lpSrcBmi && lpSrcBmi->biBitCount == 32, "lpSrcBmi && lpSrcBmi->biBitCount == 32");
     REQUIRE(lpSrcBits && pY && pU && pV, "lpSrcBits && pY && pU && pV");
-    BitmapToYuv<BottomUpBitmap<4>>(*lpSrcBmi, lpSrcBits, {pY, pU, pV, nPt_Y, nPt_U, nPt_V});
+    BitmapToYuv(BottomUp(4, *lpSrcBmi, lpSrcBits), {pY, pU, pV, nPt_Y, nPt_U, nPt_V}, ColourRows().rgb32ToYuv);
 }
 
 void Argb_2_yuv420(unsigned char* pY, unsigned char* pU, unsigned char* pV, int nPt_Y, int nPt_U, int nPt_V,
@@ -164,7 +153,7 @@ void Argb_2_yuv420(unsigned char* pY, unsigned char* pU, unsigned char* pV, int 
 {
     REQUIRE(lpSrcBmi && lpSrcBmi->biBitCount == 32, "lpSrcBmi && lpSrcBmi->biBitCount == 32");
     REQUIRE(lpSrcBits && pY && pU && pV, "lpSrcBits && pY && pU && pV");
-    BitmapToYuv<TopDownBitmap>(*lpSrcBmi, lpSrcBits, {pY, pU, pV, nPt_Y, nPt_U, nPt_V});
+    BitmapToYuv(TopDown(4, *lpSrcBmi, lpSrcBits), {pY, pU, pV, nPt_Y, nPt_U, nPt_V}, ColourRows().rgb32ToYuv);
 }
 
 void Rgb32_2_yuv420A(unsigned char* pY, unsigned char* pU, unsigned char* pV, unsigned char* pA, int nPt_Y, int nPt_U,
@@ -172,32 +161,25 @@ void Rgb32_2_yuv420A(unsigned char* pY, unsigned char* pU, unsigned char* pV, un
 {
     REQUIRE(lpSrcBmi && lpSrcBmi->biBitCount == 32, "lpSrcBmi && lpSrcBmi->biBitCount == 32");
     REQUIRE(lpSrcBits && pY && pU && pV, "lpSrcBits && pY && pU && pV");
-    BitmapToYuv<BottomUpBitmap<4>>(*lpSrcBmi, lpSrcBits, {pY, pU, pV, nPt_Y, nPt_U, nPt_V});
-    if (!pA || !HasPicture(*lpSrcBmi))
-        return;
-    for (int row = 0; row < lpSrcBmi->biHeight; ++row)
-        AlphaRow(BottomUpBitmap<4>::Row(lpSrcBits, *lpSrcBmi, row), RowOf(pA, row, nPt_Y), WidthOfRow(*lpSrcBmi, row));
+    const Bitmap bitmap = BottomUp(4, *lpSrcBmi, lpSrcBits);
+    const Planes planes = {pY, pU, pV, nPt_Y, nPt_U, nPt_V};
+    const ColourTable& rows = ColourRows();
+    WalkPairs(bitmap, [&](int upper, int lower, int width) {
+        rows.rgb32ToYuv(bitmap.ConstRows(upper, lower), RowsOf(planes, upper, lower), width);
+        for (int row = upper; pA && row <= lower; ++row)
+            rows.alpha(bitmap.Row(row), RowOf(pA, row, nPt_Y), width);
+    });
 }
 
 void Rgb24_2_yuv420Simple(unsigned char* pY, unsigned char* pU, unsigned char* pV, int nPt_Y, int nPt_U, int nPt_V,
                           tagBITMAPINFOHEADER* lpSrcBmi, unsigned char* lpSrcBits)
 {
-    if (!lpSrcBmi || !HasPicture(*lpSrcBmi) || !lpSrcBits || !pY || !pU || !pV)
+    if (!lpSrcBmi || !lpSrcBits || !pY || !pU || !pV)
         return;
+    const Bitmap bitmap = BottomUp(3, *lpSrcBmi, lpSrcBits);
     const Planes planes = {pY, pU, pV, nPt_Y, nPt_U, nPt_V};
-    for (int row = 0; row < Even(lpSrcBmi->biHeight); row += 2) {
-        for (int x = 0; x < Even(lpSrcBmi->biWidth); x += 2) {
-            int sumU = 0, sumV = 0;
-            for (int k = 0; k < 4; ++k) {
-                const Bgr pixel(BottomUpBitmap<3>::Row(lpSrcBits, *lpSrcBmi, row + k / 2) + 3 * (x + k % 2));
-                int Y, U, V;
-                PixelRGB_2_YUV(pixel.r, pixel.g, pixel.b, Y, U, V);
-                planes.Y(row + k / 2)[x + k % 2] = static_cast<unsigned char>(Y);
-                sumU += U;
-                sumV += V;
-            }
-            planes.U(row)[x / 2] = static_cast<unsigned char>(sumU >> 2);
-            planes.V(row)[x / 2] = static_cast<unsigned char>(sumV >> 2);
-        }
-    }
+    const auto convert = ColourRows().rgb24ToYuvRounded;
+    WalkWholePairs(Even(bitmap.width), bitmap.height, [&](int upper, int lower, int width) {
+        convert(bitmap.ConstRows(upper, lower), RowsOf(planes, upper, lower), width);
+    });
 }

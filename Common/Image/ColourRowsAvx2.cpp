@@ -1,0 +1,6 @@
+#include "Common/Image/ColourRowsVector.h"
+
+void OverwriteColourRowsAvx2(ColourTable& table)
+{
+    OverwriteColourRows(table);
+}
