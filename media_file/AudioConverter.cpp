@@ -1,6 +1,7 @@
 #include "media_file/AudioConverter.h"
 
 #include "Common/Numbers.h"
+#include "media_file/ResampleRows.h"
 
 #include <algorithm>
 #include <cstring>
@@ -10,42 +11,6 @@ namespace
 {
 
 constexpr int kDefaultCapacity = 0x40000;
-constexpr int kHistory = 2;   // samples of the block before
-constexpr int kLookahead = 2; // samples behind the block that may be read; their weight is 0
-
-// In both resamplers pos runs to the block's last position exactly, in n / nOut steps: a correction by the balance
-// stretches the block. Position -1 is the history.
-
-void ResampleMono(const int16_t* work, int n, int16_t* out, int nOut)
-{
-    for (int i = 0; i < nOut; ++i) {
-        const double pos = (i + 1.0) * n / nOut - 1.0;
-        const int idx = static_cast<int>(pos + 1.0) - 1;
-        const int a = work[idx];
-        const int b = work[idx + 1];
-        const int value = a + static_cast<int>((b - a) * (pos - idx));
-        out[i] = static_cast<int16_t>(std::clamp(value, -32767, 32767));
-    }
-}
-
-// Positions count pairs, since n and nOut both count samples. Here nothing is clipped: the mix of two samples fits.
-void ResampleStereo(const int16_t* work, int n, int16_t* out, int nOut)
-{
-    for (int i = 0; i < nOut / 2; ++i) {
-        const double pos = (i + 1.0) * n / nOut - 1.0;
-        const int idx = static_cast<int>(pos + 1.0) - 1;
-        const double frac = pos - idx;
-        for (int c = 0; c < 2; ++c) {
-            const int a = work[2 * idx + c];
-            const int b = work[2 * idx + 2 + c];
-            out[2 * i + c] = static_cast<int16_t>(a + static_cast<int>((b - a) * frac));
-        }
-    }
-    if (nOut >= 2 && n >= 2) {
-        out[nOut - 2] = work[n - 2];
-        out[nOut - 1] = work[n - 1];
-    }
-}
 
 // A balance left by an earlier job can ask for more or fewer samples than there are: the last sample block is
 // repeated, or the end cut off.
@@ -114,9 +79,9 @@ int CAudioConverter::ConvertData(const short* pSamples, int nSamples)
     if (m_nSrcRate == m_nDstRate)
         CopySamples(work, n, out, nOut, m_nDstChannels == 1 ? 1 : 2);
     else if (m_nDstChannels == 1)
-        ResampleMono(work, n, out, nOut);
+        ResampleRows().mono({work, n, out, nOut}, 0);
     else
-        ResampleStereo(work, n, out, nOut);
+        ResampleRows().stereo({work, n, out, nOut}, 0);
 
     const double dRatio = static_cast<double>(m_nSrcRate) / m_nDstRate;
     Spare().store(Spare().load(std::memory_order_relaxed) + (n - dRatio * nOut), std::memory_order_relaxed);
@@ -219,12 +184,9 @@ void CAudioConverter::FillWork(const short* pSamples, int nWork)
     if (m_nSrcChannels == m_nDstChannels) {
         std::copy_n(pSamples, nWork, work);
     } else if (m_nSrcChannels == 1) {
-        for (int i = 0; i < nWork; ++i)
-            work[i] = pSamples[i / 2];
+        ResampleRows().monoToStereo(pSamples, work, nWork / 2);
     } else {
-        // Each half is truncated toward zero on its own.
-        for (int i = 0; i < nWork; ++i)
-            work[i] = static_cast<int16_t>(pSamples[2 * i] / 2 + pSamples[2 * i + 1] / 2);
+        ResampleRows().stereoToMono(pSamples, work, nWork);
     }
     std::fill_n(work + nWork, kLookahead, int16_t{0});
 }

@@ -1,5 +1,6 @@
 // The audio converter against a model that holds no more than the formulas, block by block.
 #include "media_file/AudioConverter.h"
+#include "media_file/ResampleRows.h"
 #include "tests/InstructionSets.h"
 
 #include <algorithm>
@@ -194,6 +195,45 @@ TEST_P(ConverterTest, TellsTheLongestBlockThatFits)
             CAudioConverter::Spare() = 1e6; // too much for any block: one sample block
             EXPECT_EQ(converter.LongestBlock(9000), f.in);
         }
+}
+
+// Blocks that hold what they must and no sample more, steep rates among them, from each first position on. Fractions
+// that are next to a sample's step apart need every bit.
+TEST_P(ConverterTest, EveryFormOfARowEqualsThePlainOne)
+{
+    const ResampleTable& rows = ResampleRows();
+    std::minstd_rand random(7);
+    for (int i = 0; i < 4000; ++i) {
+        const int n = 1 + i % 83, nOut = i % 5 ? static_cast<int>(random() % 200) : n, first = i % 9;
+        Samples work(static_cast<size_t>(kHistory + n + kLookahead)), pairs(static_cast<size_t>(2 * n));
+        for (Samples* samples : {&work, &pairs})
+            for (short& value : *samples)
+                value = static_cast<short>(i % 3 ? random() >> 8 : SHRT_MIN + random() % 2 * 65535);
+        std::fill_n(work.end() - kLookahead, kLookahead, short{0});
+        Samples made(static_cast<size_t>(nOut)), expected = made;
+        ResampleBlock block = {work.data() + kHistory, n, made.data(), nOut};
+        ResampleBlock plain = {work.data() + kHistory, n, expected.data(), nOut};
+        rows.mono(block, first);
+        ResampleMono(plain, first);
+        ASSERT_EQ(made, expected) << n << " to " << nOut;
+        block.nOut = plain.nOut = nOut & ~1;
+        rows.stereo(block, first);
+        ResampleStereo(plain, first);
+        ASSERT_EQ(made, expected) << n << " to " << nOut;
+        Samples mono(static_cast<size_t>(n)), stereo(pairs.size()), expectedMono = mono, expectedStereo = stereo;
+        rows.stereoToMono(pairs.data(), mono.data(), n);
+        StereoToMono(pairs.data(), expectedMono.data(), n);
+        ASSERT_EQ(mono, expectedMono) << n;
+        rows.monoToStereo(mono.data(), stereo.data(), n);
+        MonoToStereo(mono.data(), expectedStereo.data(), n);
+        ASSERT_EQ(stereo, expectedStereo) << n;
+    }
+    if (GetParam() != InstructionSet::Plain) {
+        EXPECT_NE(rows.mono, ResampleMono);
+        EXPECT_NE(rows.stereo, ResampleStereo);
+        EXPECT_NE(rows.monoToStereo, MonoToStereo);
+        EXPECT_NE(rows.stereoToMono, StereoToMono);
+    }
 }
 
 AT_EACH_SET(ConverterTest);
