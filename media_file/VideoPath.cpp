@@ -15,6 +15,37 @@ constexpr KXDWORD kCopyFormat = KX_FOURCC('C', 'O', 'P', 'Y'); // pictures pass 
 constexpr int kBlackLuma = 16;
 constexpr int kNeutralChroma = 128;
 
+// What a scaler has written of a plane, in samples; nothing if it refused.
+struct Written {
+    int64_t x;
+    int64_t y;
+    int64_t cx;
+    int64_t cy;
+
+    static Written Luma(const IMG_PARAM& dst, int done) { return {dst.x, dst.y, dst.cx, done ? dst.cy : 0}; }
+    static Written Chroma(const IMG_PARAM& dst, int done)
+    {
+        return {dst.x / 2, dst.y / 2, ChromaSize(dst.cx), done ? ChromaSize(dst.cy) : 0};
+    }
+};
+
+// Fills all else of a plane whose rows follow each other without a gap.
+void FillAround(const Written& written, unsigned char* plane, int64_t width, int64_t height, int value)
+{
+    if (width <= 0 || height <= 0)
+        return;
+    int64_t from = 0;
+    const auto fillTo = [&](int64_t to) {
+        if (to > from)
+            std::memset(plane + from, value, static_cast<size_t>(to - from));
+    };
+    for (int64_t row = written.y; row < written.y + written.cy; ++row) {
+        fillTo(row * width + written.x);
+        from = row * width + written.x + written.cx;
+    }
+    fillTo(width * height);
+}
+
 } // namespace
 
 int MediaFile::WriteVideoFrame(const MEDIA_FRAME* pFrame)
@@ -43,36 +74,36 @@ int MediaFile::WriteVideoFrame(const MEDIA_FRAME* pFrame)
     return nSum;
 }
 
-// The bars around the target rectangle keep the fill: black with neutral chroma. So does a plane that the scaler
-// refuses, one without source bits for instance.
+// The bars around the target rectangle are filled: black with neutral chroma. So is a plane that the scaler refuses,
+// one without source bits for instance.
 const MEDIA_FRAME* MediaFile::GetResizeFrame(const MEDIA_FRAME* pFrame)
 {
     const EncodeParamVideo& video = m_EncParam.video;
     const auto method = static_cast<IMAGE_INTERPOLATION>(video.nInterpolation);
     const PictureLayout layout(video);
-    const auto ySize = static_cast<size_t>(layout.ySize);
-    const auto cSize = static_cast<size_t>(layout.cSize);
+    const int64_t nChromaWidth = ChromaSize(video.nWidth);
+    const int64_t nChromaHeight = ChromaSize(video.nHeight);
     unsigned char* const pY = m_pResizeBuf + layout.headerSize;
-    unsigned char* const pV = pY + ySize;
-    unsigned char* const pU = pV + cSize;
-
-    std::memset(pY, kBlackLuma, ySize);
-    std::memset(pV, kNeutralChroma, 2 * cSize);
+    unsigned char* const pV = pY + layout.ySize;
+    unsigned char* const pU = pV + layout.cSize;
 
     m_SrcY.pBits = pFrame->video.pY;
     m_SrcY.nPitch = pFrame->video.nPitchY;
     m_DstY.pBits = pY;
-    ImageResizeY(m_SrcY, m_DstY, method);
+    int nDone = ImageResizeY(m_SrcY, m_DstY, method);
+    FillAround(Written::Luma(m_DstY, nDone), pY, video.nWidth, video.nHeight, kBlackLuma);
 
     m_SrcUV.pBits = pFrame->video.pV;
     m_SrcUV.nPitch = pFrame->video.nPitchV;
     m_DstUV.pBits = pV;
-    ImageResizeUV(m_SrcUV, m_DstUV, method);
+    nDone = ImageResizeUV(m_SrcUV, m_DstUV, method);
+    FillAround(Written::Chroma(m_DstUV, nDone), pV, nChromaWidth, nChromaHeight, kNeutralChroma);
 
     m_SrcUV.pBits = pFrame->video.pU;
     m_SrcUV.nPitch = pFrame->video.nPitchU;
     m_DstUV.pBits = pU;
-    ImageResizeUV(m_SrcUV, m_DstUV, method);
+    nDone = ImageResizeUV(m_SrcUV, m_DstUV, method);
+    FillAround(Written::Chroma(m_DstUV, nDone), pU, nChromaWidth, nChromaHeight, kNeutralChroma);
 
     m_OutFrame = *pFrame;
     m_OutFrame.video.nWidth = video.nWidth;
