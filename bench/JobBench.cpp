@@ -11,7 +11,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstring>
 #include <memory>
 #include <string>
 
@@ -36,9 +35,6 @@ public:
     {
         IMG_PARAM from = src.Record(), to = m_dst.Record();
         const auto method = IMAGE_INTERPOLATION_BILINER;
-        const size_t chroma = m_dst.Bytes() - static_cast<size_t>(m_dst.Bits(1) - m_dst.Bits(0));
-        std::memset(m_dst.Bits(0), 16, static_cast<size_t>(m_dst.Bits(1) - m_dst.Bits(0)));
-        std::memset(m_dst.Bits(1), 128, chroma);
         ImageResizeY(from, to, method);
         for (int p = 1; p < 3; ++p) {
             from.pBits = src.Bits(p);

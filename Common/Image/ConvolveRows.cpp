@@ -47,6 +47,18 @@ void WriteDigits(const int64_t (&weights)[4], int digit, int pair, int8_t (&out)
     out[7] = digit == 0 && pair == 0 ? 64 : 0;
 }
 
+void FilterColumn(const ColumnStrip& strip, int column, const unsigned char* row, int16_t* out)
+{
+    const unsigned char* pixels[4];
+    for (int i = 0; i < 4; ++i)
+        pixels[i] = row + std::clamp(strip.offsets[column] + i * kBytesPerPixel, 0, strip.lastColumn * kBytesPerPixel);
+    for (int k = 0; k < 3; ++k) {
+        const int taps[4] = {pixels[0][k], pixels[1][k], pixels[2][k], pixels[3][k]};
+        out[k] = static_cast<int16_t>(Convolve(taps, strip.weights[column], strip.smooth) + kFilteredBias);
+    }
+    out[3] = static_cast<int16_t>(pixels[1][3] + kFilteredBias);
+}
+
 } // namespace
 
 void CubicWeights(uint32_t fraction, double (&weights)[4])
@@ -66,8 +78,8 @@ void CubicWeightsInSteps(uint32_t fraction, int64_t (&weights)[4])
         weights[i] = static_cast<int64_t>(exact[i] * 0x1p36);
 }
 
-ColumnStrip::ColumnStrip(uint32_t position, uint32_t step, int nCount, int nLastColumn, bool bSmooth)
-    : count(nCount), lastColumn(nLastColumn), smooth(bSmooth), insideFirst(0)
+ColumnStrip::ColumnStrip(uint32_t position, uint32_t step, int columns, int last, bool smoothed)
+    : count(columns), lastColumn(last), smooth(smoothed), insideFirst(0)
 {
     const int padded = (count + kColumnGroup - 1) / kColumnGroup * kColumnGroup;
     for (int c = 0; c < padded; ++c) {
@@ -86,18 +98,6 @@ ColumnStrip::ColumnStrip(uint32_t position, uint32_t step, int nCount, int nLast
     insideEnd = padded;
     while (insideEnd > insideFirst && offsets[insideEnd - 1] > (lastColumn - 3) * kBytesPerPixel)
         insideEnd -= kColumnGroup;
-}
-
-void FilterColumn(const ColumnStrip& strip, int column, const unsigned char* row, int16_t* out)
-{
-    const unsigned char* pixels[4];
-    for (int i = 0; i < 4; ++i)
-        pixels[i] = row + std::clamp(strip.offsets[column] + i * kBytesPerPixel, 0, strip.lastColumn * kBytesPerPixel);
-    for (int k = 0; k < 3; ++k) {
-        const int taps[4] = {pixels[0][k], pixels[1][k], pixels[2][k], pixels[3][k]};
-        out[k] = static_cast<int16_t>(Convolve(taps, strip.weights[column], strip.smooth) + kFilteredBias);
-    }
-    out[3] = static_cast<int16_t>(pixels[1][3] + kFilteredBias);
 }
 
 void FilterColumns(const ColumnStrip& strip, const unsigned char* row, int16_t* out)

@@ -24,9 +24,9 @@ void CubicWeightsInSteps(uint32_t fraction, int64_t (&weights)[4]);
 // Neighbouring columns of the target, and how each comes out of a source row. From `count` up to a multiple of
 // kColumnGroup the last column is repeated.
 struct ColumnStrip {
-    // count: 1 to kStripColumns. Positions have 12 fractional bits and count from the source rectangle's left column;
-    // all lie on it, and taps are held to 0 and lastColumn.
-    ColumnStrip(uint32_t position, uint32_t step, int count, int lastColumn, bool smooth);
+    // columns: 1 to kStripColumns. Positions have 12 fractional bits and count from the source rectangle's left column;
+    // all lie in it, and taps are held to 0 and `last`.
+    ColumnStrip(uint32_t position, uint32_t step, int columns, int last, bool smoothed);
 
     int count;
     int lastColumn;
@@ -63,7 +63,6 @@ const ConvolveTable& ConvolveRows();
 
 // ---- the plain forms ----
 void FilterColumns(const ColumnStrip& strip, const unsigned char* row, int16_t* out);
-void FilterColumn(const ColumnStrip& strip, int column, const unsigned char* row, int16_t* out); // one, to out[0..3]
 void FilterRows(const FilteredRows& rows, unsigned char* dst, int count);
 
 // ---- these put the forms of a set over those in the table ----

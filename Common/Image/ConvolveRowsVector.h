@@ -13,6 +13,7 @@ namespace
 
 constexpr int kBytesPerPixel = 4;
 constexpr int kLoadPixels = 2 * kLanes; // filtered pixels of one vector of words
+constexpr int kBlock = 2 * kLoadPixels; // pixels of one vector of bytes
 
 inline bool IsZero(Vec a)
 {
@@ -108,11 +109,11 @@ inline void StoreFiltered(int16_t* out, Vec sum, Vec correction)
     Store(out, MM(add_epi16)(value, MM(set1_epi16)(kFilteredBias)));
 }
 
-// 4095 may be the next whole number, and 0 below zero be one, which is 4095 less one; 4094 above zero just comes along.
+// From four digits, which leave sums too small by less than two of their last steps, 2^-12. Returns the 12 bits behind
+// the point on top of words, less one for sums below zero: from kOpen on more digits may change the result. That is so
+// with 4095 behind the point, and below zero with 0 as well, where a whole sum isn't told from one just above it.
 constexpr int kOpen = 4094 << 4;
 
-// From four digits, which leave sums too small by less than two of their last steps, 2^-12. Returns words that are not
-// 0 where that may decide.
 inline Vec FilterShort(const TapPairs& taps, const Digits& digits, int first, int16_t* out)
 {
     const Vec third = CarriedInto(taps.Sum(digits, 2, first), taps.Sum(digits, 3, first));
@@ -150,7 +151,7 @@ template <bool smooth> inline TapPairs LoadTaps(const unsigned char* row, const 
     return taps;
 }
 
-// Apart, and not inlined: what it needs would take registers from the loop around.
+// Not inlined, as it would take registers from the loop around.
 template <bool smooth>
 [[gnu::noinline]] void FilterGroupExactly(const unsigned char* row, const int32_t* offsets, const Digits& digits,
                                           int16_t* out)
@@ -217,8 +218,7 @@ inline Vec PairOfWeights(int64_t first, int64_t second, int32_t fourth)
 
 // Weights as three digits: a first one in steps of 2^-12, which may be negative, and two of 12 bits.
 struct RowWeights {
-    Vec digits01[3];
-    Vec digits23[3];
+    Vec digits01[3], digits23[3];
 
     explicit RowWeights(uint32_t fraction)
     {
@@ -238,10 +238,9 @@ struct RowWeights {
     }
 };
 
-// Interleaved words of four rows, the low and the high half of each lane.
+// Words of four rows, interleaved from the low and from the high half of each lane.
 struct RowPairs {
-    Vec taps01[2];
-    Vec taps23[2];
+    Vec taps01[2], taps23[2];
 };
 
 template <bool smooth> inline RowPairs LoadRows(const FilteredRows& rows, int pixel)
@@ -273,16 +272,15 @@ template <int digits> inline Vec SumOfRows(const RowPairs& pairs, const RowWeigh
     return MM(add_epi32)(MM(add_epi32)(upper, rounding), MM(srai_epi32)(lower, 12));
 }
 
+// -1 where all 12 bits behind the point are set, so that the third digit may change the result.
 inline Vec OpenSums(Vec sum)
 {
     return MM(cmpeq_epi32)(Or(sum, MM(set1_epi32)(-4096)), MM(set1_epi32)(-1));
 }
 
-// The words of two vectors of pixels, not yet held to bytes. Those below zero needn't be cut toward zero: they end
-// there.
 struct Words {
-    Vec values[2];
-    Vec open; // not 0 if some sum's step may be the wrong one, and all 12 bits behind the point are set
+    Vec values[2]; // of two vectors of pixels; rounded down, which held to bytes is as good as toward zero
+    Vec open;      // 0 if the digits were enough
 };
 
 template <bool smooth, int digits>
@@ -329,18 +327,17 @@ inline void FilterBlock(const FilteredRows& rows, const RowWeights& weights, uns
 
 template <bool smooth> inline void FilterBlocks(const FilteredRows& rows, unsigned char* dst, int count)
 {
-    constexpr int block = 2 * kLoadPixels;
     const RowWeights weights(rows.fraction);
     int pixel = 0;
-    for (; pixel <= count - block; pixel += block)
+    for (; pixel <= count - kBlock; pixel += kBlock)
         FilterBlock<smooth>(rows, weights, dst, pixel);
     if (pixel < count) // some pixels twice
-        FilterBlock<smooth>(rows, weights, dst, count - block);
+        FilterBlock<smooth>(rows, weights, dst, count - kBlock);
 }
 
 void FilterRowsVector(const FilteredRows& rows, unsigned char* dst, int count)
 {
-    if (count < 2 * kLoadPixels)
+    if (count < kBlock)
         FilterRows(rows, dst, count);
     else if (rows.smooth)
         FilterBlocks<true>(rows, dst, count);
