@@ -77,6 +77,13 @@ inline Vec AndNot(Vec a, Vec b)
 #endif
 }
 
+// Asks for the cache line `ahead` bytes behind p, which need not exist.
+inline void FetchAhead(const unsigned char* p, ptrdiff_t ahead)
+{
+    _mm_prefetch(reinterpret_cast<const char*>(reinterpret_cast<uintptr_t>(p) + static_cast<uintptr_t>(ahead)),
+                 _MM_HINT_T0);
+}
+
 // ---- lanes ----
 
 // The same 16 bytes in every lane.

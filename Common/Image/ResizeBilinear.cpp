@@ -34,14 +34,15 @@ int DIB_ResizeBiLinerY_Simulate(const IMG_PARAM& src, IMG_PARAM& dst)
         rows.lower = RowAt<TopDown>(src, static_cast<uint32_t>(r + 1) * step.y, 1).upper;
         return rows;
     };
-    WalkStrips(line, step.y, dst.cx, dst.cy, rowsOf, [&](StripSampler& strip, int r, const RowPair& rows) {
-        unsigned char* out = TopDown::Row(dst, int64_t{dst.y} + r) + dst.x + strip.First();
-        const unsigned char* upper = strip.Picked(rows.upper);
-        if (rows.lower)
-            strip.Rows().meanRows(upper, strip.Picked(rows.lower), out, strip.Count());
-        else
-            std::memcpy(out, upper, static_cast<size_t>(strip.Count()));
-    });
+    WalkStrips(line, step.y, TopDown::Pitch(dst), dst.cx, dst.cy, rowsOf,
+               [&](StripSampler& strip, int r, const RowPair& rows) {
+                   unsigned char* out = TopDown::Row(dst, int64_t{dst.y} + r) + dst.x + strip.First();
+                   const unsigned char* upper = strip.Picked(rows.upper);
+                   if (rows.lower)
+                       strip.Rows().meanRows(upper, strip.Picked(rows.lower), out, strip.Count());
+                   else
+                       std::memcpy(out, upper, static_cast<size_t>(strip.Count()));
+               });
     return 1;
 }
 

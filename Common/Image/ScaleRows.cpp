@@ -55,13 +55,13 @@ void MixColumns(const Columns& columns, const unsigned char* src, unsigned char*
 
 // ---- rows ----
 
-void MixRows(const RowPair& rows, unsigned char* dst, int bytes)
+void MixRows(const RowPair& rows, unsigned char* dst, int bytes, ptrdiff_t)
 {
     for (int i = 0; i < bytes; ++i)
         dst[i] = Byte(Mix(rows.upper[i], rows.lower[i], rows.fraction));
 }
 
-void MixPixelRows(const RowPair& rows, unsigned char* dst, int bytes)
+void MixPixelRows(const RowPair& rows, unsigned char* dst, int bytes, ptrdiff_t)
 {
     for (int i = 0; i < bytes; ++i)
         dst[i] = i % kBytesPerPixel == 3 ? rows.upper[i] : Byte(Mix(rows.upper[i], rows.lower[i], rows.fraction));
@@ -73,7 +73,7 @@ void MixQuads(const Columns& columns, const RowPair& rows, unsigned char* dst)
     MixColumns(columns, rows.upper, upper);
     MixColumns(columns, rows.lower, lower);
     const RowPair mixed = {upper, lower, rows.fraction};
-    (columns.pixelBytes == 1 ? MixRows : MixPixelRows)(mixed, dst, columns.count * columns.pixelBytes);
+    (columns.pixelBytes == 1 ? MixRows : MixPixelRows)(mixed, dst, columns.count * columns.pixelBytes, 0);
 }
 
 void MeanRows(const unsigned char* upper, const unsigned char* lower, unsigned char* dst, int count)
@@ -90,16 +90,16 @@ constexpr unsigned char LayOver(uint32_t opacity, uint32_t over, uint32_t under)
     return static_cast<unsigned char>((opacity * over + (255 - opacity) * under) / 255);
 }
 
-void OverlayColours(const unsigned char* row, unsigned char* dst, int count)
+void OverlayColours(const unsigned char* row, unsigned char* dst, int count, Ahead)
 {
     for (int c = 0; c < count; ++c, row += kBytesPerPixel, dst += kBytesPerPixel)
         for (int k = 0; k < 3; ++k)
             dst[k] = LayOver(row[3], row[k], dst[k]);
 }
 
-void Overlay(const unsigned char* row, unsigned char* dst, int count)
+void Overlay(const unsigned char* row, unsigned char* dst, int count, Ahead)
 {
-    OverlayColours(row, dst, count);
+    OverlayColours(row, dst, count, {});
     for (int c = 0; c < count; ++c, row += kBytesPerPixel, dst += kBytesPerPixel)
         dst[3] = Byte(row[3] + dst[3] * (255U - row[3]) / 255);
 }
@@ -112,13 +112,13 @@ void CutByMask(uint32_t mask, unsigned char* pixel, uint32_t opacity)
         pixel[3] = Byte(opacity);
 }
 
-void MaskReplace(const unsigned char* mask, unsigned char* dst, int count)
+void MaskReplace(const unsigned char* mask, unsigned char* dst, int count, Ahead)
 {
     for (int c = 0; c < count; ++c, dst += kBytesPerPixel)
         CutByMask(mask[c], dst, mask[c]);
 }
 
-void MaskMultiply(const unsigned char* mask, unsigned char* dst, int count)
+void MaskMultiply(const unsigned char* mask, unsigned char* dst, int count, Ahead)
 {
     for (int c = 0; c < count; ++c, dst += kBytesPerPixel)
         CutByMask(mask[c], dst, uint32_t{mask[c]} * dst[3] / 255);

@@ -33,6 +33,7 @@ struct RowPair {
 // ---- columns ----
 
 constexpr int kStripBytes = 2048; // of pixels
+constexpr int kRowUnit = 32;
 
 // What byte shuffles make of columns: where groups of output bytes load 16 source bytes, and which of them they take.
 struct ShuffleTable {
@@ -63,10 +64,17 @@ struct Columns {
     int count;        // kStripBytes / pixelBytes at most
     int pixelBytes;   // 1 or 4
     int32_t rowBytes; // of the source row: nothing behind them is read
-    ptrdiff_t ahead;  // from a source row to the one that will be needed after it; on its way to the cache meanwhile
+    ptrdiff_t ahead;  // from a source row to the one that will be needed after it; as in Ahead
     int32_t index[kStripBytes];
     uint16_t fraction[kStripBytes]; // weight of the next pixel; where it is 0 that pixel isn't read
     ShuffleTable shuffles;
+};
+
+// From rows that a function works on to those that will follow, in bytes: they are on their way to the cache meanwhile.
+// They need not exist.
+struct Ahead {
+    ptrdiff_t row;
+    ptrdiff_t target;
 };
 
 // ---- the table ----
@@ -78,11 +86,13 @@ struct ScaleRowTable {
     // The pixel at or before each column.
     void (*pick)(const Columns& columns, const unsigned char* src, unsigned char* dst);
     // Each column's pixel mixed with the next one by the fraction, which is that of the next and drops what lies
-    // beyond whole values. Byte 3 of a 4-byte pixel is copied.
+    // beyond whole values. Byte 3 of a 4-byte pixel is copied. dst: a strip; it may be written to its end.
     void (*mixColumns)(const Columns& columns, const unsigned char* src, unsigned char* dst);
-    // Mixes two rows of bytes likewise. All bytes, or all but every fourth, which is the upper row's.
-    void (*mixRows)(const RowPair& rows, unsigned char* dst, int bytes);
-    void (*mixPixelRows)(const RowPair& rows, unsigned char* dst, int bytes);
+    // Mixes two rows of bytes likewise. All bytes, or all but every fourth, which is the upper row's. The rows are
+    // strips, or `bytes` is a multiple of kRowUnit: they are read in such units. ahead: from dst to the next target
+    // row.
+    void (*mixRows)(const RowPair& rows, unsigned char* dst, int bytes, ptrdiff_t ahead);
+    void (*mixPixelRows)(const RowPair& rows, unsigned char* dst, int bytes, ptrdiff_t ahead);
     // Both, horizontally first.
     void (*mixQuads)(const Columns& columns, const RowPair& rows, unsigned char* dst);
     // Mean of the corners of each cell between columns c and c + 1 of two rows; they have count + 1 bytes.
@@ -90,11 +100,11 @@ struct ScaleRowTable {
 
     // ---- stores that change 4-byte pixels by what they hold; `count` of them ----
     // A row of pixels laid over them, by its byte 3; it adds to the target's byte 3, or leaves that alone.
-    void (*overlay)(const unsigned char* row, unsigned char* dst, int count);
-    void (*overlayColours)(const unsigned char* row, unsigned char* dst, int count);
+    void (*overlay)(const unsigned char* row, unsigned char* dst, int count, Ahead ahead);
+    void (*overlayColours)(const unsigned char* row, unsigned char* dst, int count, Ahead ahead);
     // A row of mask bytes: 0 wipes a pixel, other values replace or multiply its byte 3 and leave its colours.
-    void (*maskReplace)(const unsigned char* mask, unsigned char* dst, int count);
-    void (*maskMultiply)(const unsigned char* mask, unsigned char* dst, int count);
+    void (*maskReplace)(const unsigned char* mask, unsigned char* dst, int count, Ahead ahead);
+    void (*maskMultiply)(const unsigned char* mask, unsigned char* dst, int count, Ahead ahead);
 };
 
 const ScaleRowTable& PlainScaleRows();

@@ -223,12 +223,6 @@ void Prepare(Columns& columns, bool picked)
 
 // ---- rows from columns ----
 
-// Asks for what the row needed next has where this one is being read.
-inline void FetchAhead(const Columns& columns, const unsigned char* src, int32_t offset)
-{
-    _mm_prefetch(reinterpret_cast<const char*>(src + offset + columns.ahead), _MM_HINT_T0);
-}
-
 // The pairs of the output bytes from i on, a vector of words.
 template <ShuffleTable::Block block, bool pixels>
 inline Vec PairsAt(const ShuffleTable& table, const unsigned char* src, ptrdiff_t i)
@@ -253,7 +247,7 @@ struct Picked {
     const Columns& columns;
     const unsigned char* src;
 
-    void FetchAt(int32_t offset) const { FetchAhead(columns, src, offset); }
+    void FetchAt(int32_t offset) const { FetchAhead(src + offset, columns.ahead); }
     template <ShuffleTable::Block block, bool pixels> Vec At(ptrdiff_t i) const
     {
         return And(PairsAt<block, pixels>(columns.shuffles, src, i), MM(set1_epi16)(0xFF));
@@ -264,7 +258,7 @@ struct Mixed {
     const Columns& columns;
     const unsigned char* src;
 
-    void FetchAt(int32_t offset) const { FetchAhead(columns, src, offset); }
+    void FetchAt(int32_t offset) const { FetchAhead(src + offset, columns.ahead); }
     template <ShuffleTable::Block block, bool pixels> Vec At(ptrdiff_t i) const
     {
         return MixPairs(PairsAt<block, pixels>(columns.shuffles, src, i), Load(columns.shuffles.weights + i));
@@ -346,11 +340,12 @@ inline void StoreFirst(unsigned char* dst, Vec a, ptrdiff_t bytes)
         }
 }
 
-template <bool pixels, class Words>
+// padded: dst has room for whole vectors.
+template <bool pixels, bool padded, class Words>
 inline void WriteBlocks(const Words& words, const ShuffleTable& table, unsigned char* dst, ptrdiff_t bytes)
 {
     ptrdiff_t i = 0;
-    for (; i <= bytes - kVecBytes; i += kVecBytes) {
+    for (; padded ? i < bytes : i <= bytes - kVecBytes; i += kVecBytes) {
         words.FetchAt(table.offsets[0][i / kGroup]);
         Store(dst + i, BlockAt<pixels>(words, table.blocks[i / kVecBytes], i));
     }
@@ -358,12 +353,13 @@ inline void WriteBlocks(const Words& words, const ShuffleTable& table, unsigned 
         StoreFirst(dst + i, BlockAt<pixels>(words, table.blocks[i / kVecBytes], i), bytes - i);
 }
 
-template <class Words> inline void WriteColumns(const Words& words, const Columns& columns, unsigned char* dst)
+template <bool padded, class Words>
+inline void WriteColumns(const Words& words, const Columns& columns, unsigned char* dst)
 {
     if (columns.pixelBytes == 1)
-        WriteBlocks<false>(words, columns.shuffles, dst, columns.count);
+        WriteBlocks<false, padded>(words, columns.shuffles, dst, columns.count);
     else
-        WriteBlocks<true>(words, columns.shuffles, dst, ptrdiff_t{columns.count} * columns.pixelBytes);
+        WriteBlocks<true, padded>(words, columns.shuffles, dst, ptrdiff_t{columns.count} * columns.pixelBytes);
 }
 
 template <int loads> void PickSixteens(const Columns& columns, const unsigned char* src, unsigned char* dst)
@@ -378,7 +374,7 @@ template <int loads> void PickSixteens(const Columns& columns, const unsigned ch
     };
     ptrdiff_t i = 0;
     for (; i <= bytes - kVecBytes; i += kVecBytes) {
-        FetchAhead(columns, src, table.offsets[0][i / kLoad]);
+        FetchAhead(src + table.offsets[0][i / kLoad], columns.ahead);
         Store(dst + i, picked(i));
     }
     if (i < bytes)
@@ -395,7 +391,7 @@ void Pick(const Columns& columns, const unsigned char* src, unsigned char* dst)
     case ShuffleTable::WidePicks:
         return PickSixteens<2>(columns, src, dst);
     case ShuffleTable::Pairs:
-        return WriteColumns(Picked{columns, src}, columns, dst);
+        return WriteColumns<false>(Picked{columns, src}, columns, dst);
     }
 }
 
@@ -403,36 +399,37 @@ void MixColumns(const Columns& columns, const unsigned char* src, unsigned char*
 {
     if (columns.shuffles.form == ShuffleTable::None)
         return PlainScaleRows().mixColumns(columns, src, dst);
-    WriteColumns(Mixed{columns, src}, columns, dst);
+    WriteColumns<true>(Mixed{columns, src}, columns, dst);
 }
 
 void MixQuads(const Columns& columns, const RowPair& rows, unsigned char* dst)
 {
     if (columns.shuffles.form == ShuffleTable::None)
         return PlainScaleRows().mixQuads(columns, rows, dst);
-    WriteColumns(MixedQuads(columns, rows), columns, dst);
+    WriteColumns<false>(MixedQuads(columns, rows), columns, dst);
 }
 
 // ---- rows from rows ----
 
-inline void MixRowBlock(const RowPair& rows, unsigned char* dst, ptrdiff_t i, Vec fraction)
+inline Vec MixRowBlock(const RowPair& rows, ptrdiff_t i, Vec fraction)
 {
     const Vec upper = Load(rows.upper + i);
     const Vec lower = Load(rows.lower + i);
-    const Vec low = MixPairs(MM(unpacklo_epi8)(upper, lower), fraction);
-    const Vec high = MixPairs(MM(unpackhi_epi8)(upper, lower), fraction);
-    Store(dst + i, MM(packus_epi16)(low, high));
+    return MM(packus_epi16)(MixPairs(MM(unpacklo_epi8)(upper, lower), fraction),
+                            MixPairs(MM(unpackhi_epi8)(upper, lower), fraction));
 }
 
-// The last vector ends with the row: some bytes are worked out twice.
-template <bool pixels> void MixRowsOf(const RowPair& rows, unsigned char* dst, int bytes)
+template <bool pixels> void MixRowsOf(const RowPair& rows, unsigned char* dst, int bytes, ptrdiff_t ahead)
 {
-    if (bytes < kVecBytes)
-        return (pixels ? PlainScaleRows().mixPixelRows : PlainScaleRows().mixRows)(rows, dst, bytes);
     const Vec fraction = RowWeights<pixels>(rows.fraction);
-    for (int i = 0; i < bytes - kVecBytes; i += kVecBytes)
-        MixRowBlock(rows, dst, i, fraction);
-    MixRowBlock(rows, dst, bytes - kVecBytes, fraction);
+    int i = 0;
+    for (; i <= bytes - kVecBytes; i += kVecBytes) {
+        if (pixels) // bytes take no more than the processor foresees
+            FetchAhead(dst + i, ahead);
+        Store(dst + i, MixRowBlock(rows, i, fraction));
+    }
+    if (i < bytes)
+        StoreFirst(dst + i, MixRowBlock(rows, i, fraction), bytes - i);
 }
 
 inline void OverwriteScaleRows(ScaleRowTable& table)

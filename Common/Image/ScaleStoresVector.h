@@ -39,12 +39,15 @@ template <bool colours> inline Vec OverlayPixels(Vec row, Vec target)
         LayOver(MM(shuffle_epi8)(row, high), MM(unpackhi_epi8)(over, zero), MM(unpackhi_epi8)(target, zero)));
 }
 
-template <bool colours> void OverlayRow(const unsigned char* row, unsigned char* dst, int count)
+template <bool colours> void OverlayRow(const unsigned char* row, unsigned char* dst, int count, Ahead ahead)
 {
     int c = 0;
-    for (; c <= count - kPixels; c += kPixels, row += kVecBytes, dst += kVecBytes)
+    for (; c <= count - kPixels; c += kPixels, row += kVecBytes, dst += kVecBytes) {
+        FetchAhead(row, ahead.row);
+        FetchAhead(dst, ahead.target);
         Store(dst, OverlayPixels<colours>(Load(row), Load(dst)));
-    (colours ? PlainScaleRows().overlayColours : PlainScaleRows().overlay)(row, dst, count - c);
+    }
+    (colours ? PlainScaleRows().overlayColours : PlainScaleRows().overlay)(row, dst, count - c, {});
 }
 
 // ---- masks ----
@@ -64,25 +67,27 @@ inline Vec CutByMask(Vec mask, Vec pixels, Vec opacity)
     return AndNot(MM(cmpeq_epi32)(mask, MM(set1_epi32)(0)), kept);
 }
 
-void MaskReplace(const unsigned char* mask, unsigned char* dst, int count)
+void MaskReplace(const unsigned char* mask, unsigned char* dst, int count, Ahead ahead)
 {
     int c = 0;
     for (; c <= count - kPixels; c += kPixels, mask += kPixels, dst += kVecBytes) {
+        FetchAhead(dst, ahead.target);
         const Vec m = LoadMask(mask);
         Store(dst, CutByMask(m, Load(dst), m));
     }
-    PlainScaleRows().maskReplace(mask, dst, count - c);
+    PlainScaleRows().maskReplace(mask, dst, count - c, {});
 }
 
-void MaskMultiply(const unsigned char* mask, unsigned char* dst, int count)
+void MaskMultiply(const unsigned char* mask, unsigned char* dst, int count, Ahead ahead)
 {
     int c = 0;
     for (; c <= count - kPixels; c += kPixels, mask += kPixels, dst += kVecBytes) {
+        FetchAhead(dst, ahead.target);
         const Vec m = LoadMask(mask);
         const Vec pixels = Load(dst);
         Store(dst, CutByMask(m, pixels, Over255(MM(mullo_epi16)(m, MM(srli_epi32)(pixels, 24)))));
     }
-    PlainScaleRows().maskMultiply(mask, dst, count - c);
+    PlainScaleRows().maskMultiply(mask, dst, count - c, {});
 }
 
 // ---- means ----

@@ -36,10 +36,12 @@ struct Steps {
 // ---- row orders: where an image row lies in memory ----
 
 struct TopDown {
+    static ptrdiff_t Pitch(const IMG_PARAM& image) { return image.nPitch; }
     static unsigned char* Row(const IMG_PARAM& image, int64_t row) { return RowOf(image.pBits, row, image.nPitch); }
 };
 
 struct BottomUp {
+    static ptrdiff_t Pitch(const IMG_PARAM& image) { return -ptrdiff_t{image.nPitch}; }
     static unsigned char* Row(const IMG_PARAM& image, int64_t row)
     {
         return RowOf(image.pBits, int64_t{image.nHeight} - 1 - row, image.nPitch);
@@ -81,10 +83,11 @@ inline void FillLumaMargins(unsigned char* row, int left, int width, int pitch)
 // Goes over rows in strips of columns, the rows of a strip from the top. rowsOf(r) tells the source rows of target row
 // r, and writeRow(strip, r, rows) makes its part in the strip.
 template <class RowsOf, class WriteRow>
-void WalkStrips(const ColumnLine& line, uint32_t stepY, int columns, int rows, RowsOf rowsOf, WriteRow writeRow)
+void WalkStrips(const ColumnLine& line, uint32_t stepY, ptrdiff_t targetPitch, int columns, int rows, RowsOf rowsOf,
+                WriteRow writeRow)
 {
     for (int first = 0; first < columns; first += StripSampler::ColumnsOf(line)) {
-        StripSampler strip(line, stepY, first, columns);
+        StripSampler strip(line, stepY, targetPitch, first, columns);
         RowPair next = rowsOf(0);
         for (int r = 0; r < rows; ++r) {
             const RowPair now = next;
@@ -99,7 +102,7 @@ void WalkStrips(const ColumnLine& line, uint32_t stepY, int columns, int rows, R
 
 // How a scaler samples its source, and what it does with the pixels. Without stores the target takes them as they are.
 struct PixelScaler {
-    using Store = void (*)(const unsigned char* row, unsigned char* dst, int count);
+    using Store = void (*)(const unsigned char* row, unsigned char* dst, int count, Ahead ahead);
 
     int sourceBytes; // per pixel
     int targetBytes;
@@ -123,27 +126,25 @@ template <class Order> int ForcedEdgeWalk(const IMG_PARAM& src, IMG_PARAM& dst, 
     };
     const int inner = dst.cx - 1;
     const ColumnLine line = FormulaColumns(bytes, src.cx, step.x, scaler.mixed);
-    WalkStrips(line, step.y, inner, dst.cy, rowsOf, [&](StripSampler& strip, int r, const RowPair& rows) {
-        unsigned char* row = Order::Row(dst, int64_t{dst.y} + r) + ptrdiff_t{dst.x} * scaler.targetBytes;
-        unsigned char* out = row + ptrdiff_t{strip.First()} * scaler.targetBytes;
-        if (r < dst.cy - 1)
-            FetchRow(Order::Row(dst, int64_t{dst.y} + r + 1) + (out - Order::Row(dst, int64_t{dst.y} + r)),
-                     ptrdiff_t{strip.Count()} * scaler.targetBytes);
-        if (!scaler.store) {
-            strip.Write(rows, out);
-        } else {
-            const PixelScaler::Store store = r < dst.cy - 1 ? scaler.store : scaler.storeForced;
-            store(strip.Row(rows), out, strip.Count());
-        }
-        if (strip.First() + strip.Count() == inner) {
-            const unsigned char* last = rows.upper + ptrdiff_t{src.cx - 1} * bytes;
-            unsigned char* outLast = row + ptrdiff_t{inner} * scaler.targetBytes;
-            if (scaler.storeForced)
-                scaler.storeForced(last, outLast, 1);
-            else
-                std::memcpy(outLast, last, static_cast<size_t>(bytes));
-        }
-    });
+    WalkStrips(line, step.y, Order::Pitch(dst), inner, dst.cy, rowsOf,
+               [&](StripSampler& strip, int r, const RowPair& rows) {
+                   unsigned char* row = Order::Row(dst, int64_t{dst.y} + r) + ptrdiff_t{dst.x} * scaler.targetBytes;
+                   unsigned char* out = row + ptrdiff_t{strip.First()} * scaler.targetBytes;
+                   if (!scaler.store) {
+                       strip.Write(rows, out);
+                   } else {
+                       const PixelScaler::Store store = r < dst.cy - 1 ? scaler.store : scaler.storeForced;
+                       store(strip.Row(rows), out, strip.Count(), strip.RowsAhead());
+                   }
+                   if (strip.First() + strip.Count() == inner) {
+                       const unsigned char* last = rows.upper + ptrdiff_t{src.cx - 1} * bytes;
+                       unsigned char* outLast = row + ptrdiff_t{inner} * scaler.targetBytes;
+                       if (scaler.storeForced)
+                           scaler.storeForced(last, outLast, 1, {});
+                       else
+                           std::memcpy(outLast, last, static_cast<size_t>(bytes));
+                   }
+               });
     return 1;
 }
 
@@ -155,7 +156,8 @@ template <class RowsOf> int LumaWalk(const IMG_PARAM& src, IMG_PARAM& dst, bool 
         return 0;
     const Steps step(src, dst);
     WalkStrips(
-        FormulaColumns(1, src.cx, step.x, mixed), step.y, dst.cx, dst.cy, [&](int r) { return rowsOf(step, r); },
+        FormulaColumns(1, src.cx, step.x, mixed), step.y, TopDown::Pitch(dst), dst.cx, dst.cy,
+        [&](int r) { return rowsOf(step, r); },
         [&](StripSampler& strip, int r, const RowPair& rows) {
             unsigned char* row = TopDown::Row(dst, int64_t{dst.y} + r);
             if (strip.First() == 0)
@@ -185,8 +187,8 @@ inline int ChromaWalk(const IMG_PARAM& src, IMG_PARAM& dst, bool mixed)
         const int64_t row = int64_t{src.y} + Whole(position);
         return RowPair{sourceRow(row), mixed ? sourceRow(row + (fraction != 0)) : nullptr, fraction};
     };
-    WalkStrips(ChromaColumns(samples, start, 2 * step.x, mixed), step.y, (dst.cx + 1) / 2, chromaRows, rowsOf,
-               [&](StripSampler& strip, int r, const RowPair& rows) {
+    WalkStrips(ChromaColumns(samples, start, 2 * step.x, mixed), step.y, TopDown::Pitch(dst), (dst.cx + 1) / 2,
+               chromaRows, rowsOf, [&](StripSampler& strip, int r, const RowPair& rows) {
                    const int64_t row = int64_t{dst.y} + 2 * int64_t{r};
                    strip.Write(rows, TopDown::Row(dst, row / 2) + dst.x / 2 + strip.First());
                });

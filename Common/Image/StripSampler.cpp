@@ -40,6 +40,15 @@ bool IsOneRow(const RowPair& rows)
     return rows.fraction == 0 || rows.upper == rows.lower;
 }
 
+// Asks for a piece of the row `ahead` bytes behind. A call would be dropped, since it seems to have no effect.
+[[gnu::always_inline]] inline void FetchBytes(const unsigned char* row, ptrdiff_t ahead, ptrdiff_t bytes)
+{
+    constexpr uintptr_t kCacheLine = 64;
+    const uintptr_t address = reinterpret_cast<uintptr_t>(row) + static_cast<uintptr_t>(ahead);
+    for (uintptr_t i = 0; i < static_cast<uintptr_t>(bytes); i += kCacheLine)
+        __builtin_prefetch(reinterpret_cast<const void*>(address + i));
+}
+
 } // namespace
 
 int32_t TableEntry(int i, int source, int target)
@@ -65,9 +74,9 @@ ColumnLine TableColumns(int sourceColumns, int targetColumns)
     return {1, sourceColumns, false, FillTable, 0, 0, targetColumns, 0};
 }
 
-StripSampler::StripSampler(const ColumnLine& line, uint32_t stepY, int first, int columns)
+StripSampler::StripSampler(const ColumnLine& line, uint32_t stepY, ptrdiff_t targetPitch, int first, int columns)
     : m_table(ScaleRows()), m_first(first), m_count(std::min(columns - first, ColumnsOf(line))),
-      m_bytes(m_count * line.pixelBytes), m_fused(stepY >= 2 * kOne)
+      m_targetPitch(targetPitch), m_bytes(m_count * line.pixelBytes), m_fused(stepY >= 2 * kOne)
 {
     m_columns.count = m_count + line.extra;
     m_columns.pixelBytes = line.pixelBytes;
@@ -91,6 +100,7 @@ bool StripSampler::IsPlainCopy() const
 
 void StripSampler::Write(const RowPair& rows, unsigned char* out)
 {
+    FetchCopied(rows.upper);
     if (rows.lower)
         Mix(rows, out);
     else
@@ -101,18 +111,23 @@ const unsigned char* StripSampler::Row(const RowPair& rows)
 {
     if (!rows.lower || IsOneRow(rows))
         return Sampled(rows.upper, !rows.lower);
+    FetchCopied(rows.upper);
     Mix(rows, m_row);
     return m_row;
+}
+
+// Where columns are those of the source, no row function asks for what follows.
+void StripSampler::FetchCopied(const unsigned char* row) const
+{
+    if (m_copied)
+        FetchBytes(row + ptrdiff_t{m_columns.index[0]} * m_columns.pixelBytes, m_columns.ahead, m_bytes);
 }
 
 // The bytes of the row at the strip's columns. Of the two strips the one used last is kept.
 const unsigned char* StripSampler::Sampled(const unsigned char* row, bool picked)
 {
-    if (m_copied) {
-        const unsigned char* bytes = row + ptrdiff_t{m_columns.index[0]} * m_columns.pixelBytes;
-        FetchRow(bytes + m_columns.ahead, m_bytes);
-        return bytes;
-    }
+    if (m_copied)
+        return row + ptrdiff_t{m_columns.index[0]} * m_columns.pixelBytes;
     for (int i = 0; i < 2; ++i)
         if (m_strips[i].row == row && m_strips[i].picked == picked) {
             m_recent = i;
@@ -128,6 +143,8 @@ const unsigned char* StripSampler::Sampled(const unsigned char* row, bool picked
 
 void StripSampler::Pick(const unsigned char* row, unsigned char* out)
 {
+    if (m_columns.pixelBytes > 1)
+        FetchBytes(out, m_targetPitch, m_bytes);
     if (m_copied)
         std::memcpy(out, Sampled(row, true), static_cast<size_t>(m_bytes));
     else if (row == m_pickedRow)
@@ -145,7 +162,17 @@ void StripSampler::Mix(const RowPair& rows, unsigned char* out)
     } else if (m_fused && !m_copied) {
         m_table.mixQuads(m_columns, rows, out);
     } else {
-        const RowPair strips = {Sampled(rows.upper, false), Sampled(rows.lower, false), rows.fraction};
-        (m_columns.pixelBytes == 1 ? m_table.mixRows : m_table.mixPixelRows)(strips, out, m_bytes);
+        MixSampled({Sampled(rows.upper, false), Sampled(rows.lower, false), rows.fraction}, out);
     }
+}
+
+// Rows of the source itself are not read beyond their ends.
+void StripSampler::MixSampled(const RowPair& rows, unsigned char* out)
+{
+    const int units = m_copied ? m_bytes / kRowUnit * kRowUnit : m_bytes;
+    const auto mix = m_columns.pixelBytes == 1 ? &ScaleRowTable::mixRows : &ScaleRowTable::mixPixelRows;
+    (m_table.*mix)(rows, out, units, m_targetPitch);
+    if (units < m_bytes)
+        (PlainScaleRows().*mix)({rows.upper + units, rows.lower + units, rows.fraction}, out + units, m_bytes - units,
+                                0);
 }

@@ -31,14 +31,6 @@ ColumnLine TableColumns(int sourceColumns, int targetColumns);
 // held to it.
 int32_t TableEntry(int i, int source, int target);
 
-// Asks for a row that will be needed soon: what walks rows upwards or in strips, no processor foresees.
-inline void FetchRow(const unsigned char* row, ptrdiff_t bytes)
-{
-    constexpr ptrdiff_t kCacheLine = 64;
-    for (ptrdiff_t i = 0; i < bytes; i += kCacheLine)
-        __builtin_prefetch(row + i);
-}
-
 // Makes a strip's part of target rows. The source rows that it sampled last are kept: neighbouring target rows often
 // lie between the same two.
 class StripSampler
@@ -47,7 +39,8 @@ public:
     static int ColumnsOf(const ColumnLine& line) { return kStripBytes / line.pixelBytes - line.extra; }
 
     // The strip from column `first` on, of `columns` in all. stepY: from one target row to the next.
-    StripSampler(const ColumnLine& line, uint32_t stepY, int first, int columns);
+    // targetPitch: bytes likewise.
+    StripSampler(const ColumnLine& line, uint32_t stepY, ptrdiff_t targetPitch, int first, int columns);
 
     int First() const { return m_first; }
     int Count() const { return m_count; }
@@ -56,8 +49,10 @@ public:
     // Writes the strip's part of a target row. What is written stays the caller's, but must stay as it is until the
     // next call.
     void Write(const RowPair& rows, unsigned char* out);
-    // The same into a buffer of the sampler's, valid until the next call.
+    // The same where it lies, in the source or in a buffer of the sampler's, valid until the next call.
     const unsigned char* Row(const RowPair& rows);
+    // From what Row tells, and from target rows, to those that follow.
+    Ahead RowsAhead() const { return {m_copied ? m_columns.ahead : 0, m_targetPitch}; }
     // The columns of one source row, valid until two other rows were sampled.
     const unsigned char* Picked(const unsigned char* row) { return Sampled(row, true); }
 
@@ -77,12 +72,15 @@ private:
 
     bool IsPlainCopy() const;
     const unsigned char* Sampled(const unsigned char* row, bool picked);
+    void FetchCopied(const unsigned char* row) const;
     void Pick(const unsigned char* row, unsigned char* out);
     void Mix(const RowPair& rows, unsigned char* out);
+    void MixSampled(const RowPair& rows, unsigned char* out);
 
     const ScaleRowTable& m_table;
     const int m_first;
     const int m_count;
+    const ptrdiff_t m_targetPitch;
     const int m_bytes;  // of the strip's part of a target row
     const bool m_fused; // neighbouring target rows have no source row in common
     bool m_copied;      // columns are those of the source, one by one
