@@ -34,7 +34,7 @@ int DIB_ResizeBiLinerY_Simulate(const IMG_PARAM& src, IMG_PARAM& dst)
         rows.lower = RowAt<TopDown>(src, static_cast<uint32_t>(r + 1) * step.y, 1).upper;
         return rows;
     };
-    WalkStrips(line, step.y, TopDown::Pitch(dst), dst.cx, dst.cy, rowsOf,
+    WalkStrips(line, step.y, {TopDown::Pitch(src), TopDown::Pitch(dst)}, dst.cx, dst.cy, rowsOf,
                [&](StripSampler& strip, int r, const RowPair& rows) {
                    unsigned char* out = TopDown::Row(dst, int64_t{dst.y} + r) + dst.x + strip.First();
                    const unsigned char* upper = strip.Picked(rows.upper);

@@ -14,7 +14,8 @@ int DIB_ResizeNear8(const IMG_PARAM& src, IMG_PARAM& dst)
     const auto rowsOf = [&](int r) {
         return RowPair{TopDown::Row(src, int64_t{src.y} + TableEntry(r, src.cy, dst.cy)) + src.x, nullptr, 0};
     };
-    WalkStrips(TableColumns(src.cx, dst.cx), 0, TopDown::Pitch(dst), dst.cx, dst.cy, rowsOf,
+    const auto stepY = static_cast<uint32_t>(src.cy * kOne / dst.cy);
+    WalkStrips(TableColumns(src.cx, dst.cx), stepY, {TopDown::Pitch(src), TopDown::Pitch(dst)}, dst.cx, dst.cy, rowsOf,
                [&](StripSampler& strip, int r, const RowPair& rows) {
                    strip.Write(rows, TopDown::Row(dst, int64_t{dst.y} + r) + dst.x + strip.First());
                });

@@ -41,7 +41,7 @@ struct TopDown {
 };
 
 struct BottomUp {
-    static ptrdiff_t Pitch(const IMG_PARAM& image) { return -ptrdiff_t{image.nPitch}; }
+    static ptrdiff_t Pitch(const IMG_PARAM& image) { return static_cast<ptrdiff_t>(-int64_t{image.nPitch}); }
     static unsigned char* Row(const IMG_PARAM& image, int64_t row)
     {
         return RowOf(image.pBits, int64_t{image.nHeight} - 1 - row, image.nPitch);
@@ -83,20 +83,13 @@ inline void FillLumaMargins(unsigned char* row, int left, int width, int pitch)
 // Goes over rows in strips of columns, the rows of a strip from the top. rowsOf(r) tells the source rows of target row
 // r, and writeRow(strip, r, rows) makes its part in the strip.
 template <class RowsOf, class WriteRow>
-void WalkStrips(const ColumnLine& line, uint32_t stepY, ptrdiff_t targetPitch, int columns, int rows, RowsOf rowsOf,
+void WalkStrips(const ColumnLine& line, uint32_t stepY, const Ahead& pitches, int columns, int rows, RowsOf rowsOf,
                 WriteRow writeRow)
 {
     for (int first = 0; first < columns; first += StripSampler::ColumnsOf(line)) {
-        StripSampler strip(line, stepY, targetPitch, first, columns);
-        RowPair next = rowsOf(0);
-        for (int r = 0; r < rows; ++r) {
-            const RowPair now = next;
-            if (r + 1 < rows) {
-                next = rowsOf(r + 1);
-                strip.LookAhead(now, next);
-            }
-            writeRow(strip, r, now);
-        }
+        StripSampler strip(line, stepY, pitches, first, columns);
+        for (int r = 0; r < rows; ++r)
+            writeRow(strip, r, rowsOf(r));
     }
 }
 
@@ -126,7 +119,7 @@ template <class Order> int ForcedEdgeWalk(const IMG_PARAM& src, IMG_PARAM& dst, 
     };
     const int inner = dst.cx - 1;
     const ColumnLine line = FormulaColumns(bytes, src.cx, step.x, scaler.mixed);
-    WalkStrips(line, step.y, Order::Pitch(dst), inner, dst.cy, rowsOf,
+    WalkStrips(line, step.y, {Order::Pitch(src), Order::Pitch(dst)}, inner, dst.cy, rowsOf,
                [&](StripSampler& strip, int r, const RowPair& rows) {
                    unsigned char* row = Order::Row(dst, int64_t{dst.y} + r) + ptrdiff_t{dst.x} * scaler.targetBytes;
                    unsigned char* out = row + ptrdiff_t{strip.First()} * scaler.targetBytes;
@@ -156,7 +149,7 @@ template <class RowsOf> int LumaWalk(const IMG_PARAM& src, IMG_PARAM& dst, bool 
         return 0;
     const Steps step(src, dst);
     WalkStrips(
-        FormulaColumns(1, src.cx, step.x, mixed), step.y, TopDown::Pitch(dst), dst.cx, dst.cy,
+        FormulaColumns(1, src.cx, step.x, mixed), step.y, {TopDown::Pitch(src), TopDown::Pitch(dst)}, dst.cx, dst.cy,
         [&](int r) { return rowsOf(step, r); },
         [&](StripSampler& strip, int r, const RowPair& rows) {
             unsigned char* row = TopDown::Row(dst, int64_t{dst.y} + r);
@@ -187,8 +180,8 @@ inline int ChromaWalk(const IMG_PARAM& src, IMG_PARAM& dst, bool mixed)
         const int64_t row = int64_t{src.y} + Whole(position);
         return RowPair{sourceRow(row), mixed ? sourceRow(row + (fraction != 0)) : nullptr, fraction};
     };
-    WalkStrips(ChromaColumns(samples, start, 2 * step.x, mixed), step.y, TopDown::Pitch(dst), (dst.cx + 1) / 2,
-               chromaRows, rowsOf, [&](StripSampler& strip, int r, const RowPair& rows) {
+    WalkStrips(ChromaColumns(samples, start, 2 * step.x, mixed), step.y, {TopDown::Pitch(src), TopDown::Pitch(dst)},
+               (dst.cx + 1) / 2, chromaRows, rowsOf, [&](StripSampler& strip, int r, const RowPair& rows) {
                    const int64_t row = int64_t{dst.y} + 2 * int64_t{r};
                    strip.Write(rows, TopDown::Row(dst, row / 2) + dst.x / 2 + strip.First());
                });

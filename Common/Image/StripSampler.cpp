@@ -74,14 +74,16 @@ ColumnLine TableColumns(int sourceColumns, int targetColumns)
     return {1, sourceColumns, false, FillTable, 0, 0, targetColumns, 0};
 }
 
-StripSampler::StripSampler(const ColumnLine& line, uint32_t stepY, ptrdiff_t targetPitch, int first, int columns)
+StripSampler::StripSampler(const ColumnLine& line, uint32_t stepY, const Ahead& pitches, int first, int columns)
     : m_table(ScaleRows()), m_first(first), m_count(std::min(columns - first, ColumnsOf(line))),
-      m_targetPitch(targetPitch), m_bytes(m_count * line.pixelBytes), m_fused(stepY >= 2 * kOne)
+      m_targetPitch(pitches.target), m_bytes(m_count * line.pixelBytes), m_fused(stepY >= 2 * kOne)
 {
     m_columns.count = m_count + line.extra;
     m_columns.pixelBytes = line.pixelBytes;
     m_columns.rowBytes = line.sourceColumns * line.pixelBytes;
-    m_columns.ahead = 0;
+    // About what the source of four target rows spans, so that memory has time to answer.
+    const size_t rowsAhead = std::max<uint32_t>(Whole(4 * stepY), 1);
+    m_columns.ahead = static_cast<ptrdiff_t>(static_cast<size_t>(pitches.row) * rowsAhead);
     line.fill(line, first, m_columns);
     m_copied = IsPlainCopy();
     if (!m_copied)

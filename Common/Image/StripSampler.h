@@ -38,9 +38,9 @@ class StripSampler
 public:
     static int ColumnsOf(const ColumnLine& line) { return kStripBytes / line.pixelBytes - line.extra; }
 
-    // The strip from column `first` on, of `columns` in all. stepY: from one target row to the next.
-    // targetPitch: bytes likewise.
-    StripSampler(const ColumnLine& line, uint32_t stepY, ptrdiff_t targetPitch, int first, int columns);
+    // The strip from column `first` on, of `columns` in all. stepY and pitches: from one row to the next, the first in
+    // positions, the others in bytes.
+    StripSampler(const ColumnLine& line, uint32_t stepY, const Ahead& pitches, int first, int columns);
 
     int First() const { return m_first; }
     int Count() const { return m_count; }
@@ -55,13 +55,6 @@ public:
     Ahead RowsAhead() const { return {m_copied ? m_columns.ahead : 0, m_targetPitch}; }
     // The columns of one source row, valid until two other rows were sampled.
     const unsigned char* Picked(const unsigned char* row) { return Sampled(row, true); }
-
-    // Tells the source rows of the next target row.
-    void LookAhead(const RowPair& now, const RowPair& next)
-    {
-        if (next.upper != now.upper)
-            m_columns.ahead = next.upper - now.upper;
-    }
 
 private:
     struct Strip {
