@@ -1,6 +1,5 @@
 #include "Common/Image/ScaleRows.h"
 
-#include "Common/Image/ScaleRowsSets.h"
 #include "Common/InstructionSet.h"
 
 #include <cstddef>

@@ -111,4 +111,7 @@ const ScaleRowTable& PlainScaleRows();
 // The table of the active instruction set.
 const ScaleRowTable& ScaleRows();
 
+void OverwriteScaleRowsSse41(ScaleRowTable& table);
+void OverwriteScaleRowsAvx2(ScaleRowTable& table);
+
 #endif // ENCMGR_SCALE_ROWS_H

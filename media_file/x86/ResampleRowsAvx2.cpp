@@ -1,6 +1,6 @@
 // AVX2: four output positions at a time. Unless the rate falls to less than half, their neighbours lie in one window of
 // eight samples or pairs, from which a shuffle takes them.
-#include "media_file/ResampleRowsVector.h"
+#include "media_file/x86/ResampleRowsVector.h"
 
 #include <cstring>
 

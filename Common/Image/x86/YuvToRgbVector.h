@@ -8,7 +8,7 @@
 #ifndef ENCMGR_YUV_TO_RGB_VECTOR_H
 #define ENCMGR_YUV_TO_RGB_VECTOR_H
 
-#include "Common/Image/ColourVector.h"
+#include "Common/Image/x86/ColourVector.h"
 
 namespace
 {

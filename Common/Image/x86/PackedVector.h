@@ -2,9 +2,9 @@
 #ifndef ENCMGR_PACKED_VECTOR_H
 #define ENCMGR_PACKED_VECTOR_H
 
-#include "Common/Image/ColourVector.h"
-#include "Common/Image/RgbToYuvVector.h"
-#include "Common/Image/YuvToRgbVector.h"
+#include "Common/Image/x86/ColourVector.h"
+#include "Common/Image/x86/RgbToYuvVector.h"
+#include "Common/Image/x86/YuvToRgbVector.h"
 
 namespace
 {

@@ -1,4 +1,4 @@
-#include "Common/Image/ColourRowsVector.h"
+#include "Common/Image/x86/ColourRowsVector.h"
 
 void OverwriteColourRowsSse41(ColourTable& table)
 {

@@ -6,7 +6,7 @@
 #ifndef ENCMGR_RGB_TO_YUV_VECTOR_H
 #define ENCMGR_RGB_TO_YUV_VECTOR_H
 
-#include "Common/Image/ColourVector.h"
+#include "Common/Image/x86/ColourVector.h"
 
 namespace
 {

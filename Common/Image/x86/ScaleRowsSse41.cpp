@@ -1,4 +1,4 @@
-#include "Common/Image/ScaleRowsVector.h"
+#include "Common/Image/x86/ScaleRowsVector.h"
 
 void OverwriteScaleRowsSse41(ScaleRowTable& table)
 {

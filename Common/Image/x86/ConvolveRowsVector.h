@@ -6,7 +6,7 @@
 #define ENCMGR_CONVOLVE_ROWS_VECTOR_H
 
 #include "Common/Image/ConvolveRows.h"
-#include "Common/Vector.h"
+#include "Common/x86/Vector.h"
 
 namespace
 {

@@ -2,9 +2,9 @@
 #ifndef ENCMGR_COLOUR_ROWS_VECTOR_H
 #define ENCMGR_COLOUR_ROWS_VECTOR_H
 
-#include "Common/Image/PackedVector.h"
-#include "Common/Image/RgbToYuvVector.h"
-#include "Common/Image/YuvToRgbVector.h"
+#include "Common/Image/x86/PackedVector.h"
+#include "Common/Image/x86/RgbToYuvVector.h"
+#include "Common/Image/x86/YuvToRgbVector.h"
 
 namespace
 {

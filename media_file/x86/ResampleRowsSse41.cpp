@@ -1,5 +1,5 @@
 // SSE4.1: two output positions at a time.
-#include "media_file/ResampleRowsVector.h"
+#include "media_file/x86/ResampleRowsVector.h"
 
 #include <cstring>
 

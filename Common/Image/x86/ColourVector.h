@@ -7,7 +7,7 @@
 #define ENCMGR_COLOUR_VECTOR_H
 
 #include "Common/Image/ColourRows.h"
-#include "Common/Vector.h"
+#include "Common/x86/Vector.h"
 
 namespace
 {

@@ -3,7 +3,7 @@
 #define ENCMGR_SCALE_STORES_VECTOR_H
 
 #include "Common/Image/ScaleRows.h"
-#include "Common/Vector.h"
+#include "Common/x86/Vector.h"
 
 namespace
 {

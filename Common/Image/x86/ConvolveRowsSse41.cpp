@@ -1,4 +1,4 @@
-#include "Common/Image/ConvolveRowsVector.h"
+#include "Common/Image/x86/ConvolveRowsVector.h"
 
 void OverwriteConvolveSse41(ConvolveTable& table)
 {

@@ -3,7 +3,7 @@
 #ifndef ENCMGR_RESAMPLE_ROWS_VECTOR_H
 #define ENCMGR_RESAMPLE_ROWS_VECTOR_H
 
-#include "Common/Vector.h"
+#include "Common/x86/Vector.h"
 #include "media_file/ResampleRows.h"
 
 namespace
