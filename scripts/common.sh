@@ -21,4 +21,4 @@ need() {
 
 build_packages=(g++ cmake ninja-build pkg-config libavcodec-dev libavformat-dev libavutil-dev libswscale-dev
     libswresample-dev libcli11-dev ffmpeg)
-test_packages=(g++-multilib googletest clang-format)
+test_packages=(g++-multilib googletest clang-format libbenchmark-dev)
