@@ -54,6 +54,7 @@ struct ShuffleTable {
 
     Form form;
     Block blocks[kStripBytes / 16];
+    int16_t runs[kStripBytes / 16]; // of blocks from each one on that are alike, and if straight, without a gap
     int32_t offsets[kMostLoads][kStripBytes / 8];
     alignas(32) unsigned char masks[kMostLoads][kStripBytes * 2];
     alignas(32) int16_t weights[kStripBytes]; // of the bytes that are mixed in
@@ -86,7 +87,7 @@ struct ScaleRowTable {
     // The pixel at or before each column.
     void (*pick)(const Columns& columns, const unsigned char* src, unsigned char* dst);
     // Each column's pixel mixed with the next one by the fraction, which is that of the next and drops what lies
-    // beyond whole values. Byte 3 of a 4-byte pixel is copied. dst: a strip; it may be written to its end.
+    // beyond whole values. Byte 3 of a 4-byte pixel is copied.
     void (*mixColumns)(const Columns& columns, const unsigned char* src, unsigned char* dst);
     // Mixes two rows of bytes likewise. All bytes, or all but every fourth, which is the upper row's. The rows are
     // strips, or `bytes` is a multiple of kRowUnit: they are read in such units. ahead: from dst to the next target

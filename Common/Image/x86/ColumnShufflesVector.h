@@ -11,9 +11,8 @@ namespace
 {
 
 constexpr int kLoad = 16;
-constexpr int kGroup = 8;             // bytes of output
-constexpr int kWords = kVecBytes / 2; // of a vector: bytes of output
-constexpr int kNoByte = 0x8080;       // of a word's shuffle mask
+constexpr int kGroup = 8;       // bytes of output
+constexpr int kNoByte = 0x8080; // of a word's shuffle mask
 
 // 8 output bytes: what lies where in the source row, in words.
 class Group
@@ -138,8 +137,7 @@ inline bool PreparePairs(Columns& columns, int firstByte, ShuffleTable::Block& b
         StoreMask(table.masks[l] + 2 * firstByte, mask);
     }
     const int32_t first = table.offsets[0][slot];
-    if (group.IsStraightFrom(first) &&
-        (firstByte % kVecBytes % kWords == 0 || first == table.offsets[0][slot - 1] + kLoad))
+    if (group.IsStraightFrom(first) && (firstByte % kVecBytes == 0 || first == table.offsets[0][slot - 1] + kLoad))
         needed = ShuffleTable::Straight;
     block = block > needed ? block : needed;
     return _mm_movemask_epi8(missing) == 0;
@@ -154,6 +152,17 @@ inline int PadColumns(Columns& columns)
         columns.fraction[c] = 0;
     }
     return bytes;
+}
+
+inline void FindRuns(ShuffleTable& table, int blocks)
+{
+    for (int b = blocks - 1; b >= 0; --b) {
+        const int32_t* offset = table.offsets[0] + b * (kVecBytes / kGroup);
+        const bool goesOn =
+            b + 1 < blocks && table.blocks[b] == table.blocks[b + 1] &&
+            (table.blocks[b] != ShuffleTable::Straight || offset[kVecBytes / kGroup] == offset[0] + 2 * kVecBytes);
+        table.runs[b] = static_cast<int16_t>(goesOn ? table.runs[b + 1] + 1 : 1);
+    }
 }
 
 void Prepare(Columns& columns, bool picked)
@@ -187,6 +196,7 @@ void Prepare(Columns& columns, bool picked)
     if (wide > bytes / kVecBytes / 8)
         for (int b = 0; b < bytes / kVecBytes; ++b)
             table.blocks[b] = widest;
+    FindRuns(table, bytes / kVecBytes);
     table.form = ShuffleTable::Pairs;
 }
 

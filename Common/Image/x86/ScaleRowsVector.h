@@ -9,6 +9,8 @@
 namespace
 {
 
+constexpr int kWords = kVecBytes / 2; // of a vector: bytes of output
+
 // ---- mixing ----
 
 // Of each word with the bytes a and b: floor((a * (4096 - f) + b * f) / 4096) = a + floor((b - a) * f / 4096), where
@@ -38,21 +40,29 @@ inline Vec Pack(Vec a, Vec b)
 
 // ---- rows from columns ----
 
+// Where a block's bytes come from: for straight ones those of output byte i from 2 * i on.
+struct Place {
+    const ShuffleTable& table;
+    ptrdiff_t straight;
+};
+
 // The pairs of the output bytes from i on, a vector of words.
 template <ShuffleTable::Block block, bool pixels>
-inline Vec PairsAt(const ShuffleTable& table, const unsigned char* src, ptrdiff_t i)
+inline Vec PairsAt(const Place& place, const unsigned char* src, ptrdiff_t i)
 {
-    const int32_t* offsets = table.offsets[0] + i / kGroup;
     if constexpr (block == ShuffleTable::Straight) {
-        const Vec pairs = Load(src + *offsets);
+        const Vec pairs = Load(src + place.straight + 2 * i);
         const __m128i neighbours = _mm_setr_epi8(0, 4, 1, 5, 2, 6, 3, 7, 8, 12, 9, 13, 10, 14, 11, 15);
         return pixels ? MM(shuffle_epi8)(pairs, InEachLane(neighbours)) : pairs;
     }
+    const ShuffleTable& table = place.table;
+    const auto load = [&](int l) {
+        return MM(shuffle_epi8)(LoadLanes(src, table.offsets[l] + i / kGroup), Load(table.masks[l] + 2 * i));
+    };
     constexpr int loads = block == ShuffleTable::OneLoad ? 1 : block == ShuffleTable::TwoLoads ? 2 : 4;
-    Vec pairs = MM(shuffle_epi8)(LoadLanes(src, offsets), Load(table.masks[0] + 2 * i));
+    Vec pairs = load(0);
     for (int l = 1; l < loads; ++l)
-        pairs =
-            Or(pairs, MM(shuffle_epi8)(LoadLanes(src, table.offsets[l] + i / kGroup), Load(table.masks[l] + 2 * i)));
+        pairs = Or(pairs, load(l));
     return pairs;
 }
 
@@ -62,10 +72,10 @@ struct Picked {
     const Columns& columns;
     const unsigned char* src;
 
-    void FetchAt(int32_t offset) const { FetchAhead(src + offset, columns.ahead); }
-    template <ShuffleTable::Block block, bool pixels> Vec At(ptrdiff_t i) const
+    void FetchAt(ptrdiff_t offset) const { FetchAhead(src + offset, columns.ahead); }
+    template <ShuffleTable::Block block, bool pixels> Vec At(const Place& place, ptrdiff_t i) const
     {
-        return And(PairsAt<block, pixels>(columns.shuffles, src, i), MM(set1_epi16)(0xFF));
+        return And(PairsAt<block, pixels>(place, src, i), MM(set1_epi16)(0xFF));
     }
 };
 
@@ -73,10 +83,10 @@ struct Mixed {
     const Columns& columns;
     const unsigned char* src;
 
-    void FetchAt(int32_t offset) const { FetchAhead(src + offset, columns.ahead); }
-    template <ShuffleTable::Block block, bool pixels> Vec At(ptrdiff_t i) const
+    void FetchAt(ptrdiff_t offset) const { FetchAhead(src + offset, columns.ahead); }
+    template <ShuffleTable::Block block, bool pixels> Vec At(const Place& place, ptrdiff_t i) const
     {
-        return MixPairs(PairsAt<block, pixels>(columns.shuffles, src, i), Load(columns.shuffles.weights + i));
+        return MixPairs(PairsAt<block, pixels>(place, src, i), Load(columns.shuffles.weights + i));
     }
 };
 
@@ -101,37 +111,24 @@ struct MixedQuads {
         weight = MM(set1_epi16)(static_cast<short>(-16 * static_cast<int>(fraction)));
     }
 
-    void FetchAt(int32_t offset) const
+    void FetchAt(ptrdiff_t offset) const
     {
         near.FetchAt(offset);
         far.FetchAt(offset);
     }
-    template <ShuffleTable::Block block, bool pixels> Vec At(ptrdiff_t i) const
+    template <ShuffleTable::Block block, bool pixels> Vec At(const Place& place, ptrdiff_t i) const
     {
-        const Vec a = near.At<block, pixels>(i);
-        const Vec b = far.At<block, pixels>(i);
+        const Vec a = near.At<block, pixels>(place, i);
+        const Vec b = far.At<block, pixels>(place, i);
         const Vec rise = pixels ? MM(slli_epi16)(MM(sub_epi16)(b, a), 4) : MM(sub_epi16)(a, b);
         return MM(add_epi16)(a, MM(mulhi_epi16)(rise, weight));
     }
 };
 
-template <ShuffleTable::Block block, bool pixels, class Words> inline Vec BlockAt(const Words& words, ptrdiff_t i)
+template <ShuffleTable::Block block, bool pixels, class Words>
+inline Vec BlockAt(const Words& words, const Place& place, ptrdiff_t i)
 {
-    return Pack(words.template At<block, pixels>(i), words.template At<block, pixels>(i + kWords));
-}
-
-template <bool pixels, class Words> inline Vec BlockAt(const Words& words, ShuffleTable::Block block, ptrdiff_t i)
-{
-    switch (block) {
-    case ShuffleTable::Straight:
-        return BlockAt<ShuffleTable::Straight, pixels>(words, i);
-    case ShuffleTable::OneLoad:
-        return BlockAt<ShuffleTable::OneLoad, pixels>(words, i);
-    case ShuffleTable::TwoLoads:
-        return BlockAt<ShuffleTable::TwoLoads, pixels>(words, i);
-    default:
-        return BlockAt<ShuffleTable::FourLoads, pixels>(words, i);
-    }
+    return Pack(words.template At<block, pixels>(place, i), words.template At<block, pixels>(place, i + kWords));
 }
 
 // The last vector of a row, of which only some bytes are wanted.
@@ -155,26 +152,51 @@ inline void StoreFirst(unsigned char* dst, Vec a, ptrdiff_t bytes)
         }
 }
 
-// padded: dst has room for whole vectors.
-template <bool pixels, bool padded, class Words>
-inline void WriteBlocks(const Words& words, const ShuffleTable& table, unsigned char* dst, ptrdiff_t bytes)
+// The blocks from i to before `end`, which are alike; of the last one no more than `bytes` allow.
+template <ShuffleTable::Block block, bool pixels, class Words>
+inline void WriteRun(const Words& words, const ShuffleTable& table, unsigned char* dst, ptrdiff_t i, ptrdiff_t end,
+                     ptrdiff_t bytes)
 {
-    ptrdiff_t i = 0;
-    for (; padded ? i < bytes : i <= bytes - kVecBytes; i += kVecBytes) {
-        words.FetchAt(table.offsets[0][i / kGroup]);
-        Store(dst + i, BlockAt<pixels>(words, table.blocks[i / kVecBytes], i));
+    const Place place = {table, table.offsets[0][i / kGroup] - 2 * i};
+    for (; i < end; i += kVecBytes) {
+        words.FetchAt(block == ShuffleTable::Straight ? place.straight + 2 * i : table.offsets[0][i / kGroup]);
+        const Vec vector = BlockAt<block, pixels>(words, place, i);
+        if (i <= bytes - kVecBytes)
+            Store(dst + i, vector);
+        else
+            StoreFirst(dst + i, vector, bytes - i);
     }
-    if (i < bytes)
-        StoreFirst(dst + i, BlockAt<pixels>(words, table.blocks[i / kVecBytes], i), bytes - i);
 }
 
-template <bool padded, class Words>
-inline void WriteColumns(const Words& words, const Columns& columns, unsigned char* dst)
+template <bool pixels, class Words>
+inline void WriteBlocks(const Words& words, const ShuffleTable& table, unsigned char* dst, ptrdiff_t bytes)
+{
+    ptrdiff_t end = 0;
+    for (ptrdiff_t i = 0; i < bytes; i = end) {
+        end = i + table.runs[i / kVecBytes] * kVecBytes;
+        switch (table.blocks[i / kVecBytes]) {
+        case ShuffleTable::Straight:
+            WriteRun<ShuffleTable::Straight, pixels>(words, table, dst, i, end, bytes);
+            break;
+        case ShuffleTable::OneLoad:
+            WriteRun<ShuffleTable::OneLoad, pixels>(words, table, dst, i, end, bytes);
+            break;
+        case ShuffleTable::TwoLoads:
+            WriteRun<ShuffleTable::TwoLoads, pixels>(words, table, dst, i, end, bytes);
+            break;
+        case ShuffleTable::FourLoads:
+            WriteRun<ShuffleTable::FourLoads, pixels>(words, table, dst, i, end, bytes);
+            break;
+        }
+    }
+}
+
+template <class Words> inline void WriteColumns(const Words& words, const Columns& columns, unsigned char* dst)
 {
     if (columns.pixelBytes == 1)
-        WriteBlocks<false, padded>(words, columns.shuffles, dst, columns.count);
+        WriteBlocks<false>(words, columns.shuffles, dst, columns.count);
     else
-        WriteBlocks<true, padded>(words, columns.shuffles, dst, ptrdiff_t{columns.count} * columns.pixelBytes);
+        WriteBlocks<true>(words, columns.shuffles, dst, ptrdiff_t{columns.count} * columns.pixelBytes);
 }
 
 template <int loads> void PickSixteens(const Columns& columns, const unsigned char* src, unsigned char* dst)
@@ -206,7 +228,7 @@ void Pick(const Columns& columns, const unsigned char* src, unsigned char* dst)
     case ShuffleTable::WidePicks:
         return PickSixteens<2>(columns, src, dst);
     case ShuffleTable::Pairs:
-        return WriteColumns<false>(Picked{columns, src}, columns, dst);
+        return WriteColumns(Picked{columns, src}, columns, dst);
     }
 }
 
@@ -214,14 +236,14 @@ void MixColumns(const Columns& columns, const unsigned char* src, unsigned char*
 {
     if (columns.shuffles.form == ShuffleTable::None)
         return PlainScaleRows().mixColumns(columns, src, dst);
-    WriteColumns<true>(Mixed{columns, src}, columns, dst);
+    WriteColumns(Mixed{columns, src}, columns, dst);
 }
 
 void MixQuads(const Columns& columns, const RowPair& rows, unsigned char* dst)
 {
     if (columns.shuffles.form == ShuffleTable::None)
         return PlainScaleRows().mixQuads(columns, rows, dst);
-    WriteColumns<false>(MixedQuads(columns, rows), columns, dst);
+    WriteColumns(MixedQuads(columns, rows), columns, dst);
 }
 
 // ---- rows from rows ----
