@@ -1,6 +1,6 @@
 // The scalers: each maps the rectangle of a source onto the rectangle of a target, from corner to corner, in integer
-// arithmetic. They keep no state, own no image memory and allocate nothing (DIB_ResizeNear8: one table of columns).
-// Source and target must not overlap.
+// arithmetic. They keep no state, own no image memory and allocate nothing: some 50 KB of stack is all they use. Source
+// and target must not overlap.
 //
 // Positions are fixed point with 12 fractional bits: target column c lies at c * stepX, with
 // stepX = (src.cx * 4096 - 4096) / (dst.cx - 1), truncated; rows likewise. There is no half-pixel offset.
