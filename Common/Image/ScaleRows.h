@@ -87,7 +87,7 @@ struct ScaleRowTable {
     // The pixel at or before each column.
     void (*pick)(const Columns& columns, const unsigned char* src, unsigned char* dst);
     // Each column's pixel mixed with the next one by the fraction, which is that of the next and drops what lies
-    // beyond whole values. Byte 3 of a 4-byte pixel is copied.
+    // beyond whole values. Byte 3 of a 4-byte pixel is copied. dst: a strip, of which whole vectors may be written.
     void (*mixColumns)(const Columns& columns, const unsigned char* src, unsigned char* dst);
     // Mixes two rows of bytes likewise. All bytes, or all but every fourth, which is the upper row's. The rows are
     // strips, or `bytes` is a multiple of kRowUnit: they are read in such units. ahead: from dst to the next target

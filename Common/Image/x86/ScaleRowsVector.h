@@ -69,6 +69,7 @@ inline Vec PairsAt(const Place& place, const unsigned char* src, ptrdiff_t i)
 // What a row takes from its columns: words of the output bytes from i on.
 
 struct Picked {
+    static constexpr bool isStrip = false; // what it is written to, with room for whole vectors
     const Columns& columns;
     const unsigned char* src;
 
@@ -80,6 +81,7 @@ struct Picked {
 };
 
 struct Mixed {
+    static constexpr bool isStrip = true;
     const Columns& columns;
     const unsigned char* src;
 
@@ -93,6 +95,7 @@ struct Mixed {
 // Two rows mixed. Of bytes the nearer row is the one that is added to: half its weight of 4096 at most, times 16, is
 // then a signed word.
 struct MixedQuads {
+    static constexpr bool isStrip = false;
     Mixed near;
     Mixed far;
     Vec weight;
@@ -152,7 +155,8 @@ inline void StoreFirst(unsigned char* dst, Vec a, ptrdiff_t bytes)
         }
 }
 
-// The blocks from i to before `end`, which are alike; of the last one no more than `bytes` allow.
+// The blocks from i to before `end`, which are alike. Of the last one no more is stored than `bytes` allow, unless
+// there is room for whole vectors.
 template <ShuffleTable::Block block, bool pixels, class Words>
 inline void WriteRun(const Words& words, const ShuffleTable& table, unsigned char* dst, ptrdiff_t i, ptrdiff_t end,
                      ptrdiff_t bytes)
@@ -161,7 +165,7 @@ inline void WriteRun(const Words& words, const ShuffleTable& table, unsigned cha
     for (; i < end; i += kVecBytes) {
         words.FetchAt(block == ShuffleTable::Straight ? place.straight + 2 * i : table.offsets[0][i / kGroup]);
         const Vec vector = BlockAt<block, pixels>(words, place, i);
-        if (i <= bytes - kVecBytes)
+        if (Words::isStrip || i <= bytes - kVecBytes)
             Store(dst + i, vector);
         else
             StoreFirst(dst + i, vector, bytes - i);
