@@ -67,6 +67,15 @@ inline Vec Or(Vec a, Vec b)
 #endif
 }
 
+inline Vec Xor(Vec a, Vec b)
+{
+#ifdef __AVX2__
+    return _mm256_xor_si256(a, b);
+#else
+    return _mm_xor_si128(a, b);
+#endif
+}
+
 // b without the bits of a.
 inline Vec AndNot(Vec a, Vec b)
 {

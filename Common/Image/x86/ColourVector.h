@@ -54,15 +54,6 @@ inline ptrdiff_t Distance(const unsigned char* from, const unsigned char* to)
 
 // ---- words and bytes ----
 
-inline Vec Xor(Vec a, Vec b)
-{
-#ifdef __AVX2__
-    return _mm256_xor_si256(a, b);
-#else
-    return _mm_xor_si128(a, b);
-#endif
-}
-
 // The bytes a and b, or the words, in each pair of them.
 inline Vec BytePairs(int a, int b)
 {
