@@ -317,6 +317,16 @@ TEST_F(MediaFileTest, ScalesEachPlaneOverTheFill)
         ImageResizeYV12(file.m_SrcY, from.pY, from.pU, from.pV, from.nPitchY, from.nPitchU, from.nPitchV, file.m_DstY,
                         pY, pU, pV, 77, 39, 39, static_cast<IMAGE_INTERPOLATION>(i % 4));
         EXPECT_TRUE(std::equal(expected.begin(), expected.end(), to.pY)) << i;
+
+        // Whatever has come over the buffer since, the next picture is whole again, and a plane without bits is fill.
+        std::fill_n(to.pY, expected.size(), static_cast<unsigned char>(77));
+        (i % 2 ? f.video.pY : f.video.pU) = nullptr;
+        if (i % 2)
+            std::fill(pY, pV, static_cast<unsigned char>(16));
+        else
+            std::fill(pU, pY + expected.size(), static_cast<unsigned char>(128));
+        file.GetResizeFrame(&f);
+        EXPECT_TRUE(std::equal(expected.begin(), expected.end(), to.pY)) << i;
     }
 }
 
