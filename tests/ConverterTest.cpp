@@ -228,12 +228,11 @@ TEST_P(ConverterTest, EveryFormOfARowEqualsThePlainOne)
         MonoToStereo(mono.data(), expectedStereo.data(), n);
         ASSERT_EQ(stereo, expectedStereo) << n;
     }
-    if (GetParam() != InstructionSet::Plain) {
-        EXPECT_NE(rows.mono, ResampleMono);
-        EXPECT_NE(rows.stereo, ResampleStereo);
-        EXPECT_NE(rows.monoToStereo, MonoToStereo);
-        EXPECT_NE(rows.stereoToMono, StereoToMono);
-    }
+}
+
+TEST(ResampleRowsTest, EachSetHasFormsOfItsOwn)
+{
+    ExpectFormsOfTheirOwn(ResampleRows);
 }
 
 AT_EACH_SET(ConverterTest);

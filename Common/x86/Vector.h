@@ -110,6 +110,16 @@ inline Vec LoadInEachLane(const void* p)
     return InEachLane(_mm_loadu_si128(static_cast<const __m128i*>(p)));
 }
 
+// Between the order of the memory and groups of 8 bytes by turns.
+inline Vec SwapMiddle(Vec a)
+{
+#ifdef __AVX2__
+    return _mm256_permute4x64_epi64(a, 0xD8);
+#else
+    return a;
+#endif
+}
+
 // Lane i from base + offsets[i].
 inline Vec LoadLanes(const unsigned char* base, const int32_t* offsets)
 {

@@ -111,16 +111,6 @@ inline Vec FromTurns(Vec a)
 #endif
 }
 
-// Between the order of the memory and groups of 8 bytes by turns.
-inline Vec SwapMiddle(Vec a)
-{
-#ifdef __AVX2__
-    return _mm256_permute4x64_epi64(a, 0xD8);
-#else
-    return a;
-#endif
-}
-
 // U and V by turns, 8 samples of each for each lane.
 inline Vec LoadChroma(const unsigned char* u, const unsigned char* v)
 {

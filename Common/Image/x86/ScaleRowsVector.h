@@ -31,11 +31,7 @@ template <bool pixels> inline Vec RowWeights(uint32_t fraction)
 // The bytes of two vectors of words.
 inline Vec Pack(Vec a, Vec b)
 {
-#ifdef __AVX2__
-    return _mm256_permute4x64_epi64(_mm256_packus_epi16(a, b), 0xD8);
-#else
-    return _mm_packus_epi16(a, b);
-#endif
+    return SwapMiddle(MM(packus_epi16)(a, b));
 }
 
 // ---- rows from columns ----
