@@ -1,7 +1,7 @@
 #include "bench/AudioWork.h"
 #include "bench/Works.h"
 
-#include "media_file/AudioConverter.h"
+#include "Common/Audio/AudioConverter.h"
 
 #include <cmath>
 #include <cstdlib>

@@ -1,7 +1,7 @@
 #include "bench/DiscardJob.h"
 
+#include "Common/Audio/AudioConverter.h"
 #include "log/Log.h"
-#include "media_file/AudioConverter.h"
 
 #include <cstdlib>
 #include <stdexcept>

@@ -3,7 +3,7 @@
 #define ENCMGR_BENCH_DISCARD_JOB_H
 
 #include "bench/Image.h"
-#include "plugin_host/EncMgr.h"
+#include "encmgr/EncMgr.h"
 
 #include <cstdint>
 #include <filesystem>

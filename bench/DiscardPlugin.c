@@ -1,7 +1,7 @@
 /* A plug-in whose one format throws everything away: what is left of a job's time is the library's. Both streams are
  * inline, so the encoders are names only. */
-#include "plugin_host/Export.h"
-#include "plugin_host/PluginRecords.h"
+#include "encmgr/Export.h"
+#include "encmgr/PluginRecords.h"
 
 #define DISCARD KX_FOURCC('N', 'O', 'N', 'E')
 #define DISCARD_VIDEO KX_FOURCC('N', 'O', 'N', 'V')

@@ -4,8 +4,8 @@
 #include "bench/DiscardJob.h"
 #include "bench/Works.h"
 
+#include "Common/Audio/AudioConverter.h"
 #include "Common/Image/ImageResize.h"
-#include "media_file/AudioConverter.h"
 #include "media_file/MediaFile.h"
 #include "media_file/PicturePlan.h"
 

@@ -5,7 +5,7 @@
 #ifndef ENCMGR_LOG_H
 #define ENCMGR_LOG_H
 
-#include "plugin_host/Export.h"
+#include "encmgr/Export.h"
 
 #include <stddef.h>
 

@@ -2,11 +2,11 @@
 #ifndef ENCMGR_MEDIA_FILE_H
 #define ENCMGR_MEDIA_FILE_H
 
+#include "Common/Audio/AudioConverter.h"
 #include "Common/Image/ImageParam.h"
-#include "media_file/AudioConverter.h"
-#include "plugin_host/Export.h"
+#include "encmgr/Export.h"
+#include "encmgr/PluginRecords.h"
 #include "plugin_host/PluginMgr.h"
-#include "plugin_host/PluginRecords.h"
 
 #include <cstdint>
 

@@ -3,7 +3,7 @@
 #ifndef ENCMGR_PACING_H
 #define ENCMGR_PACING_H
 
-#include "plugin_host/PluginRecords.h"
+#include "encmgr/PluginRecords.h"
 
 #include <cstdint>
 #include <optional>

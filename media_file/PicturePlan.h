@@ -3,7 +3,7 @@
 #define ENCMGR_PICTURE_PLAN_H
 
 #include "Common/Image/ImageParam.h"
-#include "plugin_host/PluginRecords.h"
+#include "encmgr/PluginRecords.h"
 
 #include <algorithm>
 #include <cstdint>

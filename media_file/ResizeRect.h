@@ -2,7 +2,7 @@
 #ifndef ENCMGR_RESIZE_RECT_H
 #define ENCMGR_RESIZE_RECT_H
 
-#include "plugin_host/Export.h"
+#include "encmgr/Export.h"
 
 #include <cstdint>
 

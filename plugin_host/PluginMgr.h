@@ -3,8 +3,8 @@
 #ifndef ENCMGR_PLUGIN_MGR_H
 #define ENCMGR_PLUGIN_MGR_H
 
-#include "plugin_host/Export.h"
-#include "plugin_host/PluginRecords.h"
+#include "encmgr/Export.h"
+#include "encmgr/PluginRecords.h"
 
 #include <vector>
 

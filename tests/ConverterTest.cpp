@@ -1,6 +1,6 @@
 // The audio converter against a model that holds no more than the formulas, block by block.
-#include "media_file/AudioConverter.h"
-#include "media_file/ResampleRows.h"
+#include "Common/Audio/AudioConverter.h"
+#include "Common/Audio/ResampleRows.h"
 #include "tests/InstructionSets.h"
 
 #include <algorithm>

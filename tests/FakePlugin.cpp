@@ -1,6 +1,6 @@
 // The fake plug-in: a shim that asks the test program, by its own file name, for what it offers.
-#include "plugin_host/Export.h"
-#include "plugin_host/PluginRecords.h"
+#include "encmgr/Export.h"
+#include "encmgr/PluginRecords.h"
 
 #include <cstring>
 #include <dlfcn.h>

@@ -1,7 +1,7 @@
 // Whole jobs through the front door and the real plug-ins, read back from the files.
-#include "MediaReader.h"
+#include "encmgr/EncMgr.h"
 #include "log/Log.h"
-#include "plugin_host/EncMgr.h"
+#include "tests/MediaReader.h"
 
 #include <cmath>
 #include <cstdlib>

@@ -1,8 +1,8 @@
 #include "tests/Harness.h"
 
+#include "encmgr/EncMgr.h"
 #include "log/Log.h"
 #include "log/WideFormat.h"
-#include "plugin_host/EncMgr.h"
 #include "text/FourCC.h"
 #include "text/Utf.h"
 

@@ -4,7 +4,7 @@
 #ifndef ENCMGR_TESTS_HARNESS_H
 #define ENCMGR_TESTS_HARNESS_H
 
-#include "plugin_host/PluginRecords.h"
+#include "encmgr/PluginRecords.h"
 
 #include <filesystem>
 #include <functional>

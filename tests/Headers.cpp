@@ -1,1 +1,1 @@
-#include "Headers.c"
+#include "tests/Headers.c"

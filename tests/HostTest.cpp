@@ -1,5 +1,5 @@
 // The program encmgr as its users run it: what it writes, what it says, how it ends.
-#include "MediaReader.h"
+#include "tests/MediaReader.h"
 
 #include <cmath>
 #include <csignal>

@@ -1,4 +1,4 @@
-#include "plugin_host/EncMgr.h"
+#include "encmgr/EncMgr.h"
 #include "plugin_host/PluginMgr.h"
 #include "tests/Harness.h"
 

@@ -1,4 +1,4 @@
-#include "MediaReader.h"
+#include "tests/MediaReader.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>

@@ -2,8 +2,8 @@
 #ifndef ENCMGR_TEXT_FOURCC_H
 #define ENCMGR_TEXT_FOURCC_H
 
-#include "plugin_host/Export.h"
-#include "plugin_host/PluginRecords.h"
+#include "encmgr/Export.h"
+#include "encmgr/PluginRecords.h"
 
 /* Writes the four characters of dwFourCC, lowest byte first, and a terminator to pszBuf, which holds 5 wide
  * characters. A byte above 0x7F prints as "?"; a zero byte ends the text for its reader, so 0 reads as an

@@ -3,8 +3,8 @@
 #ifndef ENCMGR_TEXT_UTF_H
 #define ENCMGR_TEXT_UTF_H
 
-#include "plugin_host/Export.h"
-#include "plugin_host/PluginRecords.h"
+#include "encmgr/Export.h"
+#include "encmgr/PluginRecords.h"
 
 /* How a surrogate (U+D800 to U+DFFF), which is no character of its own, is taken. */
 enum ConversionFlags {

@@ -17,7 +17,7 @@
 #define ENCMGR_IMAGE_CONVERT_H
 
 #include "Common/Image/ImageParam.h"
-#include "plugin_host/Export.h"
+#include "encmgr/Export.h"
 
 // ---- one pixel, rounded and clamped ----
 ENCMGR_API void PixelRGB_2_YUV(int R, int G, int B, int& Y, int& U, int& V); // Y 16 to 235, U and V 16 to 240

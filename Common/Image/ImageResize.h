@@ -30,7 +30,7 @@
 #define ENCMGR_IMAGE_RESIZE_H
 
 #include "Common/Image/ImageParam.h"
-#include "plugin_host/Export.h"
+#include "encmgr/Export.h"
 
 // ---- nearest neighbour: the pixel at or before the position, copied ----
 ENCMGR_API int DIB_ResizeNear(const IMG_PARAM& src, IMG_PARAM& dst);

@@ -1,6 +1,6 @@
-#include "Encoder.h"
-#include "Slots.h"
 #include "log/Log.h"
+#include "plugins/av/Encoder.h"
+#include "plugins/av/Slots.h"
 #include "plugins/support/Frames.h"
 
 #include <algorithm>

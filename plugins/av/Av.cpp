@@ -1,4 +1,4 @@
-#include "Av.h"
+#include "plugins/av/Av.h"
 
 std::string ErrorText(int error)
 {

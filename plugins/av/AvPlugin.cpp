@@ -1,7 +1,7 @@
 // wpav: encoders of libavcodec, file formats of libavformat.
 
-#include "Export.h"
-#include "Tables.h"
+#include "encmgr/Export.h"
+#include "plugins/av/Tables.h"
 
 extern "C" {
 

@@ -1,4 +1,4 @@
-#include "Encoder.h"
+#include "plugins/av/Encoder.h"
 
 #include "log/Log.h"
 

@@ -2,8 +2,8 @@
 #ifndef ENCMGR_PLUGINS_AV_ENCODER_H
 #define ENCMGR_PLUGINS_AV_ENCODER_H
 
-#include "Av.h"
-#include "Tables.h"
+#include "plugins/av/Av.h"
+#include "plugins/av/Tables.h"
 
 #include <string>
 #include <vector>

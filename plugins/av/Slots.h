@@ -2,7 +2,7 @@
 #ifndef ENCMGR_PLUGINS_AV_SLOTS_H
 #define ENCMGR_PLUGINS_AV_SLOTS_H
 
-#include "PluginRecords.h"
+#include "encmgr/PluginRecords.h"
 
 void FillVideoSlots(ENCODER_ITEM& item);     // VideoEncoder.cpp
 void FillAudioSlots(ENCODER_ITEM& item);     // AudioEncoder.cpp

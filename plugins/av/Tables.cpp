@@ -1,6 +1,6 @@
-#include "Tables.h"
+#include "plugins/av/Tables.h"
 
-#include "Slots.h"
+#include "plugins/av/Slots.h"
 #include "plugins/support/FrameRate.h"
 #include "plugins/support/Text.h"
 

@@ -2,8 +2,8 @@
 #ifndef ENCMGR_PLUGINS_AV_TABLES_H
 #define ENCMGR_PLUGINS_AV_TABLES_H
 
-#include "Av.h"
-#include "PluginRecords.h"
+#include "encmgr/PluginRecords.h"
+#include "plugins/av/Av.h"
 
 struct VideoLimits {
     bool evenSize; // takes no odd widths and heights

@@ -1,4 +1,4 @@
-#include "OutputFile.h"
+#include "plugins/raw/OutputFile.h"
 
 #include "log/Log.h"
 #include "plugins/support/Text.h"

@@ -6,7 +6,7 @@
 #ifndef ENCMGR_PLUGINS_RAW_FILES_H
 #define ENCMGR_PLUGINS_RAW_FILES_H
 
-#include "PluginRecords.h"
+#include "encmgr/PluginRecords.h"
 
 constexpr KXDWORD kRawVideo = KX_FOURCC('I', '4', '2', '0');
 constexpr KXDWORD kRawAudio = KX_FOURCC('P', 'C', 'M', ' ');

@@ -1,7 +1,7 @@
 // wpraw: files without compression, and without anything to install.
 
-#include "Export.h"
-#include "RawFiles.h"
+#include "encmgr/Export.h"
+#include "plugins/raw/RawFiles.h"
 #include "plugins/support/Text.h"
 
 namespace

@@ -1,6 +1,6 @@
-#include "OutputFile.h"
-#include "RawFiles.h"
 #include "log/Log.h"
+#include "plugins/raw/OutputFile.h"
+#include "plugins/raw/RawFiles.h"
 #include "plugins/support/FrameRate.h"
 #include "plugins/support/Frames.h"
 #include "plugins/support/Text.h"

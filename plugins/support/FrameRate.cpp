@@ -1,4 +1,4 @@
-#include "FrameRate.h"
+#include "plugins/support/FrameRate.h"
 
 #include <cmath>
 #include <cstdint>

@@ -1,4 +1,4 @@
-#include "Frames.h"
+#include "plugins/support/Frames.h"
 
 #include <algorithm>
 #include <cstdlib>

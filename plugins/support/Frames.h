@@ -2,7 +2,7 @@
 #ifndef ENCMGR_PLUGINS_FRAMES_H
 #define ENCMGR_PLUGINS_FRAMES_H
 
-#include "PluginRecords.h"
+#include "encmgr/PluginRecords.h"
 
 #include <array>
 #include <cstddef>

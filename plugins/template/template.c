@@ -25,7 +25,7 @@
  *
  * To make your own: give it FourCCs of its own, name the file wp*.dylib, and put it into the PlugIns folder.
  */
-#include "PluginRecords.h"
+#include "encmgr/PluginRecords.h"
 
 #include <stdio.h>
 #include <stdlib.h>

@@ -1,0 +1,62 @@
+#include "Common/Audio/ResampleRows.h"
+
+#include "Common/InstructionSet.h"
+
+#include <algorithm>
+#include <cstddef>
+
+void ResampleMono(const ResampleBlock& block, int first)
+{
+    for (int i = first; i < block.nOut; ++i) {
+        const double pos = (i + 1.0) * block.n / block.nOut - 1.0;
+        const int idx = static_cast<int>(pos + 1.0) - 1;
+        const int a = block.work[idx];
+        const int b = block.work[idx + 1];
+        const int value = a + static_cast<int>((b - a) * (pos - idx));
+        block.out[i] = static_cast<int16_t>(std::clamp(value, -32767, 32767));
+    }
+}
+
+// Nothing is clipped: the mix of two samples fits.
+void ResampleStereo(const ResampleBlock& block, int first)
+{
+    for (int i = first; i < block.nOut / 2; ++i) {
+        const double pos = (i + 1.0) * block.n / block.nOut - 1.0;
+        const int idx = static_cast<int>(pos + 1.0) - 1;
+        const double frac = pos - idx;
+        for (int c = 0; c < 2; ++c) {
+            const int a = block.work[2 * idx + c];
+            const int b = block.work[2 * idx + 2 + c];
+            block.out[2 * i + c] = static_cast<int16_t>(a + static_cast<int>((b - a) * frac));
+        }
+    }
+    if (block.nOut >= 2 && block.n >= 2) {
+        block.out[block.nOut - 2] = block.work[block.n - 2];
+        block.out[block.nOut - 1] = block.work[block.n - 1];
+    }
+}
+
+void MonoToStereo(const int16_t* src, int16_t* dst, int count)
+{
+    for (int i = 0; i < count; ++i) {
+        dst[2 * ptrdiff_t{i}] = src[i];
+        dst[2 * ptrdiff_t{i} + 1] = src[i];
+    }
+}
+
+void StereoToMono(const int16_t* src, int16_t* dst, int count)
+{
+    for (ptrdiff_t i = 0; i < count; ++i)
+        dst[i] = static_cast<int16_t>(src[2 * i] / 2 + src[2 * i + 1] / 2);
+}
+
+const ResampleTable& ResampleRows()
+{
+    constexpr ResampleTable plain = {ResampleMono, ResampleStereo, MonoToStereo, StereoToMono};
+#if ENCMGR_X86_SETS
+    static const RowTables<ResampleTable> tables(plain, OverwriteResampleSse41, OverwriteResampleAvx2);
+#else
+    static const RowTables<ResampleTable> tables(plain, nullptr, nullptr);
+#endif
+    return tables.Active();
+}

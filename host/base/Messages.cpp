@@ -1,0 +1,194 @@
+#include "host/base/Messages.h"
+
+#include "host/base/Text.h"
+#include "log/Log.h"
+#include "text/Strings.h"
+
+#include <algorithm>
+#include <cstdio>
+
+extern "C" {
+#include <libavutil/log.h>
+}
+
+namespace host
+{
+
+namespace
+{
+
+constexpr size_t kLinesKept = 200;
+
+// libav's log callback has no context of its own.
+Messages* s_messages = nullptr;
+
+void LibrarySink(void* context, const wchar_t* text)
+{
+    static_cast<Messages*>(context)->TakeLibraryLine(text);
+}
+
+// "[mp3 @ 0x55d0c8] text" tells people as much without where in memory it happened.
+std::string WithoutAddress(std::string text)
+{
+    const size_t at = text.find(" @ 0x");
+    const size_t end = text.find(']');
+    if (text.starts_with('[') && at < end && end != std::string::npos)
+        text.erase(at, end - at);
+    return text;
+}
+
+void MediaSink(void* context, int level, const char* format, va_list args)
+{
+    if (level > AV_LOG_WARNING || !s_messages)
+        return;
+    char text[1024];
+    static thread_local int prefix = 1; // whether a line begins
+    av_log_format_line2(context, level, format, args, text, sizeof(text), &prefix);
+    s_messages->TakeMediaText(level <= AV_LOG_ERROR, text);
+}
+
+// One line of a log that may hold several: line ends become one space each, and none is left at the end.
+std::string Cleaned(std::string text)
+{
+    text.erase(text.find_last_not_of(" \r\n\t") + 1);
+    std::string clean;
+    for (const char c : text) {
+        if (c == '\r' || c == '\n' || c == '\t') {
+            if (!clean.empty() && clean.back() != ' ')
+                clean += ' ';
+        } else {
+            clean += c;
+        }
+    }
+    return clean;
+}
+
+} // namespace
+
+Messages::Messages()
+{
+    s_messages = this;
+    KXLogSetSink(LibrarySink, this);
+    av_log_set_callback(MediaSink);
+}
+
+Messages::~Messages()
+{
+    EndStatus();
+    av_log_set_callback(av_log_default_callback);
+    KXLogSetSink(nullptr, nullptr);
+    s_messages = nullptr;
+}
+
+void Messages::Error(const std::string& text)
+{
+    Print("error: ", text);
+}
+
+void Messages::Cause(const std::string& text)
+{
+    Print("  cause: ", text);
+}
+
+void Messages::Warn(const std::string& text)
+{
+    if (m_volume != Volume::kQuiet)
+        Print("warning: ", text);
+}
+
+void Messages::Say(const std::string& text)
+{
+    if (m_volume != Volume::kQuiet)
+        Print("", text);
+}
+
+void Messages::Detail(const std::string& text)
+{
+    if (m_volume == Volume::kVerbose)
+        Print("", text);
+}
+
+void Messages::ShowStatus(const std::string& text)
+{
+    const std::lock_guard lock(m_mutex);
+    const size_t width = std::max(text.size(), m_statusWidth); // what was longer is blotted out
+    std::fprintf(stderr, "\r%-*s", static_cast<int>(width), text.c_str());
+    m_statusWidth = text.size();
+    std::fflush(stderr);
+}
+
+void Messages::EndStatus()
+{
+    const std::lock_guard lock(m_mutex);
+    WipeStatus();
+    std::fflush(stderr);
+}
+
+uint64_t Messages::Mark() const
+{
+    const std::lock_guard lock(m_mutex);
+    return m_firstLine + m_lines.size();
+}
+
+std::vector<std::string> Messages::LinesSince(uint64_t mark) const
+{
+    const std::lock_guard lock(m_mutex);
+    const uint64_t skip = mark > m_firstLine ? mark - m_firstLine : 0;
+    if (skip >= m_lines.size())
+        return {};
+    return {m_lines.begin() + static_cast<std::ptrdiff_t>(skip), m_lines.end()};
+}
+
+std::string Messages::TakeMediaError()
+{
+    const std::lock_guard lock(m_mutex);
+    std::string error;
+    error.swap(m_mediaError);
+    return error;
+}
+
+void Messages::TakeLibraryLine(const wchar_t* text)
+{
+    const std::lock_guard lock(m_mutex);
+    m_lines.push_back(Cleaned(text::ShownUtf8(text)));
+    if (m_volume == Volume::kVerbose)
+        Print("log: ", m_lines.back());
+    if (m_lines.size() > kLinesKept) {
+        m_lines.pop_front();
+        ++m_firstLine;
+    }
+}
+
+void Messages::TakeMediaText(bool isError, const std::string& text)
+{
+    const std::lock_guard lock(m_mutex);
+    m_mediaPart += text;
+    if (!m_mediaPart.ends_with('\n') && m_mediaPart.size() < 1000)
+        return;
+    const std::string line = Cleaned(WithoutAddress(m_mediaPart));
+    m_mediaPart.clear();
+    if (line.empty())
+        return;
+    if (isError)
+        m_mediaError = line;
+    if (m_volume == Volume::kVerbose)
+        Print("libav: ", line);
+}
+
+void Messages::Print(std::string_view kind, const std::string& text)
+{
+    const std::lock_guard lock(m_mutex);
+    WipeStatus();
+    std::fprintf(stderr, "encmgr: %.*s%s\n", static_cast<int>(kind.size()), kind.data(), text.c_str());
+    std::fflush(stderr);
+}
+
+void Messages::WipeStatus()
+{
+    if (!m_statusWidth)
+        return;
+    std::fprintf(stderr, "\r%*s\r", static_cast<int>(m_statusWidth), "");
+    m_statusWidth = 0;
+}
+
+} // namespace host

@@ -1,0 +1,39 @@
+// What is asked for of a job, as plain data.
+#ifndef ENCMGR_HOST_ENCODE_OPTIONS_H
+#define ENCMGR_HOST_ENCODE_OPTIONS_H
+
+#include "host/base/Values.h"
+
+#include <optional>
+#include <string>
+
+namespace host
+{
+
+// How a picture is fitted into the output, with the values of EncodeParamVideo::nResizeMethod.
+enum Fit { kFitStretch = 0, kFitKeep = 1, kFit16To9 = 2, kFit4To3 = 3, kFitCrop = 5 };
+
+struct EncodeOptions {
+    std::string input;
+    std::string audioInput; // empty: the input's own audio
+    std::string output;     // "-": the standard output
+    std::string format; // format and encoders by FourCC or name; empty: by the output's ending, and the first listed
+    std::string videoEncoder;
+    std::string audioEncoder;
+    bool noVideo = false;
+    bool noAudio = false;
+    std::optional<PictureSize> size;
+    std::optional<AVRational> frameRate;
+    std::optional<Fit> fit;
+    int interpolation = 0; // a value of EncodeParamVideo::nInterpolation
+    int videoBitRate = 0;  // 0 leaves it to the encoder
+    int audioBitRate = 0;
+    int sampleRate = 0; // 0: the source's
+    int channels = 0;   // 0: the source's
+    std::optional<int64_t> pictures;
+    bool overwrite = false;
+};
+
+} // namespace host
+
+#endif // ENCMGR_HOST_ENCODE_OPTIONS_H

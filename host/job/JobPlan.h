@@ -1,0 +1,28 @@
+// What a job is to be, from the options, the choice of format and encoders, and the source.
+#ifndef ENCMGR_HOST_JOB_PLAN_H
+#define ENCMGR_HOST_JOB_PLAN_H
+
+#include "encmgr/PluginRecords.h"
+#include "host/job/Catalogue.h"
+#include "host/sources/Source.h"
+
+namespace host
+{
+
+struct JobPlan {
+    EncodeParam param = {};
+    KXVideoInfo videoInfo = {};
+    KXAudioInfo audioInfo = {};
+    bool hasVideo = false;
+    bool hasAudio = false;
+    AVRational frameRate = {25, 1};  // of the output
+    std::optional<int64_t> pictures; // the output ends after so many
+};
+
+// Null for a stream that isn't used.
+JobPlan MakePlan(const EncodeOptions& options, const Choice& choice, const VideoFormat* video,
+                 const AudioFormat* audio);
+
+} // namespace host
+
+#endif // ENCMGR_HOST_JOB_PLAN_H

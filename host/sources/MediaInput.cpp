@@ -1,0 +1,386 @@
+#include "host/sources/MediaInput.h"
+
+#include "host/base/ExitCode.h"
+#include "host/base/Interrupt.h"
+#include "host/base/Messages.h"
+#include "host/base/Text.h"
+#include "host/base/Values.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <initializer_list>
+#include <new>
+#include <sys/stat.h>
+#include <unistd.h>
+
+extern "C" {
+#include <libavutil/display.h>
+}
+
+namespace host
+{
+
+namespace
+{
+
+constexpr AVRational kNanosecondBase = {1, static_cast<int>(kSecond)};
+
+// Stamps further from the file's start than this are no times; the start itself may be the date of a broadcast.
+constexpr Nanoseconds kFarthestTime = 1'000'000'000 * kSecond;
+constexpr Nanoseconds kFarthestStamp = 4 * kFarthestTime;
+
+// By how much audio stamps may be off the count of samples before they are believed.
+constexpr Nanoseconds kAudioTolerance = 20'000'000;
+
+// Longer gaps in the stamps of a stream are jumps of the clock. Transport streams and their like jump as a matter of
+// course; elsewhere a picture may well stand for minutes.
+constexpr Nanoseconds kLongestGap = 3600 * kSecond;
+constexpr Nanoseconds kLongestGapOfJumpyFormat = 10 * kSecond;
+
+// Reads that may fail in a row before the input counts as broken off.
+constexpr int kMostFailedReads = 16;
+
+int StopIfInterrupted(void*)
+{
+    return InterruptSignal() != 0;
+}
+
+constexpr const char* kStandardInput = "pipe:0";
+
+// What libavformat is to open. Existing files are marked as such, since a name with a colon looks like an address.
+std::string AddressOf(const std::string& name)
+{
+    if (name == "-")
+        return kStandardInput;
+    struct stat status = {};
+    const bool isFile = stat(name.c_str(), &status) == 0;
+    return isFile || name.find("://") == std::string::npos ? "file:" + name : name;
+}
+
+bool IsUsable(AVRational rate)
+{
+    return rate.num > 0 && rate.den > 0;
+}
+
+// The average rate, except that the measured average of a file with steady pictures lies a little beside the rate they
+// are at.
+AVRational FrameRateOf(const AVStream& stream)
+{
+    const AVRational average = stream.avg_frame_rate;
+    const AVRational steady = stream.r_frame_rate;
+    if (!IsUsable(average))
+        return IsUsable(steady) && av_q2d(steady) <= kHighestRate ? steady : AVRational{25, 1};
+    const bool isUsual = average.den == 1 || average.den == 1001;
+    if (!isUsual && IsUsable(steady) && std::fabs(av_q2d(steady) / av_q2d(average) - 1.0) < 0.002)
+        return steady;
+    return average;
+}
+
+bool IsWithin(Nanoseconds time, Nanoseconds limit)
+{
+    return time <= limit && time >= -limit;
+}
+
+Nanoseconds DurationOf(const AVFrame& frame, AVRational timeBase)
+{
+#if LIBAVUTIL_VERSION_INT >= AV_VERSION_INT(57, 30, 100)
+    const int64_t duration = frame.duration;
+#else
+    const int64_t duration = frame.pkt_duration;
+#endif
+    return duration > 0 ? av_rescale_q(duration, timeBase, kNanosecondBase) : 0;
+}
+
+const uint8_t* DisplayMatrixOf(const AVStream& stream)
+{
+#if LIBAVCODEC_VERSION_INT >= AV_VERSION_INT(60, 31, 102)
+    const AVPacketSideData* data = av_packet_side_data_get(
+        stream.codecpar->coded_side_data, stream.codecpar->nb_coded_side_data, AV_PKT_DATA_DISPLAYMATRIX);
+    return data && data->size >= 9 * sizeof(int32_t) ? data->data : nullptr;
+#else
+    size_t size = 0;
+    const uint8_t* data = av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, &size);
+    return data && size >= 9 * sizeof(int32_t) ? data : nullptr;
+#endif
+}
+
+// Cover pictures of music files are no video.
+bool IsVideo(const AVStream& stream)
+{
+    return stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO && !(stream.disposition & AV_DISPOSITION_ATTACHED_PIC);
+}
+
+bool IsAudio(const AVStream& stream)
+{
+    return stream.codecpar->codec_type == AVMEDIA_TYPE_AUDIO;
+}
+
+// The number of the first stream of a kind, -1 if there is none.
+int FirstOf(const AVFormatContext& container, bool (*isKind)(const AVStream&))
+{
+    for (unsigned i = 0; i < container.nb_streams; ++i)
+        if (isKind(*container.streams[i]))
+            return static_cast<int>(i);
+    return -1;
+}
+
+// The stream that libavformat prefers of a kind, otherwise the first.
+int BestOf(AVFormatContext& container, AVMediaType type, int related, bool (*isKind)(const AVStream&))
+{
+    const int best = av_find_best_stream(&container, type, -1, related, nullptr, 0);
+    return best >= 0 && isKind(*container.streams[best]) ? best : FirstOf(container, isKind);
+}
+
+} // namespace
+
+MediaInput::MediaInput(const std::string& name, Streams wanted, Messages& messages)
+    : m_address(AddressOf(name)), m_name(ShownName(name)), m_messages(messages), m_packet(av_packet_alloc()),
+      m_frame(NewFrame()), m_timeLine(kLongestGap)
+{
+    Open();
+    const int video = BestOf(*m_container, AVMEDIA_TYPE_VIDEO, -1, IsVideo);
+    const int audio = BestOf(*m_container, AVMEDIA_TYPE_AUDIO, video, IsAudio);
+    m_present = {video >= 0, audio >= 0};
+    for (unsigned i = 0; i < m_container->nb_streams; ++i)
+        m_container->streams[i]->discard = AVDISCARD_ALL;
+    if (wanted.video && video >= 0)
+        OpenVideo(video);
+    if (wanted.audio && audio >= 0)
+        OpenAudio(audio);
+}
+
+void MediaInput::Open()
+{
+    avformat_network_init();
+    if (m_address == kStandardInput && isatty(STDIN_FILENO))
+        throw HostError(kExitUsage, "the standard input is a terminal; a media file is to be piped into it");
+
+    AVFormatContext* container = avformat_alloc_context();
+    if (!container)
+        throw std::bad_alloc();
+    container->interrupt_callback.callback = StopIfInterrupted;
+    m_messages.TakeMediaError();
+    const int opened = avformat_open_input(&container, m_address.c_str(), nullptr, nullptr);
+    if (opened < 0) // the context is gone by now
+        throw HostError(kExitInput, Format("can't open %s: %s", m_name.c_str(), ErrorText(opened).c_str()));
+    m_container.reset(container);
+
+    // Any text file would pass as a picture of itself.
+    if (std::strcmp(container->iformat->name, "tty") == 0)
+        throw HostError(kExitInput, Format("can't open %s: it's a text", m_name.c_str()));
+    if (container->iformat->flags & AVFMT_TS_DISCONT)
+        m_timeLine = TimeLine(kLongestGapOfJumpyFormat);
+    const int probed = avformat_find_stream_info(container, nullptr);
+    if (probed < 0 && !InterruptSignal())
+        throw HostError(kExitInput, Format("can't read %s: %s", m_name.c_str(), ErrorText(probed).c_str()));
+
+    if (container->duration > 0 && container->duration < kFarthestTime / 1000)
+        m_duration = container->duration * 1000;
+    m_isDurationStated = container->duration_estimation_method != AVFMT_DURATION_FROM_BITRATE;
+    // What lies before 0 is the run-up of a codec and not meant to be heard.
+    if (container->start_time != AV_NOPTS_VALUE && container->start_time < kFarthestStamp / 1000)
+        m_start = std::max<Nanoseconds>(container->start_time, 0) * 1000;
+}
+
+void MediaInput::OpenDecoder(Track& track, int streamIndex)
+{
+    AVStream* const stream = m_container->streams[streamIndex];
+    const char* const kind = av_get_media_type_string(stream->codecpar->codec_type);
+    const AVCodec* const codec = avcodec_find_decoder(stream->codecpar->codec_id);
+    const char* const option = &track == &m_videoTrack ? "--vn" : "--an";
+    if (!codec)
+        throw HostError(kExitInput, Format("%s: there is no decoder for its %s, %s (%s leaves it out)", m_name.c_str(),
+                                           kind, avcodec_get_name(stream->codecpar->codec_id), option));
+    track.decoder.reset(avcodec_alloc_context3(codec));
+    if (!track.decoder || avcodec_parameters_to_context(track.decoder.get(), stream->codecpar) < 0)
+        throw std::bad_alloc();
+    track.decoder->pkt_timebase = stream->time_base;
+    track.decoder->thread_count = 0; // as many as there are processors
+    const int opened = avcodec_open2(track.decoder.get(), codec, nullptr);
+    if (opened < 0)
+        throw HostError(kExitInput, Format("%s: its %s can't be decoded: %s (%s leaves it out)", m_name.c_str(), kind,
+                                           ErrorText(opened).c_str(), option));
+    track.stream = stream;
+    stream->discard = AVDISCARD_DEFAULT;
+}
+
+void MediaInput::OpenVideo(int streamIndex)
+{
+    AVStream* const stream = m_container->streams[streamIndex];
+    const AVCodecParameters& par = *stream->codecpar;
+    if (par.width <= 0 || par.height <= 0) {
+        m_messages.Warn(Format("%s: its video has no picture size", m_name.c_str()));
+        return;
+    }
+    OpenDecoder(m_videoTrack, streamIndex);
+
+    const AVRational aspect = av_guess_sample_aspect_ratio(m_container.get(), stream, nullptr);
+    m_video = VideoFormat{par.width, par.height, FrameRateOf(*stream), IsUsable(aspect) ? aspect : AVRational{1, 1}};
+    m_pictures.emplace(par.width, par.height);
+
+    const Nanoseconds period = av_rescale(kSecond, m_video->frameRate.den, m_video->frameRate.num);
+    const Nanoseconds tick = av_rescale_q(1, stream->time_base, kNanosecondBase);
+    m_videoTrack.number =
+        m_timeLine.AddStream(m_video->frameRate, std::clamp<Nanoseconds>(tick, 1000, period / 4 + 1000));
+    RemarkOnRotation();
+}
+
+void MediaInput::OpenAudio(int streamIndex)
+{
+    AVStream* const stream = m_container->streams[streamIndex];
+    const AVCodecParameters& par = *stream->codecpar;
+    if (par.sample_rate <= 0 || par.ch_layout.nb_channels <= 0) {
+        m_messages.Warn(Format("%s: its audio has no sample rate", m_name.c_str()));
+        return;
+    }
+    OpenDecoder(m_audioTrack, streamIndex);
+    m_audio = AudioFormat{par.sample_rate, std::min(par.ch_layout.nb_channels, 2)};
+    m_samples.emplace(*m_audio);
+    m_audioTrack.number = m_timeLine.AddStream({par.sample_rate, 1}, kAudioTolerance);
+}
+
+void MediaInput::RemarkOnRotation()
+{
+    const uint8_t* const data = DisplayMatrixOf(*m_videoTrack.stream);
+    if (!data)
+        return;
+    int32_t matrix[9];
+    std::memcpy(matrix, data, sizeof(matrix));
+    const double angle = av_display_rotation_get(matrix);
+    if (std::isfinite(angle) && std::fabs(angle) >= 1.0)
+        m_messages.Warn(Format("%s is to be shown turned %s by %.0f degrees; its pictures are taken as they are stored",
+                               m_name.c_str(), angle > 0.0 ? "left" : "right", std::fabs(angle)));
+}
+
+Item MediaInput::Next()
+{
+    while (m_ready.empty() && !m_isAtEnd)
+        ReadPacket();
+    if (m_ready.empty())
+        return {};
+    Item item = std::move(m_ready.front());
+    m_ready.pop_front();
+    return item;
+}
+
+void MediaInput::ReadPacket()
+{
+    const int read = av_read_frame(m_container.get(), m_packet.get());
+    if (read == AVERROR(EAGAIN))
+        return;
+    if (read >= 0) {
+        if (m_failedReads > 0)
+            NoteDamage("data", ErrorText(AVERROR_INVALIDDATA));
+        m_failedReads = 0;
+        for (Track* track : {&m_videoTrack, &m_audioTrack})
+            if (track->stream && track->stream->index == m_packet->stream_index)
+                Decode(*track, m_packet.get());
+        av_packet_unref(m_packet.get());
+        return;
+    }
+
+    // A demuxer that met with damage may find its way again.
+    if (read == AVERROR_INVALIDDATA && ++m_failedReads < kMostFailedReads)
+        return;
+    m_isAtEnd = true;
+    const int failure = read != AVERROR_EOF ? read : m_container->pb ? m_container->pb->error : 0;
+    if (failure < 0 && failure != AVERROR_EOF && !InterruptSignal())
+        m_brokenOff = ErrorText(failure);
+    for (Track* track : {&m_videoTrack, &m_audioTrack})
+        if (track->stream)
+            Decode(*track, nullptr);
+}
+
+// Takes what the packet gives, or for null what the decoder still holds.
+void MediaInput::Decode(Track& track, const AVPacket* packet)
+{
+    const char* const kind = &track == &m_videoTrack ? "video" : "audio";
+    if (packet && !track.firstRead && packet->dts != AV_NOPTS_VALUE)
+        track.firstRead = packet->dts;
+    const int sent = avcodec_send_packet(track.decoder.get(), packet);
+    if (sent < 0 && sent != AVERROR_EOF)
+        NoteDamage(kind, ErrorText(sent));
+    for (;;) {
+        const int received = avcodec_receive_frame(track.decoder.get(), m_frame.get());
+        if (received == AVERROR(EAGAIN) || received == AVERROR_EOF)
+            return;
+        if (received < 0) {
+            NoteDamage(kind, ErrorText(received));
+            if (packet)
+                return;
+            continue; // the decoder goes on to its end
+        }
+        if (&track == &m_videoTrack)
+            TakePicture();
+        else
+            TakeAudio();
+        av_frame_unref(m_frame.get());
+    }
+}
+
+void MediaInput::TakePicture()
+{
+    if (m_frame->decode_error_flags || (m_frame->flags & AV_FRAME_FLAG_CORRUPT))
+        NoteDamage("video", "a damaged picture");
+    const Nanoseconds duration = DurationOf(*m_frame, m_videoTrack.stream->time_base);
+    const Nanoseconds time = Place(m_videoTrack, 1);
+    const auto frame = NewFrame();
+    if (!frame)
+        return;
+    av_frame_move_ref(frame.get(), m_frame.get());
+    if (auto picture = m_pictures->Convert(frame))
+        m_ready.push_back({Item::Kind::kPicture, time, duration, std::move(picture), {}});
+    else
+        NoteDamage("video", "a picture that can't be converted");
+}
+
+void MediaInput::TakeAudio()
+{
+    auto samples = m_samples->Convert(*m_frame);
+    if (!samples) {
+        NoteDamage("audio", "samples that can't be converted");
+        return;
+    }
+    if (samples->empty())
+        return;
+    const auto count = static_cast<int64_t>(samples->size()) / m_audio->channels;
+    m_ready.push_back({Item::Kind::kAudio, Place(m_audioTrack, count), 0, nullptr, std::move(*samples)});
+}
+
+// Where the frame just decoded falls.
+Nanoseconds MediaInput::Place(Track& track, int64_t units)
+{
+    std::optional<Nanoseconds> stamp;
+    if (m_frame->best_effort_timestamp != AV_NOPTS_VALUE) {
+        // A container without presentation times tells when the packet was read that made the decoder give the frame.
+        // With reordered pictures that is later, by the same delay for all of them.
+        int64_t counted = m_frame->best_effort_timestamp;
+        if (m_frame->pts == AV_NOPTS_VALUE && track.firstRead) {
+            if (!track.delay)
+                track.delay = counted - *track.firstRead;
+            counted -= *track.delay;
+        }
+        stamp = av_rescale_q(counted, track.stream->time_base, kNanosecondBase);
+        if (!m_start && IsWithin(*stamp, kFarthestStamp))
+            m_start = stamp;
+        if (IsWithin(*stamp, kFarthestStamp) && IsWithin(*stamp - m_start.value_or(0), kFarthestTime))
+            *stamp -= m_start.value_or(0);
+        else
+            stamp.reset();
+    }
+    const int jumps = m_timeLine.Jumps();
+    const Nanoseconds time = m_timeLine.Place(track.number, stamp, units);
+    if (jumps == 0 && m_timeLine.Jumps() > 0)
+        m_messages.Warn(Format("%s: its time stamps jump at %.3f s; the jump is closed up", m_name.c_str(),
+                               static_cast<double>(time) / static_cast<double>(kSecond)));
+    return time;
+}
+
+void MediaInput::NoteDamage(const char* what, const std::string& reason)
+{
+    if (m_damaged++ == 0)
+        m_messages.Warn(Format("%s: error in its %s: %s", m_name.c_str(), what, reason.c_str()));
+}
+
+} // namespace host

@@ -1,0 +1,67 @@
+// Media files, pipes and addresses, through libavformat and libavcodec.
+#ifndef ENCMGR_HOST_MEDIA_INPUT_H
+#define ENCMGR_HOST_MEDIA_INPUT_H
+
+#include "host/sources/Libav.h"
+#include "host/sources/PictureConverter.h"
+#include "host/sources/SampleConverter.h"
+#include "host/sources/Source.h"
+#include "host/sources/StampClock.h"
+
+#include <deque>
+
+namespace host
+{
+
+// Its best video and its best audio stream, decoded, with times that count from the start of the file. Decode errors
+// leave pieces out and go on.
+class MediaInput : public Source
+{
+public:
+    // Opens the input and the decoders of what is wanted and there. Throws HostError.
+    MediaInput(const std::string& name, Streams wanted, Messages& messages);
+
+    Item Next() override;
+
+private:
+    struct Track {
+        AVStream* stream = nullptr; // null: the track isn't used
+        LibavOwned<AVCodecContext> decoder;
+        size_t number = 0;                // in m_timeLine
+        std::optional<int64_t> firstRead; // decoding time of the first packet, in the stream's time base
+        std::optional<int64_t> delay;     // of the pictures behind the decoding times, if there are no others
+    };
+
+    void Open();
+    void OpenVideo(int streamIndex);
+    void OpenAudio(int streamIndex);
+    void OpenDecoder(Track& track, int streamIndex);
+    void RemarkOnRotation();
+
+    void ReadPacket();
+    void Decode(Track& track, const AVPacket* packet);
+    void TakePicture();
+    void TakeAudio();
+    Nanoseconds Place(Track& track, int64_t units);
+    void NoteDamage(const char* what, const std::string& reason);
+
+    std::string m_address; // for libavformat
+    std::string m_name;    // for people
+    Messages& m_messages;
+    LibavOwned<AVFormatContext> m_container;
+    LibavOwned<AVPacket> m_packet;
+    std::shared_ptr<AVFrame> m_frame; // the one just decoded
+    Track m_videoTrack;
+    Track m_audioTrack;
+    TimeLine m_timeLine;
+    std::optional<Nanoseconds> m_start; // of the file, in its own time
+    std::optional<PictureConverter> m_pictures;
+    std::optional<SampleConverter> m_samples;
+    std::deque<Item> m_ready;
+    bool m_isAtEnd = false;
+    int m_failedReads = 0; // in a row
+};
+
+} // namespace host
+
+#endif // ENCMGR_HOST_MEDIA_INPUT_H

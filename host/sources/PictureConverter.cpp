@@ -1,0 +1,142 @@
+#include "host/sources/PictureConverter.h"
+
+#include <utility>
+
+extern "C" {
+#include <libavutil/opt.h>
+#include <libavutil/pixdesc.h>
+#include <libswscale/swscale.h>
+}
+
+namespace host
+{
+
+namespace
+{
+
+// A picture of full range uses 0 to 255, one of limited range 16 to 235 (BT.601). The J formats say it by themselves.
+bool IsFullRange(const AVFrame& frame)
+{
+    switch (frame.format) {
+    case AV_PIX_FMT_YUVJ411P:
+    case AV_PIX_FMT_YUVJ420P:
+    case AV_PIX_FMT_YUVJ422P:
+    case AV_PIX_FMT_YUVJ440P:
+    case AV_PIX_FMT_YUVJ444P:
+        return true;
+    default:
+        return frame.color_range == AVCOL_RANGE_JPEG;
+    }
+}
+
+// The J formats are the others with the range in their name, which is told apart from the format here.
+AVPixelFormat PlainFormat(int format)
+{
+    switch (format) {
+    case AV_PIX_FMT_YUVJ411P:
+        return AV_PIX_FMT_YUV411P;
+    case AV_PIX_FMT_YUVJ420P:
+        return AV_PIX_FMT_YUV420P;
+    case AV_PIX_FMT_YUVJ422P:
+        return AV_PIX_FMT_YUV422P;
+    case AV_PIX_FMT_YUVJ440P:
+        return AV_PIX_FMT_YUV440P;
+    case AV_PIX_FMT_YUVJ444P:
+        return AV_PIX_FMT_YUV444P;
+    default:
+        return static_cast<AVPixelFormat>(format);
+    }
+}
+
+// Pictures in YUV keep their matrix, so what is set here must only be the same on both sides. RGB gets the one that
+// players assume, as the file carries no mark.
+int MatrixOf(const AVFrame& frame, int width, int height)
+{
+    const AVPixFmtDescriptor* descriptor = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
+    const bool isRgb = descriptor && (descriptor->flags & AV_PIX_FMT_FLAG_RGB);
+    if (isRgb || frame.colorspace == AVCOL_SPC_UNSPECIFIED || frame.colorspace == AVCOL_SPC_RGB)
+        return IsHighDefinition(width, height) ? SWS_CS_ITU709 : SWS_CS_ITU601;
+    return static_cast<int>(frame.colorspace);
+}
+
+} // namespace
+
+bool IsHighDefinition(int width, int height)
+{
+    return width >= 1280 || height > 576;
+}
+
+std::shared_ptr<AVFrame> NewFrame()
+{
+    return {av_frame_alloc(), [](AVFrame* frame) { av_frame_free(&frame); }};
+}
+
+PictureConverter::~PictureConverter()
+{
+    sws_freeContext(m_context);
+}
+
+bool PictureConverter::IsFinished(const AVFrame& frame) const
+{
+    return PlainFormat(frame.format) == AV_PIX_FMT_YUV420P && !IsFullRange(frame) && frame.width == m_width &&
+           frame.height == m_height && frame.linesize[0] > 0 && frame.linesize[1] > 0 && frame.linesize[2] > 0;
+}
+
+bool PictureConverter::Prepare(const AVFrame& frame)
+{
+    const Kind kind = {frame.width, frame.height, PlainFormat(frame.format), MatrixOf(frame, m_width, m_height),
+                       IsFullRange(frame)};
+    if (m_context && kind == m_kind)
+        return true;
+    sws_freeContext(m_context);
+    m_context = sws_alloc_context();
+    if (!m_context)
+        return false;
+    // The ranges have to be known when the context is set up: without a difference it may turn out to be a copy.
+    // These flags give the same bytes on every processor.
+    constexpr int flags = SWS_BICUBIC | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT | SWS_BITEXACT;
+    const std::pair<const char*, int> options[] = {
+        {"srcw", kind.width},
+        {"srch", kind.height},
+        {"src_format", kind.format},
+        {"src_range", kind.isFullRange},
+        {"dstw", m_width},
+        {"dsth", m_height},
+        {"dst_range", 0},
+        {"dst_format", AV_PIX_FMT_YUV420P},
+        {"sws_flags", flags},
+    };
+    for (const auto& [name, value] : options)
+        av_opt_set_int(m_context, name, value, 0);
+    if (sws_init_context(m_context, nullptr, nullptr) < 0) {
+        sws_freeContext(m_context);
+        m_context = nullptr;
+        return false;
+    }
+    constexpr int unity = 1 << 16;
+    const int* const matrix = sws_getCoefficients(kind.matrix);
+    // Refused for pairs of formats that need neither matrix nor range; nothing is lost then.
+    sws_setColorspaceDetails(m_context, matrix, kind.isFullRange, matrix, 0, 0, unity, unity);
+    m_kind = kind;
+    return true;
+}
+
+std::shared_ptr<const AVFrame> PictureConverter::Convert(const std::shared_ptr<const AVFrame>& frame)
+{
+    if (IsFinished(*frame))
+        return frame;
+    const auto converted = NewFrame();
+    if (!converted || !Prepare(*frame))
+        return nullptr;
+    converted->format = AV_PIX_FMT_YUV420P;
+    converted->width = m_width;
+    converted->height = m_height;
+    if (av_frame_get_buffer(converted.get(), 0) < 0)
+        return nullptr;
+    if (sws_scale(m_context, frame->data, frame->linesize, 0, frame->height, converted->data, converted->linesize) !=
+        m_height)
+        return nullptr;
+    return converted;
+}
+
+} // namespace host

@@ -1,0 +1,67 @@
+// Steady times from time stamps that a container has rounded, cut up or left out.
+#ifndef ENCMGR_HOST_STAMP_CLOCK_H
+#define ENCMGR_HOST_STAMP_CLOCK_H
+
+#include "host/sources/Source.h"
+
+#include <optional>
+#include <vector>
+
+namespace host
+{
+
+// One stream's clock. It counts samples or pictures from an anchor; a stamp within the tolerance of the count is taken
+// for rounding and gives way to the count, any other is true and becomes the new anchor. So a stream of constant rate
+// gets exact times however coarse the container's time base is, and real gaps stay.
+class StampClock
+{
+public:
+    // rate: units (samples, pictures) per second.
+    StampClock(AVRational rate, Nanoseconds tolerance) : m_rate(rate), m_tolerance(tolerance) {}
+
+    // Where the next unit falls by the count; nothing before the first stamp.
+    std::optional<Nanoseconds> Expected() const;
+
+    // The time of a piece of that many units; without a stamp it follows the one before, from 0 at first.
+    Nanoseconds Place(std::optional<Nanoseconds> stamp, int64_t units);
+
+private:
+    AVRational m_rate;
+    Nanoseconds m_tolerance;
+    std::optional<Nanoseconds> m_anchor;
+    int64_t m_units = 0; // since the anchor
+};
+
+// The clocks of a file's streams on one time line. Where a stream's stamps jump, as in recordings that were strung
+// together, the line is closed up, for all streams by the same amount if they jump together.
+class TimeLine
+{
+public:
+    // longestGap: a gap up to this is a real one.
+    explicit TimeLine(Nanoseconds longestGap) : m_longestGap(longestGap) {}
+
+    // Returns the stream's number for Place.
+    size_t AddStream(AVRational rate, Nanoseconds tolerance);
+
+    Nanoseconds Place(size_t stream, std::optional<Nanoseconds> stamp, int64_t units);
+
+    // Jumps closed up so far.
+    int Jumps() const { return m_jumps; }
+
+private:
+    struct Stream {
+        StampClock clock;
+        Nanoseconds offset; // added to its stamps
+    };
+
+    bool Fits(Nanoseconds stamp, Nanoseconds expected, Nanoseconds most) const;
+    Nanoseconds CloseUp(const Stream& stream, Nanoseconds stamp, Nanoseconds expected) const;
+
+    Nanoseconds m_longestGap;
+    std::vector<Stream> m_streams;
+    int m_jumps = 0;
+};
+
+} // namespace host
+
+#endif // ENCMGR_HOST_STAMP_CLOCK_H
