@@ -4,6 +4,7 @@
 #include "host/base/Interrupt.h"
 #include "host/base/Text.h"
 #include "host/job/Job.h"
+#include "host/job/JobWriter.h"
 
 #include <algorithm>
 

@@ -21,8 +21,19 @@ constexpr int64_t kSamplesPerBlock = 4096;
 // A picture may stand this long at the end, whatever its container says.
 constexpr Nanoseconds kLongestEnd = 3600 * kSecond;
 
-// A gap is filled in steps, between which the program can be interrupted.
+// A gap is filled in steps of a second, between which the program can be interrupted.
 constexpr Nanoseconds kHoldStep = kSecond;
+
+// How far from where they fall pictures may be put, in places. At the source's rate there is one for each, and stamps
+// may waver; at a lower one each place gets the nearest, but for the rounding of times.
+constexpr double kFarthest = 0.75;
+constexpr double kFarthestOfFewer = 0.501;
+
+double FarthestPlace(const JobPlan& plan)
+{
+    const bool isReduced = av_q2d(plan.frameRate) < plan.videoInfo.framerate * 0.999;
+    return isReduced ? kFarthestOfFewer : kFarthest;
+}
 
 // So many pieces in a row aren't written only if none can be written any more. An encoder may hold back fewer.
 constexpr int kMostRefusals = 500;
@@ -39,9 +50,9 @@ constexpr Nanoseconds kEndOfTime = 1'000'000'000 * kSecond;
 
 } // namespace
 
-Job::Job(const JobPlan& plan, TimeMerge& merge, JobWriter& writer, Progress& progress)
-    : m_plan(plan), m_merge(merge), m_writer(writer), m_progress(progress), m_videoOver(!plan.hasVideo),
-      m_audioOver(!plan.hasAudio)
+Job::Job(const JobPlan& plan, TimeMerge& merge, FrameWriter& writer, Progress& progress)
+    : m_plan(plan), m_merge(merge), m_writer(writer), m_progress(progress), m_places(FarthestPlace(plan)),
+      m_videoOver(!plan.hasVideo), m_audioOver(!plan.hasAudio)
 {
 }
 
@@ -86,7 +97,7 @@ Nanoseconds Job::FindOrigin()
     const double off = std::fabs(places - std::round(places));
     if ((off <= 1.0 / 3.0 && off / av_q2d(m_plan.frameRate) <= kUnnoticed) || lead > kLongestLead)
         return *block;
-    return *picture - TimeOfPicture(static_cast<int64_t>(std::ceil(places)));
+    return *picture - TimeOfPlace(static_cast<int64_t>(std::ceil(places)));
 }
 
 void Job::TakePicture(Item picture)
@@ -94,26 +105,20 @@ void Job::TakePicture(Item picture)
     const Nanoseconds time = picture.time;
     if (m_videoOver) {
         // That was by the count of pictures. All audio up to here has come by now.
-        m_audioOver = m_audioOver || time > TimeOfPicture(*m_plan.pictures) + kLongestWait;
+        m_audioOver = m_audioOver || time > TimeOfPlace(*m_plan.pictures) + kLongestWait;
         return;
     }
-    const bool isFirst = m_held.kind == Item::Kind::kEnd;
-    if (isFirst) {
-        // What stands before the first picture is that picture.
-        m_held = picture;
-        m_held.time = std::min<Nanoseconds>(time, 0);
-    }
-    if (m_plan.pictures && PictureDueAt(time) >= *m_plan.pictures) {
-        if (isFirst)
-            Write(m_held, m_held.time, false);
-        HoldUntil(TimeOfPicture(*m_plan.pictures));
-        m_videoOver = true;
-        m_held = {};
-        return;
-    }
-    HoldUntil(time);
-    m_held = std::move(picture);
-    Write(m_held, time, false);
+    m_videoOver = m_plan.pictures && NearestPlace(time) >= *m_plan.pictures;
+    m_end = EndOf(picture);
+    // What stands before the first picture is that picture.
+    const double position = m_hadPicture ? std::max(PositionOf(time), 0.0) : 0.0;
+    if (!m_videoOver || !m_hadPicture)
+        if (auto placed = m_places.Put(std::move(picture), position))
+            Show(std::move(*placed));
+    m_counts.dropped = m_places.Dropped();
+    m_hadPicture = true;
+    if (m_videoOver)
+        EndPictures();
 }
 
 void Job::TakeAudio(const Item& block)
@@ -124,7 +129,7 @@ void Job::TakeAudio(const Item& block)
     const int rate = m_plan.audioInfo.samplerate;
     int64_t count = static_cast<int64_t>(block.samples.size()) / channels;
     if (m_plan.pictures) {
-        const Nanoseconds rest = TimeOfPicture(*m_plan.pictures) - block.time;
+        const Nanoseconds rest = TimeOfPlace(*m_plan.pictures) - block.time;
         const int64_t most = rest > 0 ? av_rescale(rest, rate, kSecond) : 0;
         m_audioOver = most <= count;
         count = std::min(count, most);
@@ -142,62 +147,79 @@ void Job::TakeAudio(const Item& block)
     }
 }
 
-// The last picture stands as long as its source says.
+// Shows what still waits. The last picture stands as long as its source says, and none behind its end.
 void Job::EndPictures()
 {
-    if (m_held.kind == Item::Kind::kEnd || InterruptSignal() || IsRefused())
-        return;
-    Nanoseconds end = m_held.time + std::min(m_held.duration, kLongestEnd);
-    if (m_plan.pictures)
-        end = std::min(end, TimeOfPicture(*m_plan.pictures));
-    HoldUntil(end);
+    const int64_t end = m_videoOver && m_plan.pictures ? *m_plan.pictures : m_end;
+    while (!InterruptSignal() && !IsRefused()) {
+        auto placed = m_places.TakeFirst();
+        if (!placed)
+            break;
+        if (placed->place < end)
+            Show(std::move(*placed));
+        else
+            m_counts.dropped += !m_videoOver;
+    }
+    if (m_held.kind != Item::Kind::kEnd)
+        HoldUpTo(m_plan.pictures ? std::min(end, *m_plan.pictures) : end);
+    m_held = {};
 }
 
-// Brings the pictures up to just before the time with copies of the one held, if there is a gap.
-void Job::HoldUntil(Nanoseconds time)
+void Job::Show(PicturePlaces::Placed placed)
 {
-    const Nanoseconds period = TimeOfPicture(1);
-    if (time - m_held.time <= period + period / 2)
-        return;
-    const Nanoseconds step = std::max(kHoldStep, period);
-    for (Nanoseconds at = m_held.time + step; at < time - period; at += step) {
-        if (InterruptSignal() || IsRefused())
-            return;
-        Write(m_held, at, true);
+    if (m_held.kind == Item::Kind::kEnd)
+        m_held = placed.picture;
+    HoldUpTo(placed.place);
+    m_held = std::move(placed.picture);
+    Write(placed.place, false);
+}
+
+// Brings the output up to just before a place with copies of the picture held.
+void Job::HoldUpTo(int64_t place)
+{
+    const int64_t step = std::max<int64_t>(NearestPlace(kHoldStep), 1);
+    while (m_nextPlace < place && !InterruptSignal() && !IsRefused()) {
+        Write(std::min(m_nextPlace + step, place) - 1, true);
         m_progress.Update(m_counts, m_position);
     }
-    Write(m_held, time - period, true);
 }
 
-void Job::Write(const Item& picture, Nanoseconds time, bool isRepeat)
+// Writes the picture held at all places up to this one.
+void Job::Write(int64_t place, bool isRepeat)
 {
-    const int copies = std::max(0, m_writer.WritePicture(*picture.frame, time, picture.duration));
+    const Nanoseconds time = TimeOfPlace(place);
+    const int copies = std::max(0, m_writer.WritePicture(*m_held.frame, time, m_held.duration));
     m_counts.pictures += copies;
     m_counts.repeated += isRepeat ? copies : std::max(0, copies - 1);
-    m_counts.dropped += !isRepeat && copies == 0;
-    m_position = std::max(m_position, time + TimeOfPicture(1));
-    m_hadPicture = true;
-
-    // A picture whose place is taken was rightly left out.
-    const int64_t place = PictureDueAt(time);
-    if (copies > 0) {
-        m_nextPlace = place + 1;
-        m_pictureRefusals = 0;
-    } else if (place >= m_nextPlace) {
-        ++m_pictureRefusals;
-    }
+    m_pictureRefusals = copies > 0 ? 0 : m_pictureRefusals + 1;
+    m_position = std::max(m_position, TimeOfPlace(place + 1));
+    m_nextPlace = place + 1;
 }
 
-// As the library counts: the number of the output's picture that a time belongs to.
-int64_t Job::PictureDueAt(Nanoseconds time) const
+// The first place behind a picture that is the last one. Its duration may be that of a field, or not be known.
+int64_t Job::EndOf(const Item& picture) const
 {
-    const double place = static_cast<double>(time) / static_cast<double>(kSecond) * av_q2d(m_plan.frameRate);
-    return static_cast<int64_t>(place + 0.5);
+    constexpr double kRounding = 0.01;
+    const auto period = static_cast<Nanoseconds>(static_cast<double>(kSecond) / m_plan.videoInfo.framerate);
+    const Nanoseconds duration = std::min(picture.duration > 0 ? picture.duration : period, kLongestEnd);
+    const auto own = static_cast<int64_t>(PositionOf(picture.time) + kRounding);
+    return std::max(NearestPlace(picture.time + duration), own + 1);
 }
 
-Nanoseconds Job::TimeOfPicture(int64_t number) const
+// As the library counts, in places of the output.
+double Job::PositionOf(Nanoseconds time) const
 {
-    const Nanoseconds time = av_rescale(number, kSecond * m_plan.frameRate.den, m_plan.frameRate.num);
+    return static_cast<double>(time) / static_cast<double>(kSecond) * av_q2d(m_plan.frameRate);
+}
+
+int64_t Job::NearestPlace(Nanoseconds time) const
+{
+    return static_cast<int64_t>(PositionOf(time) + 0.5);
+}
+
+Nanoseconds Job::TimeOfPlace(int64_t place) const
+{
+    const Nanoseconds time = av_rescale(place, kSecond * m_plan.frameRate.den, m_plan.frameRate.num);
     return time < 0 ? kEndOfTime : time; // out of range
 }
 

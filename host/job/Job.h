@@ -2,7 +2,9 @@
 #ifndef ENCMGR_HOST_JOB_H
 #define ENCMGR_HOST_JOB_H
 
-#include "host/job/JobWriter.h"
+#include "host/job/FrameWriter.h"
+#include "host/job/JobPlan.h"
+#include "host/job/PicturePlaces.h"
 #include "host/job/Progress.h"
 #include "host/job/TimeMerge.h"
 
@@ -11,12 +13,13 @@ namespace host
 
 // Hands all that the sources give to the library. The clock starts with the first picture or sample of both.
 //
-// The library fills a gap in the pictures with copies of the picture that ends it, as a live source needs it. A file's
-// picture stands until the next one, so the job hands over the old one again, up to just before the new one.
+// The job decides which picture stands at which place of the output, and hands it over with that place's time, at which
+// the library writes it just once. A place without a picture of its own shows the one before, as a file's picture
+// stands until the next; the library by itself would show the one behind, as a live source needs it.
 class Job
 {
 public:
-    Job(const JobPlan& plan, TimeMerge& merge, JobWriter& writer, Progress& progress);
+    Job(const JobPlan& plan, TimeMerge& merge, FrameWriter& writer, Progress& progress);
 
     // Until the sources end, enough pictures are written, the program is interrupted, or the file takes no more.
     void Run();
@@ -40,17 +43,23 @@ private:
     void TakePicture(Item picture);
     void TakeAudio(const Item& block);
     void EndPictures();
-    void HoldUntil(Nanoseconds time);
-    void Write(const Item& picture, Nanoseconds time, bool isRepeat);
-    int64_t PictureDueAt(Nanoseconds time) const;
-    Nanoseconds TimeOfPicture(int64_t number) const;
+    void Show(PicturePlaces::Placed placed);
+    void HoldUpTo(int64_t place);
+    void Write(int64_t place, bool isRepeat);
+    int64_t EndOf(const Item& picture) const;
+    double PositionOf(Nanoseconds time) const;
+    int64_t NearestPlace(Nanoseconds time) const;
+    Nanoseconds TimeOfPlace(int64_t place) const;
 
     const JobPlan& m_plan;
     TimeMerge& m_merge;
-    JobWriter& m_writer;
+    FrameWriter& m_writer;
     Progress& m_progress;
     Nanoseconds m_origin = 0; // the start of the file, in the sources' time
-    Item m_held;              // the last picture, its time on the job's clock
+    PicturePlaces m_places;
+    Item m_held;             // the last picture shown, its time on the job's clock
+    int64_t m_end = 0;       // of the source's last picture, as the first place behind it
+    int64_t m_nextPlace = 0; // of the output, the first without a picture
     Nanoseconds m_position = 0;
     Counts m_counts;
     bool m_hadPicture = false;
@@ -58,7 +67,6 @@ private:
     bool m_wroteAudio = false;
     bool m_videoOver;
     bool m_audioOver;
-    int64_t m_nextPlace = 0;   // of the output, the first without a picture
     int m_pictureRefusals = 0; // in a row
     int m_audioRefusals = 0;   // in a row
 };

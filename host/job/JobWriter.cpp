@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <climits>
-#include <cmath>
 #include <cstring>
 
 extern "C" {
@@ -45,16 +44,6 @@ unsigned int TakeCloseReport(void* context, unsigned int failed, unsigned int pi
     auto& report = *static_cast<CloseReport*>(context);
     report = {true, failed == 0, pictures, milliseconds};
     return 0;
-}
-
-// A picture that falls just between two of the output's, as every other one does at half the rate, has to be left out
-// and not to take the place of the next, which is right on time. The library rounds, in doubles, and may go either way;
-// a tick less keeps all of them on the lower side.
-bool IsBetweenPlaces(Nanoseconds time, AVRational frameRate)
-{
-    const double place = static_cast<double>(time) / static_cast<double>(kSecond) * av_q2d(frameRate);
-    const double distance = std::fabs(place - std::floor(place) - 0.5) / av_q2d(frameRate);
-    return distance * static_cast<double>(kSecond) < 2.0 * static_cast<double>(kTick);
 }
 
 // The library goes on without a stream whose encoder can't be made, and only logs it.
@@ -106,7 +95,7 @@ int JobWriter::WritePicture(const AVFrame& picture, Nanoseconds time, Nanosecond
     frame.video.nPitchU = picture.linesize[1];
     frame.video.nPitchV = picture.linesize[2];
     frame.llTimeStamp = Ticks(time);
-    frame.llStreamTime = frame.llTimeStamp - IsBetweenPlaces(time, m_plan.frameRate);
+    frame.llStreamTime = frame.llTimeStamp;
     frame.nDuration = DurationTicks(duration);
     return FCWriteVideoFrame(m_job, &frame);
 }

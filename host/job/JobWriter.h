@@ -2,11 +2,10 @@
 #ifndef ENCMGR_HOST_JOB_WRITER_H
 #define ENCMGR_HOST_JOB_WRITER_H
 
+#include "host/job/FrameWriter.h"
 #include "host/job/JobPlan.h"
 #include "host/job/OutputFile.h"
 #include "host/sources/Source.h"
-
-#include <span>
 
 namespace host
 {
@@ -21,22 +20,19 @@ struct CloseReport {
     int64_t audioMilliseconds = 0;
 };
 
-class JobWriter
+class JobWriter final : public FrameWriter
 {
 public:
     // Creates the file. Throws HostError, also if a stream that was asked for has come to nothing.
     JobWriter(const JobPlan& plan, const OutputFile& output, Messages& messages);
 
     // Closes the file if Close hasn't been called.
-    ~JobWriter();
+    ~JobWriter() override;
     JobWriter(const JobWriter&) = delete;
     JobWriter& operator=(const JobWriter&) = delete;
 
-    // Times count from the start of the file. The picture has the plan's source size. Returns the copies written.
-    int WritePicture(const AVFrame& picture, Nanoseconds time, Nanoseconds duration);
-
-    // samples: in the plan's source format. Returns the library's result, 0 if nothing was written.
-    int WriteSamples(std::span<const int16_t> samples, Nanoseconds time);
+    int WritePicture(const AVFrame& picture, Nanoseconds time, Nanoseconds duration) override;
+    int WriteSamples(std::span<const int16_t> samples, Nanoseconds time) override;
 
     CloseReport Close();
 

@@ -24,6 +24,13 @@ struct LibavFree {
 
 template <class T> using LibavOwned = std::unique_ptr<T, LibavFree>;
 
+// A time of a stream; the extremes stay apart from all others.
+inline int64_t ToNanoseconds(int64_t units, AVRational timeBase)
+{
+    return av_rescale_q_rnd(units, timeBase, {1, 1'000'000'000},
+                            static_cast<AVRounding>(AV_ROUND_NEAR_INF | AV_ROUND_PASS_MINMAX));
+}
+
 inline std::string ErrorText(int error)
 {
     char text[AV_ERROR_MAX_STRING_SIZE] = {};

@@ -5,6 +5,7 @@
 #include "host/base/Messages.h"
 #include "host/base/Text.h"
 #include "host/base/Values.h"
+#include "host/sources/StampGrid.h"
 
 #include <algorithm>
 #include <cmath>
@@ -13,6 +14,7 @@
 #include <new>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 extern "C" {
 #include <libavutil/display.h>
@@ -24,11 +26,8 @@ namespace host
 namespace
 {
 
-constexpr AVRational kNanosecondBase = {1, static_cast<int>(kSecond)};
-
 // Stamps further from the file's start than this are no times; the start itself may be the date of a broadcast.
-constexpr Nanoseconds kFarthestTime = 1'000'000'000 * kSecond;
-constexpr Nanoseconds kFarthestStamp = 4 * kFarthestTime;
+constexpr Nanoseconds kFarthestTime = kFarthestStamp / 4;
 
 // By how much audio stamps may be off the count of samples before they are believed.
 constexpr Nanoseconds kAudioTolerance = 20'000'000;
@@ -37,6 +36,10 @@ constexpr Nanoseconds kAudioTolerance = 20'000'000;
 // course; elsewhere a picture may well stand for minutes.
 constexpr Nanoseconds kLongestGap = 3600 * kSecond;
 constexpr Nanoseconds kLongestGapOfJumpyFormat = 10 * kSecond;
+
+// What is read ahead of what can't be read twice, to see how its time stamps stand.
+constexpr size_t kPicturesAhead = 100;
+constexpr int64_t kBytesAhead = 32 << 20;
 
 // Reads that may fail in a row before the input counts as broken off.
 constexpr int kMostFailedReads = 16;
@@ -47,6 +50,7 @@ int StopIfInterrupted(void*)
 }
 
 constexpr const char* kStandardInput = "pipe:0";
+constexpr std::string_view kFilePrefix = "file:";
 
 // What libavformat is to open. Existing files are marked as such, since a name with a colon looks like an address.
 std::string AddressOf(const std::string& name)
@@ -55,7 +59,7 @@ std::string AddressOf(const std::string& name)
         return kStandardInput;
     struct stat status = {};
     const bool isFile = stat(name.c_str(), &status) == 0;
-    return isFile || name.find("://") == std::string::npos ? "file:" + name : name;
+    return isFile || name.find("://") == std::string::npos ? std::string(kFilePrefix) + name : name;
 }
 
 bool IsUsable(AVRational rate)
@@ -63,9 +67,9 @@ bool IsUsable(AVRational rate)
     return rate.num > 0 && rate.den > 0;
 }
 
-// The average rate, except that the measured average of a file with steady pictures lies a little beside the rate they
-// are at.
-AVRational FrameRateOf(const AVStream& stream)
+// What the container says: the average rate, except that the measured average of a file with steady pictures lies a
+// little beside the rate they are at.
+AVRational StatedRateOf(const AVStream& stream)
 {
     const AVRational average = stream.avg_frame_rate;
     const AVRational steady = stream.r_frame_rate;
@@ -75,6 +79,41 @@ AVRational FrameRateOf(const AVStream& stream)
     if (!isUsual && IsUsable(steady) && std::fabs(av_q2d(steady) / av_q2d(average) - 1.0) < 0.002)
         return steady;
     return average;
+}
+
+// A name that libavformat opens as a file, and that can be read twice.
+bool IsPlainFile(const std::string& address)
+{
+    struct stat status = {};
+    return address.starts_with(kFilePrefix) && stat(address.c_str() + kFilePrefix.size(), &status) == 0 &&
+           S_ISREG(status.st_mode);
+}
+
+// Whether it is the fields of interlaced pictures that have stamps of their own.
+bool IsOfFields(const AVStream& stream, AVRational measured, AVRational stated)
+{
+    return stream.codecpar->field_order > AV_FIELD_PROGRESSIVE &&
+           std::fabs(av_q2d(measured) / av_q2d(stated) - 2.0) < 0.01;
+}
+
+// Gives a packet's decoding time to the decoder, which hands it back with the frame that the packet holds.
+void Tag(AVPacket& packet, AVCodecContext& decoder)
+{
+#ifdef AV_CODEC_FLAG_COPY_OPAQUE
+    decoder.flags |= AV_CODEC_FLAG_COPY_OPAQUE;
+    packet.opaque = reinterpret_cast<void*>(static_cast<intptr_t>(packet.dts));
+#else
+    decoder.reordered_opaque = packet.dts;
+#endif
+}
+
+int64_t TagOf(const AVFrame& frame)
+{
+#ifdef AV_CODEC_FLAG_COPY_OPAQUE
+    return reinterpret_cast<intptr_t>(frame.opaque);
+#else
+    return frame.reordered_opaque;
+#endif
 }
 
 bool IsWithin(Nanoseconds time, Nanoseconds limit)
@@ -89,7 +128,7 @@ Nanoseconds DurationOf(const AVFrame& frame, AVRational timeBase)
 #else
     const int64_t duration = frame.pkt_duration;
 #endif
-    return duration > 0 ? av_rescale_q(duration, timeBase, kNanosecondBase) : 0;
+    return duration > 0 ? ToNanoseconds(duration, timeBase) : 0;
 }
 
 const uint8_t* DisplayMatrixOf(const AVStream& stream)
@@ -216,13 +255,10 @@ void MediaInput::OpenVideo(int streamIndex)
     OpenDecoder(m_videoTrack, streamIndex);
 
     const AVRational aspect = av_guess_sample_aspect_ratio(m_container.get(), stream, nullptr);
-    m_video = VideoFormat{par.width, par.height, FrameRateOf(*stream), IsUsable(aspect) ? aspect : AVRational{1, 1}};
+    const StampKind kind = KindOfVideo(streamIndex);
+    m_video = VideoFormat{par.width, par.height, kind.rate, IsUsable(aspect) ? aspect : AVRational{1, 1}};
     m_pictures.emplace(par.width, par.height);
-
-    const Nanoseconds period = av_rescale(kSecond, m_video->frameRate.den, m_video->frameRate.num);
-    const Nanoseconds tick = av_rescale_q(1, stream->time_base, kNanosecondBase);
-    m_videoTrack.number =
-        m_timeLine.AddStream(m_video->frameRate, std::clamp<Nanoseconds>(tick, 1000, period / 4 + 1000));
+    m_videoTrack.number = m_timeLine.AddStream(kind);
     RemarkOnRotation();
 }
 
@@ -237,7 +273,39 @@ void MediaInput::OpenAudio(int streamIndex)
     OpenDecoder(m_audioTrack, streamIndex);
     m_audio = AudioFormat{par.sample_rate, std::min(par.ch_layout.nb_channels, 2)};
     m_samples.emplace(*m_audio);
-    m_audioTrack.number = m_timeLine.AddStream({par.sample_rate, 1}, kAudioTolerance);
+    m_audioTrack.number = m_timeLine.AddStream({{par.sample_rate, 1}, kAudioTolerance});
+}
+
+// The rate is that of the grid on which the stamps stand, if they show one.
+StampKind MediaInput::KindOfVideo(int streamIndex)
+{
+    const AVStream& stream = *m_container->streams[streamIndex];
+    const AVRational stated = StatedRateOf(stream);
+    const Nanoseconds tick = ToNanoseconds(1, stream.time_base);
+    const auto stamps = IsPlainFile(m_address) ? StampsOfFile(m_address, streamIndex) : ReadAhead(streamIndex);
+    const StampGrid grid = FindGrid(stamps, tick, stated).value_or(StampGrid{stated, 0});
+    const AVRational rate = IsOfFields(stream, grid.rate, stated) ? stated : grid.rate;
+    const Nanoseconds period = av_rescale(kSecond, rate.den, rate.num);
+    if (grid.waver > 0)
+        return {rate, std::min(2 * grid.waver, period * 9 / 20), true};
+    return {rate, std::clamp<Nanoseconds>(tick, 1000, period / 4 + 1000)};
+}
+
+std::vector<Nanoseconds> MediaInput::ReadAhead(int streamIndex)
+{
+    StampProbe probe(m_container->streams[streamIndex]->time_base);
+    for (int64_t bytes = 0; probe.Count() < kPicturesAhead && bytes < kBytesAhead; bytes += m_ahead.back()->size) {
+        LibavOwned<AVPacket> packet(av_packet_alloc());
+        if (!packet)
+            throw std::bad_alloc();
+        m_readAhead = av_read_frame(m_container.get(), packet.get());
+        if (m_readAhead < 0)
+            break;
+        if (packet->stream_index == streamIndex)
+            probe.Add(*packet);
+        m_ahead.push_back(std::move(packet));
+    }
+    return probe.Take();
 }
 
 void MediaInput::RemarkOnRotation()
@@ -264,9 +332,19 @@ Item MediaInput::Next()
     return item;
 }
 
+// Leaves it in m_packet; returns what reading gave.
+int MediaInput::NextPacket()
+{
+    if (m_ahead.empty())
+        return m_readAhead < 0 ? std::exchange(m_readAhead, 0) : av_read_frame(m_container.get(), m_packet.get());
+    av_packet_move_ref(m_packet.get(), m_ahead.front().get());
+    m_ahead.pop_front();
+    return 0;
+}
+
 void MediaInput::ReadPacket()
 {
-    const int read = av_read_frame(m_container.get(), m_packet.get());
+    const int read = NextPacket();
     if (read == AVERROR(EAGAIN))
         return;
     if (read >= 0) {
@@ -293,11 +371,11 @@ void MediaInput::ReadPacket()
 }
 
 // Takes what the packet gives, or for null what the decoder still holds.
-void MediaInput::Decode(Track& track, const AVPacket* packet)
+void MediaInput::Decode(Track& track, AVPacket* packet)
 {
     const char* const kind = &track == &m_videoTrack ? "video" : "audio";
-    if (packet && !track.firstRead && packet->dts != AV_NOPTS_VALUE)
-        track.firstRead = packet->dts;
+    if (packet)
+        Tag(*packet, *track.decoder);
     const int sent = avcodec_send_packet(track.decoder.get(), packet);
     if (sent < 0 && sent != AVERROR_EOF)
         NoteDamage(kind, ErrorText(sent));
@@ -348,27 +426,31 @@ void MediaInput::TakeAudio()
     m_ready.push_back({Item::Kind::kAudio, Place(m_audioTrack, count), 0, nullptr, std::move(*samples)});
 }
 
-// Where the frame just decoded falls.
+// The time of the frame just decoded, from the start of the file, if it has one.
+//
+// A container without presentation times tells when the packet was read that made the decoder give the frame. With
+// reordered pictures that is later than they are to be shown, for all by as much as the first is behind its own packet.
+// libavformat may still guess presentation times for some of them, those that aren't held back: they are late as well.
+std::optional<Nanoseconds> MediaInput::StampOf(Track& track)
+{
+    const int64_t stamp = m_frame->best_effort_timestamp;
+    if (stamp == AV_NOPTS_VALUE)
+        return std::nullopt;
+    if (!track.delay) {
+        const int64_t read = m_frame->pts == AV_NOPTS_VALUE ? TagOf(*m_frame) : AV_NOPTS_VALUE;
+        track.delay = read == AV_NOPTS_VALUE ? 0 : stamp - read;
+    }
+    const Nanoseconds time = ToNanoseconds(stamp - *track.delay, track.stream->time_base);
+    if (!IsWithin(time, kFarthestStamp))
+        return std::nullopt;
+    if (!m_start)
+        m_start = time;
+    return IsWithin(time - *m_start, kFarthestTime) ? std::optional(time - *m_start) : std::nullopt;
+}
+
 Nanoseconds MediaInput::Place(Track& track, int64_t units)
 {
-    std::optional<Nanoseconds> stamp;
-    if (m_frame->best_effort_timestamp != AV_NOPTS_VALUE) {
-        // A container without presentation times tells when the packet was read that made the decoder give the frame.
-        // With reordered pictures that is later, by the same delay for all of them.
-        int64_t counted = m_frame->best_effort_timestamp;
-        if (m_frame->pts == AV_NOPTS_VALUE && track.firstRead) {
-            if (!track.delay)
-                track.delay = counted - *track.firstRead;
-            counted -= *track.delay;
-        }
-        stamp = av_rescale_q(counted, track.stream->time_base, kNanosecondBase);
-        if (!m_start && IsWithin(*stamp, kFarthestStamp))
-            m_start = stamp;
-        if (IsWithin(*stamp, kFarthestStamp) && IsWithin(*stamp - m_start.value_or(0), kFarthestTime))
-            *stamp -= m_start.value_or(0);
-        else
-            stamp.reset();
-    }
+    const auto stamp = StampOf(track);
     const int jumps = m_timeLine.Jumps();
     const Nanoseconds time = m_timeLine.Place(track.number, stamp, units);
     if (jumps == 0 && m_timeLine.Jumps() > 0)

@@ -7,6 +7,7 @@
 #include "host/sources/SampleConverter.h"
 #include "host/sources/Source.h"
 #include "host/sources/StampClock.h"
+#include "host/sources/StampProbe.h"
 
 #include <deque>
 
@@ -27,21 +28,24 @@ private:
     struct Track {
         AVStream* stream = nullptr; // null: the track isn't used
         LibavOwned<AVCodecContext> decoder;
-        size_t number = 0;                // in m_timeLine
-        std::optional<int64_t> firstRead; // decoding time of the first packet, in the stream's time base
-        std::optional<int64_t> delay;     // of the pictures behind the decoding times, if there are no others
+        size_t number = 0;            // in m_timeLine
+        std::optional<int64_t> delay; // of its frames behind their stamps, in the stream's time base
     };
 
     void Open();
     void OpenVideo(int streamIndex);
     void OpenAudio(int streamIndex);
     void OpenDecoder(Track& track, int streamIndex);
+    StampKind KindOfVideo(int streamIndex);
+    std::vector<Nanoseconds> ReadAhead(int streamIndex);
     void RemarkOnRotation();
 
+    int NextPacket();
     void ReadPacket();
-    void Decode(Track& track, const AVPacket* packet);
+    void Decode(Track& track, AVPacket* packet);
     void TakePicture();
     void TakeAudio();
+    std::optional<Nanoseconds> StampOf(Track& track);
     Nanoseconds Place(Track& track, int64_t units);
     void NoteDamage(const char* what, const std::string& reason);
 
@@ -50,7 +54,9 @@ private:
     Messages& m_messages;
     LibavOwned<AVFormatContext> m_container;
     LibavOwned<AVPacket> m_packet;
-    std::shared_ptr<AVFrame> m_frame; // the one just decoded
+    std::deque<LibavOwned<AVPacket>> m_ahead; // read, but not yet decoded
+    int m_readAhead = 0;                      // what reading gave behind them, if that was an error
+    std::shared_ptr<AVFrame> m_frame;         // the one just decoded
     Track m_videoTrack;
     Track m_audioTrack;
     TimeLine m_timeLine;

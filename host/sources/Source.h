@@ -22,6 +22,9 @@ class Messages;
 using Nanoseconds = int64_t;
 constexpr Nanoseconds kSecond = 1'000'000'000;
 
+// Stamps beyond are no times, and sums of them would leave 64 bits.
+constexpr Nanoseconds kFarthestStamp = 4'000'000'000 * kSecond;
+
 struct VideoFormat {
     int width;              // pixels of every picture
     int height;             //

@@ -1,5 +1,7 @@
 #include "host/sources/StampClock.h"
 
+#include <cstdlib>
+
 extern "C" {
 #include <libavutil/mathematics.h>
 }
@@ -16,31 +18,51 @@ constexpr Nanoseconds kDeepestStep = kSecond / 2;
 // The first piece of a stream may come late by a lot, but not by more than this.
 constexpr Nanoseconds kLatestStart = 3600 * kSecond;
 
+// The part of what a wavering stamp is off that its clock follows.
+constexpr int kSlowness = 8;
+
 } // namespace
 
 std::optional<Nanoseconds> StampClock::Expected() const
 {
-    if (!m_anchor)
-        return std::nullopt;
-    return *m_anchor + av_rescale(m_units, kSecond * m_rate.den, m_rate.num);
+    return m_anchor ? std::optional(TimeOf(m_units)) : std::nullopt;
+}
+
+Nanoseconds StampClock::TimeOf(int64_t units) const
+{
+    return *m_anchor + av_rescale(units, kSecond * m_kind.rate.den, m_kind.rate.num);
+}
+
+// Where units are missing, the next one may stand as many places further on. Only units that are longer than what
+// stamps are off can be told apart so.
+void StampClock::SkipMissing(Nanoseconds stamp)
+{
+    const Nanoseconds period = TimeOf(1) - *m_anchor;
+    if (period <= 2 * m_kind.tolerance || stamp < TimeOf(m_units))
+        return;
+    const int64_t units = av_rescale(stamp - *m_anchor, m_kind.rate.num, kSecond * m_kind.rate.den);
+    if (std::abs(stamp - TimeOf(units)) <= m_kind.tolerance)
+        m_units = units;
 }
 
 Nanoseconds StampClock::Place(std::optional<Nanoseconds> stamp, int64_t units)
 {
-    Nanoseconds time = Expected().value_or(0);
-    const bool isOff = stamp && (!m_anchor || *stamp - time > m_tolerance || time - *stamp > m_tolerance);
-    if (isOff || !m_anchor) {
-        time = stamp.value_or(0);
-        m_anchor = time;
+    if (m_anchor && stamp)
+        SkipMissing(*stamp);
+    if (!m_anchor || (stamp && std::abs(*stamp - TimeOf(m_units)) > m_kind.tolerance)) {
+        m_anchor = stamp.value_or(0);
         m_units = 0;
     }
+    const Nanoseconds time = TimeOf(m_units);
+    if (stamp && m_kind.isWavering)
+        *m_anchor += (*stamp - time) / kSlowness;
     m_units += units;
     return time;
 }
 
-size_t TimeLine::AddStream(AVRational rate, Nanoseconds tolerance)
+size_t TimeLine::AddStream(const StampKind& kind)
 {
-    m_streams.push_back({StampClock(rate, tolerance), 0});
+    m_streams.push_back({StampClock(kind), 0});
     return m_streams.size() - 1;
 }
 

@@ -10,14 +10,20 @@
 namespace host
 {
 
-// One stream's clock. It counts samples or pictures from an anchor; a stamp within the tolerance of the count is taken
-// for rounding and gives way to the count, any other is true and becomes the new anchor. So a stream of constant rate
-// gets exact times however coarse the container's time base is, and real gaps stay.
+// What a stream's stamps are like.
+struct StampKind {
+    AVRational rate;         // units (samples, pictures) per second
+    Nanoseconds tolerance;   // a stamp so near to the count is taken for rounding and gives way to it
+    bool isWavering = false; // and for a waver around it, which it slowly follows
+};
+
+// One stream's clock. It counts samples or pictures from an anchor; a stamp within the tolerance of the count, or of a
+// later unit where some are missing, gives way to the count. Any other is true and becomes the new anchor. So a stream
+// of constant rate gets exact times however coarse the container's time base is, and real gaps stay.
 class StampClock
 {
 public:
-    // rate: units (samples, pictures) per second.
-    StampClock(AVRational rate, Nanoseconds tolerance) : m_rate(rate), m_tolerance(tolerance) {}
+    explicit StampClock(const StampKind& kind) : m_kind(kind) {}
 
     // Where the next unit falls by the count; nothing before the first stamp.
     std::optional<Nanoseconds> Expected() const;
@@ -26,8 +32,10 @@ public:
     Nanoseconds Place(std::optional<Nanoseconds> stamp, int64_t units);
 
 private:
-    AVRational m_rate;
-    Nanoseconds m_tolerance;
+    Nanoseconds TimeOf(int64_t units) const;
+    void SkipMissing(Nanoseconds stamp);
+
+    StampKind m_kind;
     std::optional<Nanoseconds> m_anchor;
     int64_t m_units = 0; // since the anchor
 };
@@ -41,7 +49,7 @@ public:
     explicit TimeLine(Nanoseconds longestGap) : m_longestGap(longestGap) {}
 
     // Returns the stream's number for Place.
-    size_t AddStream(AVRational rate, Nanoseconds tolerance);
+    size_t AddStream(const StampKind& kind);
 
     Nanoseconds Place(size_t stream, std::optional<Nanoseconds> stamp, int64_t units);
 

@@ -1,0 +1,279 @@
+// The job's way from scripted sources to a recording writer: which picture stands where, and what becomes of audio.
+#include "host/base/Messages.h"
+#include "host/job/Job.h"
+#include "tests/HostHarness.h"
+
+#include <algorithm>
+#include <cmath>
+#include <gtest/gtest.h>
+
+namespace
+{
+
+using namespace host;
+
+constexpr Nanoseconds kMs = 1'000'000;
+
+// Writes as the library does: at each call all places up to the one of the time, with the picture of the call.
+class RecordingWriter : public FrameWriter
+{
+public:
+    explicit RecordingWriter(AVRational rate) : m_rate(rate) {}
+
+    int WritePicture(const AVFrame& picture, Nanoseconds time, Nanoseconds) override
+    {
+        if (refuses)
+            return 0;
+        const double ticks = std::floor(static_cast<double>(time) / 100.0);
+        const auto due = static_cast<size_t>(ticks / 1e7 * av_q2d(m_rate) + 0.5) + 1;
+        const int copies = static_cast<int>(due - std::min(due, shown.size()));
+        shown.insert(shown.end(), static_cast<size_t>(copies), static_cast<int>(picture.pts));
+        longestRun = std::max(longestRun, copies);
+        return copies;
+    }
+    int WriteSamples(std::span<const int16_t> part, Nanoseconds time) override
+    {
+        if (refuses)
+            return 0;
+        blocks.emplace_back(time, part.size());
+        samples.insert(samples.end(), part.begin(), part.end());
+        return 1;
+    }
+
+    std::vector<int> shown; // the number of the picture at each place
+    int longestRun = 0;     // copies of one call
+    std::vector<std::pair<Nanoseconds, size_t>> blocks;
+    std::vector<int16_t> samples;
+    bool refuses = false;
+
+private:
+    AVRational m_rate;
+};
+
+// A picture that knows its number.
+Item Numbered(int number, Nanoseconds time, Nanoseconds duration = 0)
+{
+    const std::shared_ptr<AVFrame> frame(av_frame_alloc(), [](AVFrame* f) { av_frame_free(&f); });
+    frame->pts = number;
+    return {Item::Kind::kPicture, time, duration, frame, {}};
+}
+
+struct Result {
+    RecordingWriter writer;
+    Counts counts;
+    bool isRefused;
+};
+
+// sourceRate 0: no pictures.
+Result RunJob(std::vector<Item> items, AVRational sourceRate, AVRational rate, std::optional<int64_t> pictures = {},
+              bool refuses = false)
+{
+    JobPlan plan;
+    plan.hasVideo = sourceRate.num > 0;
+    plan.hasAudio =
+        std::any_of(items.begin(), items.end(), [](const Item& item) { return item.kind == Item::Kind::kAudio; });
+    plan.frameRate = rate;
+    plan.videoInfo.framerate = plan.hasVideo ? av_q2d(sourceRate) : 0.0;
+    plan.audioInfo = {1000, 1, 16};
+    plan.pictures = pictures;
+
+    Messages messages;
+    messages.SetVolume(Volume::kQuiet);
+    const OutputFile output("nowhere");
+    Progress progress(messages, output, 0, true);
+    ScriptedSource source(std::move(items));
+    TimeMerge merge(plan.hasVideo ? &source : nullptr, plan.hasAudio ? &source : nullptr);
+    RecordingWriter writer(rate);
+    writer.refuses = refuses;
+    Job job(plan, merge, writer, progress);
+    job.Run();
+    return {std::move(writer), job.GetCounts(), job.IsRefused()};
+}
+
+std::vector<Item> Steady(double rate, int pictures, double startMs = 0.0)
+{
+    std::vector<Item> items;
+    for (int i = 0; i < pictures; ++i)
+        items.push_back(Numbered(i, std::llround((startMs + 1000.0 * i / rate) * 1e6), std::llround(1e9 / rate)));
+    return items;
+}
+
+std::vector<int> Counting(int count)
+{
+    std::vector<int> numbers(static_cast<size_t>(count));
+    for (int i = 0; i < count; ++i)
+        numbers[static_cast<size_t>(i)] = i;
+    return numbers;
+}
+
+// ---- places ----
+
+struct PlaceCase {
+    const char* name;
+    double farthest;
+    std::vector<double> positions;
+    std::vector<int> shown; // at each place, -1 where none has its own
+};
+
+class Places : public testing::TestWithParam<PlaceCase>
+{
+};
+
+TEST_P(Places, GoToThePicturesNearThem)
+{
+    PicturePlaces places(GetParam().farthest);
+    std::vector<int> shown;
+    const auto show = [&](const std::optional<PicturePlaces::Placed>& placed) {
+        shown.resize(static_cast<size_t>(placed->place), -1);
+        shown.push_back(static_cast<int>(placed->picture.time));
+    };
+    int number = 0;
+    for (const double position : GetParam().positions)
+        if (const auto placed = places.Put(Picture(number++), position))
+            show(placed);
+    while (const auto placed = places.TakeFirst())
+        show(placed);
+    EXPECT_EQ(shown, GetParam().shown);
+    EXPECT_EQ(places.Dropped(), number - std::count_if(shown.begin(), shown.end(), [](int n) { return n >= 0; }));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Pictures, Places,
+    testing::Values(PlaceCase{"OneForEach", 0.75, {0, 1, 2, 3}, {0, 1, 2, 3}},
+                    PlaceCase{"GapsStayFree", 0.75, {0, 1, 4}, {0, 1, -1, -1, 2}},
+                    PlaceCase{"WaveringOnesKeepTheirOwn", 0.75, {0, 1.6, 1.9, 3.3, 3.8}, {0, 1, 2, 3, 4}},
+                    PlaceCase{"HalvesTakeTurnsNeither", 0.75, {0, 1.5, 2.4999, 3.5, 4.4999}, {0, 1, 2, 3, 4}},
+                    PlaceCase{"NoPlaceLeft", 0.75, {0, 1, 1.2, 2}, {0, 1, 3}},
+                    PlaceCase{"HalfTheRate", 0.501, {0, 0.5, 1, 1.5, 2, 2.5}, {0, 2, 4, 5}},
+                    PlaceCase{"TwoOfFive", 0.501, {0, 0.4, 0.8, 1.2, 1.6, 2.0, 2.4, 2.8, 3.2}, {0, 2, 5, 7}},
+                    PlaceCase{"NearestOfMany", 0.501, {0, .2, .4, .6, .8, 1.0, 1.2, 1.4, 1.7, 2.2}, {0, 5, 9}},
+                    PlaceCase{"BackwardsFindNone", 0.75, {5, 6, 2, 7}, {-1, -1, -1, -1, -1, 0, 1, 3}}),
+    [](const auto& test) { return test.param.name; });
+
+// ---- rates ----
+
+TEST(JobRates, EqualOnesShowEachPictureOnce)
+{
+    for (const AVRational rate : {AVRational{25, 1}, {30000, 1001}, {60, 1}, {199, 1}}) {
+        const Result result = RunJob(Steady(av_q2d(rate), 300), rate, rate);
+        EXPECT_EQ(result.writer.shown, Counting(300)) << av_q2d(rate);
+        EXPECT_EQ(result.counts.repeated, 0);
+        EXPECT_EQ(result.counts.dropped, 0);
+    }
+}
+
+TEST(JobRates, LowerOnesShowThePictureNearestToEachPlace)
+{
+    struct Rates {
+        double from;
+        AVRational to;
+    };
+    for (const auto& [from, to] :
+         {Rates{60, {24, 1}}, {50, {25, 1}}, {30000.0 / 1001, {25, 1}}, {25, {24, 1}}, {30, {1, 1}}}) {
+        const auto result = RunJob(Steady(from, 300), av_d2q(from, 100000), to);
+        const auto& shown = result.writer.shown;
+        ASSERT_EQ(shown.size(), static_cast<size_t>(std::llround(300 / from * av_q2d(to))));
+        for (size_t place = 0; place < shown.size(); ++place) {
+            const double position = static_cast<double>(place) / av_q2d(to) * from; // in pictures
+            EXPECT_LE(std::fabs(shown[place] - std::min(position, 299.0)), 0.5 + 1e-6) << from << " place " << place;
+        }
+        EXPECT_EQ(result.counts.pictures, static_cast<int64_t>(shown.size()));
+        EXPECT_EQ(result.counts.repeated, 0);
+        EXPECT_EQ(result.counts.dropped, 300 - result.counts.pictures);
+    }
+}
+
+TEST(JobRates, HigherOnesRepeatThePictureBefore)
+{
+    const Result result = RunJob(Steady(24, 4), {24, 1}, {60, 1});
+    EXPECT_EQ(result.writer.shown, (std::vector<int>{0, 0, 0, 1, 1, 2, 2, 2, 3, 3}));
+    EXPECT_EQ(result.counts.repeated, 6);
+    EXPECT_EQ(result.counts.dropped, 0);
+}
+
+TEST(JobRates, AGapShowsThePictureBeforeIt)
+{
+    std::vector<Item> items = Steady(25, 3);
+    items.push_back(Numbered(3, 10'000 * kMs, 40 * kMs));
+    const Result result = RunJob(std::move(items), {25, 1}, {25, 1});
+    ASSERT_EQ(result.writer.shown.size(), 251u);
+    EXPECT_EQ(result.writer.shown[249], 2);
+    EXPECT_EQ(result.writer.shown[250], 3);
+    EXPECT_EQ(result.counts.repeated, 247);
+    EXPECT_LE(result.writer.longestRun, 25); // in steps of a second, between which one can interrupt
+}
+
+// ---- the start and the end ----
+
+TEST(JobStart, IsTheFirstTimeOfBothStreams)
+{
+    // Pictures that fall on places, or so near that nobody notices, leave the audio's time alone.
+    std::vector<Item> items = Steady(25, 10, 1090);
+    items.push_back(Block(1000 * kMs, 500));
+    const Result near = RunJob(items, {25, 1}, {25, 1});
+    ASSERT_EQ(near.writer.blocks.size(), 1u);
+    EXPECT_EQ(near.writer.blocks[0].first, 0);
+    EXPECT_EQ(near.writer.shown, (std::vector<int>{0, 0, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9}));
+
+    // Others move the start back to a place.
+    items = Steady(25, 10, 1100);
+    items.push_back(Block(1000 * kMs, 500));
+    const Result between = RunJob(items, {25, 1}, {25, 1});
+    EXPECT_EQ(between.writer.blocks[0].first, 20 * kMs);
+    EXPECT_EQ(between.writer.shown.size(), 13u);
+
+    items = Steady(25, 10, 1000);
+    items.push_back(Block(1100 * kMs, 500));
+    EXPECT_EQ(RunJob(items, {25, 1}, {25, 1}).writer.blocks[0].first, 100 * kMs);
+}
+
+TEST(JobEnd, HoldsTheLastPictureAsLongAsItsSourceSays)
+{
+    std::vector<Item> items = Steady(25, 3);
+    items.back().duration = 220 * kMs;
+    EXPECT_EQ(RunJob(items, {25, 1}, {25, 1}).writer.shown, (std::vector<int>{0, 1, 2, 2, 2, 2, 2, 2}));
+    items.back().duration = int64_t{1} << 62; // no more than an hour
+    EXPECT_EQ(RunJob(items, {25, 1}, {25, 1}).writer.shown.size(), 90002u);
+}
+
+TEST(JobEnd, ComesAfterSoManyPicturesAndTheirAudio)
+{
+    const auto source = [] {
+        std::vector<Item> items = Steady(25, 400);
+        for (int i = 0; i < 16; ++i)
+            items.insert(items.begin() + i * 25 + i, Block(i * kSecond, 1000));
+        return items;
+    };
+    const Result cut = RunJob(source(), {25, 1}, {25, 1}, 40);
+    EXPECT_EQ(cut.writer.shown, Counting(40));
+    EXPECT_EQ(cut.writer.samples.size(), 1600u);
+    EXPECT_EQ(RunJob(source(), {25, 1}, {50, 1}, 40).writer.samples.size(), 800u);
+    // A single picture that stands until the end; one that comes far too late.
+    EXPECT_EQ(RunJob({Numbered(0, 0), Numbered(1, 60 * kSecond)}, {25, 1}, {25, 1}, 30).writer.shown,
+              std::vector<int>(30, 0));
+}
+
+// ---- audio ----
+
+TEST(JobAudio, GoesInShortBlocksWithTheirTimes)
+{
+    Item block = Block(0, 9000);
+    for (size_t i = 0; i < block.samples.size(); ++i)
+        block.samples[i] = static_cast<int16_t>(i);
+    const auto samples = block.samples;
+    const Result result = RunJob({std::move(block), Block(9500 * kMs, 100)}, {0, 1}, {25, 1});
+    using Blocks = std::vector<std::pair<Nanoseconds, size_t>>;
+    EXPECT_EQ(result.writer.blocks, (Blocks{{0, 4096}, {4096 * kMs, 4096}, {8192 * kMs, 808}, {9500 * kMs, 100}}));
+    EXPECT_TRUE(std::equal(samples.begin(), samples.end(), result.writer.samples.begin()));
+}
+
+TEST(JobRefusal, EndsAJobThatNothingIsWrittenOf)
+{
+    const Result result = RunJob(Steady(25, 5000), {25, 1}, {25, 1}, {}, true);
+    EXPECT_TRUE(result.isRefused);
+    EXPECT_EQ(result.counts.pictures, 0);
+    std::vector<Item> blocks(600, Block(0, 10));
+    EXPECT_TRUE(RunJob(std::move(blocks), {0, 1}, {25, 1}, {}, true).isRefused);
+}
+
+} // namespace

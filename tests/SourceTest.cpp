@@ -1,0 +1,146 @@
+// Media files as sources: pictures once each, with the times at which they stand. The ffmpeg command makes the files
+// and decodes them for comparison.
+#include "host/base/Messages.h"
+#include "host/sources/MediaInput.h"
+#include "tests/HostHarness.h"
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <iterator>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace
+{
+
+using namespace host;
+
+constexpr int kWidth = 64, kHeight = 48;
+
+class SourceTest : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        m_folder = std::filesystem::temp_directory_path() / ("encmgr-source-test-" + std::to_string(getpid()));
+        std::filesystem::create_directories(m_folder);
+    }
+    void TearDown() override { std::filesystem::remove_all(m_folder); }
+
+    std::string Path(const std::string& name) const { return (m_folder / name).string(); }
+
+    void Ffmpeg(const std::string& arguments) const
+    {
+        const std::string command =
+            "cd " + m_folder.string() + " && ffmpeg -v error -nostdin -y " + arguments + " </dev/null 2>&1";
+        FILE* pipe = popen(command.c_str(), "r");
+        std::string said;
+        for (int c; (c = std::fgetc(pipe)) != EOF;)
+            said += static_cast<char>(c);
+        ASSERT_EQ(pclose(pipe), 0) << command << "\n" << said;
+    }
+
+    // A moving picture of 3 seconds through a filter that moves its times or leaves pictures out.
+    void Make(const std::string& name, const std::string& rate, const std::string& filter) const
+    {
+        Ffmpeg("-f lavfi -i testsrc2=size=64x48:rate=" + rate + " -t 3 -vf 'settb=1/90000," + filter +
+               "' -vsync passthrough -enc_time_base 1/90000 -c:v libx264 -bf 2 -pix_fmt yuv420p " + name);
+    }
+
+    std::filesystem::path m_folder;
+};
+
+struct Pictures {
+    AVRational rate;
+    std::vector<Nanoseconds> times;
+    std::string bytes; // of all planes
+};
+
+Pictures ReadAll(const std::string& name)
+{
+    Messages messages;
+    messages.SetVolume(Volume::kQuiet);
+    MediaInput input(name, {true, false}, messages);
+    Pictures pictures = {input.Video()->frameRate, {}, {}};
+    for (Item item = input.Next(); item.kind != Item::Kind::kEnd; item = input.Next()) {
+        pictures.times.push_back(item.time);
+        for (int plane = 0; plane < 3; ++plane)
+            for (int y = 0; y < (plane ? kHeight / 2 : kHeight); ++y)
+                pictures.bytes.append(
+                    reinterpret_cast<const char*>(item.frame->data[plane] + y * item.frame->linesize[plane]),
+                    plane ? kWidth / 2 : kWidth);
+    }
+    return pictures;
+}
+
+// A picture's place on the grid of its rate, times 1000.
+std::vector<int64_t> PlacesOf(const Pictures& pictures)
+{
+    std::vector<int64_t> places;
+    for (const Nanoseconds time : pictures.times)
+        places.push_back(
+            av_rescale(time - pictures.times.front(), 1000LL * pictures.rate.num, kSecond * pictures.rate.den));
+    return places;
+}
+
+} // namespace
+
+TEST_F(SourceTest, OldRecordersReorderedPicturesComeOnceEach)
+{
+    // AVI tells when packets are to be decoded, and libavformat guesses times of presentation for some of them.
+    for (const std::string codec : {"-c:v mpeg4 -bf 2 -q:v 3", "-c:v libx264 -bf 3", "-c:v mpeg2video -bf 2 -q:v 3"}) {
+        Ffmpeg("-f lavfi -i testsrc2=size=64x48:rate=25 -t 3 -pix_fmt yuv420p " + codec + " old.avi");
+        Ffmpeg("-i old.avi -f rawvideo expected.yuv");
+        const Pictures pictures = ReadAll(Path("old.avi"));
+        std::ifstream stream(Path("expected.yuv"), std::ios::binary);
+        const std::string expected((std::istreambuf_iterator<char>(stream)), std::istreambuf_iterator<char>());
+        EXPECT_EQ(expected.size(), 75u * kWidth * kHeight * 3 / 2);
+        EXPECT_TRUE(pictures.bytes == expected) << codec;
+        ASSERT_EQ(pictures.times.size(), 75u) << codec;
+        for (size_t i = 0; i < pictures.times.size(); ++i)
+            EXPECT_EQ(pictures.times[i], static_cast<Nanoseconds>(i) * kSecond / 25) << codec;
+    }
+}
+
+TEST_F(SourceTest, TheRateIsThatOfTheGrid)
+{
+    struct Case {
+        const char* rate;
+        const char* filter;
+        AVRational expected;
+        std::vector<int64_t> firstPlaces; // times 1000
+    };
+    const Case cases[] = {
+        {"30", "select=mod(n\\,3)", {30, 1}, {0, 1000, 3000, 4000, 6000}},
+        {"25", "setpts=if(eq(N\\,0)\\,0\\,PTS+0.02/TB)", {25, 1}, {0, 1500, 2500, 3500}},
+        {"30000/1001", "select=not(between(n\\,2\\,40))", {30000, 1001}, {0, 1000, 41000, 42000}},
+        {"50", "select=lt(n\\,50)*not(mod(n\\,2))+gte(n\\,50)", {50, 1}, {0, 2000, 4000, 6000}},
+        {"30", "setpts=PTS+(mod(N*N*7\\,11)-5)*0.001/TB", {30, 1}, {}},
+    };
+    for (const auto& [rate, filter, expected, firstPlaces] : cases)
+        for (const std::string name : {"file.mp4", "file.mkv"}) {
+            Make(name, rate, filter);
+            const Pictures pictures = ReadAll(Path(name));
+            EXPECT_EQ(av_cmp_q(pictures.rate, expected), 0) << name << " " << filter << " " << pictures.rate.num;
+            std::vector<int64_t> places = PlacesOf(pictures);
+            for (size_t i = 0; i < firstPlaces.size(); ++i)
+                EXPECT_NEAR(static_cast<double>(places.at(i)), static_cast<double>(firstPlaces[i]), 30) << filter;
+            for (size_t i = 0; firstPlaces.empty() && i < places.size(); ++i) // stamps that waver: a place for each
+                EXPECT_NEAR(static_cast<double>(places[i]), 1000.0 * static_cast<double>(i), 250) << filter;
+        }
+}
+
+TEST_F(SourceTest, APipeIsReadAheadAndLosesNothing)
+{
+    Make("file.mkv", "30", "select=mod(n\\,3)");
+    const Pictures file = ReadAll(Path("file.mkv"));
+    ASSERT_EQ(mkfifo(Path("pipe").c_str(), 0600), 0);
+    const std::string command = "cat " + Path("file.mkv") + " > " + Path("pipe") + " &";
+    ASSERT_EQ(std::system(command.c_str()), 0);
+    const Pictures piped = ReadAll(Path("pipe"));
+    EXPECT_EQ(av_cmp_q(piped.rate, {30, 1}), 0);
+    EXPECT_EQ(piped.times, file.times);
+    EXPECT_TRUE(piped.bytes == file.bytes);
+}
