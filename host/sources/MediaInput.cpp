@@ -4,8 +4,9 @@
 #include "host/base/Interrupt.h"
 #include "host/base/Messages.h"
 #include "host/base/Text.h"
-#include "host/base/Values.h"
 #include "host/sources/StampGrid.h"
+#include "host/sources/StampProbe.h"
+#include "host/sources/StreamInfo.h"
 
 #include <algorithm>
 #include <cmath>
@@ -16,18 +17,11 @@
 #include <unistd.h>
 #include <utility>
 
-extern "C" {
-#include <libavutil/display.h>
-}
-
 namespace host
 {
 
 namespace
 {
-
-// Stamps further from the file's start than this are no times; the start itself may be the date of a broadcast.
-constexpr Nanoseconds kFarthestTime = kFarthestStamp / 4;
 
 // By how much audio stamps may be off the count of samples before they are believed.
 constexpr Nanoseconds kAudioTolerance = 20'000'000;
@@ -62,63 +56,12 @@ std::string AddressOf(const std::string& name)
     return isFile || name.find("://") == std::string::npos ? std::string(kFilePrefix) + name : name;
 }
 
-bool IsUsable(AVRational rate)
-{
-    return rate.num > 0 && rate.den > 0;
-}
-
-// What the container says: the average rate, except that the measured average of a file with steady pictures lies a
-// little beside the rate they are at.
-AVRational StatedRateOf(const AVStream& stream)
-{
-    const AVRational average = stream.avg_frame_rate;
-    const AVRational steady = stream.r_frame_rate;
-    if (!IsUsable(average))
-        return IsUsable(steady) && av_q2d(steady) <= kHighestRate ? steady : AVRational{25, 1};
-    const bool isUsual = average.den == 1 || average.den == 1001;
-    if (!isUsual && IsUsable(steady) && std::fabs(av_q2d(steady) / av_q2d(average) - 1.0) < 0.002)
-        return steady;
-    return average;
-}
-
 // A name that libavformat opens as a file, and that can be read twice.
 bool IsPlainFile(const std::string& address)
 {
     struct stat status = {};
     return address.starts_with(kFilePrefix) && stat(address.c_str() + kFilePrefix.size(), &status) == 0 &&
            S_ISREG(status.st_mode);
-}
-
-// Whether it is the fields of interlaced pictures that have stamps of their own.
-bool IsOfFields(const AVStream& stream, AVRational measured, AVRational stated)
-{
-    return stream.codecpar->field_order > AV_FIELD_PROGRESSIVE &&
-           std::fabs(av_q2d(measured) / av_q2d(stated) - 2.0) < 0.01;
-}
-
-// Gives a packet's decoding time to the decoder, which hands it back with the frame that the packet holds.
-void Tag(AVPacket& packet, AVCodecContext& decoder)
-{
-#ifdef AV_CODEC_FLAG_COPY_OPAQUE
-    decoder.flags |= AV_CODEC_FLAG_COPY_OPAQUE;
-    packet.opaque = reinterpret_cast<void*>(static_cast<intptr_t>(packet.dts));
-#else
-    decoder.reordered_opaque = packet.dts;
-#endif
-}
-
-int64_t TagOf(const AVFrame& frame)
-{
-#ifdef AV_CODEC_FLAG_COPY_OPAQUE
-    return reinterpret_cast<intptr_t>(frame.opaque);
-#else
-    return frame.reordered_opaque;
-#endif
-}
-
-bool IsWithin(Nanoseconds time, Nanoseconds limit)
-{
-    return time <= limit && time >= -limit;
 }
 
 Nanoseconds DurationOf(const AVFrame& frame, AVRational timeBase)
@@ -131,55 +74,15 @@ Nanoseconds DurationOf(const AVFrame& frame, AVRational timeBase)
     return duration > 0 ? ToNanoseconds(duration, timeBase) : 0;
 }
 
-const uint8_t* DisplayMatrixOf(const AVStream& stream)
-{
-#if LIBAVCODEC_VERSION_INT >= AV_VERSION_INT(60, 31, 102)
-    const AVPacketSideData* data = av_packet_side_data_get(
-        stream.codecpar->coded_side_data, stream.codecpar->nb_coded_side_data, AV_PKT_DATA_DISPLAYMATRIX);
-    return data && data->size >= 9 * sizeof(int32_t) ? data->data : nullptr;
-#else
-    size_t size = 0;
-    const uint8_t* data = av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, &size);
-    return data && size >= 9 * sizeof(int32_t) ? data : nullptr;
-#endif
-}
-
-// Cover pictures of music files are no video.
-bool IsVideo(const AVStream& stream)
-{
-    return stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO && !(stream.disposition & AV_DISPOSITION_ATTACHED_PIC);
-}
-
-bool IsAudio(const AVStream& stream)
-{
-    return stream.codecpar->codec_type == AVMEDIA_TYPE_AUDIO;
-}
-
-// The number of the first stream of a kind, -1 if there is none.
-int FirstOf(const AVFormatContext& container, bool (*isKind)(const AVStream&))
-{
-    for (unsigned i = 0; i < container.nb_streams; ++i)
-        if (isKind(*container.streams[i]))
-            return static_cast<int>(i);
-    return -1;
-}
-
-// The stream that libavformat prefers of a kind, otherwise the first.
-int BestOf(AVFormatContext& container, AVMediaType type, int related, bool (*isKind)(const AVStream&))
-{
-    const int best = av_find_best_stream(&container, type, -1, related, nullptr, 0);
-    return best >= 0 && isKind(*container.streams[best]) ? best : FirstOf(container, isKind);
-}
-
 } // namespace
 
 MediaInput::MediaInput(const std::string& name, Streams wanted, Messages& messages)
     : m_address(AddressOf(name)), m_name(ShownName(name)), m_messages(messages), m_packet(av_packet_alloc()),
-      m_frame(NewFrame()), m_timeLine(kLongestGap)
+      m_frame(NewFrame()), m_times(kLongestGap)
 {
     Open();
-    const int video = BestOf(*m_container, AVMEDIA_TYPE_VIDEO, -1, IsVideo);
-    const int audio = BestOf(*m_container, AVMEDIA_TYPE_AUDIO, video, IsAudio);
+    const int video = BestVideo(*m_container);
+    const int audio = BestAudio(*m_container, video);
     m_present = {video >= 0, audio >= 0};
     for (unsigned i = 0; i < m_container->nb_streams; ++i)
         m_container->streams[i]->discard = AVDISCARD_ALL;
@@ -209,17 +112,17 @@ void MediaInput::Open()
     if (std::strcmp(container->iformat->name, "tty") == 0)
         throw HostError(kExitInput, Format("can't open %s: it's a text", m_name.c_str()));
     if (container->iformat->flags & AVFMT_TS_DISCONT)
-        m_timeLine = TimeLine(kLongestGapOfJumpyFormat);
+        m_times = FrameTimes(kLongestGapOfJumpyFormat);
     const int probed = avformat_find_stream_info(container, nullptr);
     if (probed < 0 && !InterruptSignal())
         throw HostError(kExitInput, Format("can't read %s: %s", m_name.c_str(), ErrorText(probed).c_str()));
 
-    if (container->duration > 0 && container->duration < kFarthestTime / 1000)
+    if (container->duration > 0 && container->duration < kFarthestStamp / 1000)
         m_duration = container->duration * 1000;
     m_isDurationStated = container->duration_estimation_method != AVFMT_DURATION_FROM_BITRATE;
     // What lies before 0 is the run-up of a codec and not meant to be heard.
     if (container->start_time != AV_NOPTS_VALUE && container->start_time < kFarthestStamp / 1000)
-        m_start = std::max<Nanoseconds>(container->start_time, 0) * 1000;
+        m_times.SetStart(std::max<Nanoseconds>(container->start_time, 0) * 1000);
 }
 
 void MediaInput::OpenDecoder(Track& track, int streamIndex)
@@ -236,6 +139,7 @@ void MediaInput::OpenDecoder(Track& track, int streamIndex)
         throw std::bad_alloc();
     track.decoder->pkt_timebase = stream->time_base;
     track.decoder->thread_count = 0; // as many as there are processors
+    FrameTimes::Prepare(*track.decoder);
     const int opened = avcodec_open2(track.decoder.get(), codec, nullptr);
     if (opened < 0)
         throw HostError(kExitInput, Format("%s: its %s can't be decoded: %s (%s leaves it out)", m_name.c_str(), kind,
@@ -258,7 +162,7 @@ void MediaInput::OpenVideo(int streamIndex)
     const StampKind kind = KindOfVideo(streamIndex);
     m_video = VideoFormat{par.width, par.height, kind.rate, IsUsable(aspect) ? aspect : AVRational{1, 1}};
     m_pictures.emplace(par.width, par.height);
-    m_videoTrack.number = m_timeLine.AddStream(kind);
+    m_videoTrack.number = m_times.AddStream(kind, stream->time_base);
     RemarkOnRotation();
 }
 
@@ -273,7 +177,7 @@ void MediaInput::OpenAudio(int streamIndex)
     OpenDecoder(m_audioTrack, streamIndex);
     m_audio = AudioFormat{par.sample_rate, std::min(par.ch_layout.nb_channels, 2)};
     m_samples.emplace(*m_audio);
-    m_audioTrack.number = m_timeLine.AddStream({{par.sample_rate, 1}, kAudioTolerance});
+    m_audioTrack.number = m_times.AddStream({{par.sample_rate, 1}, kAudioTolerance}, stream->time_base);
 }
 
 // The rate is that of the grid on which the stamps stand, if they show one.
@@ -310,13 +214,8 @@ std::vector<Nanoseconds> MediaInput::ReadAhead(int streamIndex)
 
 void MediaInput::RemarkOnRotation()
 {
-    const uint8_t* const data = DisplayMatrixOf(*m_videoTrack.stream);
-    if (!data)
-        return;
-    int32_t matrix[9];
-    std::memcpy(matrix, data, sizeof(matrix));
-    const double angle = av_display_rotation_get(matrix);
-    if (std::isfinite(angle) && std::fabs(angle) >= 1.0)
+    const double angle = RotationOf(*m_videoTrack.stream);
+    if (std::fabs(angle) >= 1.0)
         m_messages.Warn(Format("%s is to be shown turned %s by %.0f degrees; its pictures are taken as they are stored",
                                m_name.c_str(), angle > 0.0 ? "left" : "right", std::fabs(angle)));
 }
@@ -375,7 +274,7 @@ void MediaInput::Decode(Track& track, AVPacket* packet)
 {
     const char* const kind = &track == &m_videoTrack ? "video" : "audio";
     if (packet)
-        Tag(*packet, *track.decoder);
+        FrameTimes::Tag(*packet, *track.decoder);
     const int sent = avcodec_send_packet(track.decoder.get(), packet);
     if (sent < 0 && sent != AVERROR_EOF)
         NoteDamage(kind, ErrorText(sent));
@@ -426,34 +325,11 @@ void MediaInput::TakeAudio()
     m_ready.push_back({Item::Kind::kAudio, Place(m_audioTrack, count), 0, nullptr, std::move(*samples)});
 }
 
-// The time of the frame just decoded, from the start of the file, if it has one.
-//
-// A container without presentation times tells when the packet was read that made the decoder give the frame. With
-// reordered pictures that is later than they are to be shown, for all by as much as the first is behind its own packet.
-// libavformat may still guess presentation times for some of them, those that aren't held back: they are late as well.
-std::optional<Nanoseconds> MediaInput::StampOf(Track& track)
-{
-    const int64_t stamp = m_frame->best_effort_timestamp;
-    if (stamp == AV_NOPTS_VALUE)
-        return std::nullopt;
-    if (!track.delay) {
-        const int64_t read = m_frame->pts == AV_NOPTS_VALUE ? TagOf(*m_frame) : AV_NOPTS_VALUE;
-        track.delay = read == AV_NOPTS_VALUE ? 0 : stamp - read;
-    }
-    const Nanoseconds time = ToNanoseconds(stamp - *track.delay, track.stream->time_base);
-    if (!IsWithin(time, kFarthestStamp))
-        return std::nullopt;
-    if (!m_start)
-        m_start = time;
-    return IsWithin(time - *m_start, kFarthestTime) ? std::optional(time - *m_start) : std::nullopt;
-}
-
 Nanoseconds MediaInput::Place(Track& track, int64_t units)
 {
-    const auto stamp = StampOf(track);
-    const int jumps = m_timeLine.Jumps();
-    const Nanoseconds time = m_timeLine.Place(track.number, stamp, units);
-    if (jumps == 0 && m_timeLine.Jumps() > 0)
+    const int jumps = m_times.Jumps();
+    const Nanoseconds time = m_times.Place(track.number, *m_frame, units);
+    if (jumps == 0 && m_times.Jumps() > 0)
         m_messages.Warn(Format("%s: its time stamps jump at %.3f s; the jump is closed up", m_name.c_str(),
                                static_cast<double>(time) / static_cast<double>(kSecond)));
     return time;

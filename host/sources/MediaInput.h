@@ -2,12 +2,11 @@
 #ifndef ENCMGR_HOST_MEDIA_INPUT_H
 #define ENCMGR_HOST_MEDIA_INPUT_H
 
+#include "host/sources/FrameTimes.h"
 #include "host/sources/Libav.h"
 #include "host/sources/PictureConverter.h"
 #include "host/sources/SampleConverter.h"
 #include "host/sources/Source.h"
-#include "host/sources/StampClock.h"
-#include "host/sources/StampProbe.h"
 
 #include <deque>
 
@@ -28,8 +27,7 @@ private:
     struct Track {
         AVStream* stream = nullptr; // null: the track isn't used
         LibavOwned<AVCodecContext> decoder;
-        size_t number = 0;            // in m_timeLine
-        std::optional<int64_t> delay; // of its frames behind their stamps, in the stream's time base
+        size_t number = 0; // in m_times
     };
 
     void Open();
@@ -45,7 +43,6 @@ private:
     void Decode(Track& track, AVPacket* packet);
     void TakePicture();
     void TakeAudio();
-    std::optional<Nanoseconds> StampOf(Track& track);
     Nanoseconds Place(Track& track, int64_t units);
     void NoteDamage(const char* what, const std::string& reason);
 
@@ -59,8 +56,7 @@ private:
     std::shared_ptr<AVFrame> m_frame;         // the one just decoded
     Track m_videoTrack;
     Track m_audioTrack;
-    TimeLine m_timeLine;
-    std::optional<Nanoseconds> m_start; // of the file, in its own time
+    FrameTimes m_times;
     std::optional<PictureConverter> m_pictures;
     std::optional<SampleConverter> m_samples;
     std::deque<Item> m_ready;

@@ -1,0 +1,31 @@
+// What a container says of its streams.
+#ifndef ENCMGR_HOST_STREAM_INFO_H
+#define ENCMGR_HOST_STREAM_INFO_H
+
+#include "host/sources/Libav.h"
+
+namespace host
+{
+
+// The number of the video stream that libavformat prefers, otherwise of the first; -1 if there is none. Cover pictures
+// of music files are no video.
+int BestVideo(AVFormatContext& container);
+
+// The same for audio; one that belongs to a video stream is preferred (-1: to none).
+int BestAudio(AVFormatContext& container, int video);
+
+// Neither 0 nor negative.
+bool IsUsable(AVRational ratio);
+
+// The frame rate as the container states it; 25 if it states none.
+AVRational StatedRateOf(const AVStream& stream);
+
+// Whether the rate that was measured is that of fields of interlaced pictures, with time stamps of their own.
+bool IsOfFields(const AVStream& stream, AVRational measured, AVRational stated);
+
+// By how many degrees pictures are to be turned left when they are shown; 0 if nothing is said.
+double RotationOf(const AVStream& stream);
+
+} // namespace host
+
+#endif // ENCMGR_HOST_STREAM_INFO_H
