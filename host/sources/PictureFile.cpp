@@ -2,6 +2,7 @@
 
 #include "host/base/ExitCode.h"
 #include "host/base/Text.h"
+#include "host/base/Values.h"
 #include "host/sources/Libav.h"
 
 #include <cerrno>

@@ -29,9 +29,6 @@ struct Bitmap {
     tagBITMAPINFOHEADER Header() const;
 };
 
-// The largest side that pictures may have here.
-constexpr int kLargestSide = 16384;
-
 // The first picture of a file, PNG and PPM among them. Throws HostError.
 Bitmap ReadPicture(const std::string& name, Messages& messages);
 

@@ -22,6 +22,11 @@ class Messages;
 using Nanoseconds = int64_t;
 constexpr Nanoseconds kSecond = 1'000'000'000;
 
+inline double InSeconds(Nanoseconds time)
+{
+    return static_cast<double>(time) / static_cast<double>(kSecond);
+}
+
 struct VideoFormat {
     int width;              // pixels of every picture
     int height;             //
