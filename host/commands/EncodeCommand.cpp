@@ -68,8 +68,9 @@ void CleanUp(OutputFile& output, Messages& messages)
 int RunJob(const EncodeOptions& options, const Sources& sources, const JobPlan& plan, const OutputFile& output,
            Messages& messages)
 {
+    output.Create();
     TimeMerge merge(sources.Video(), sources.Audio());
-    JobWriter writer(plan, output, messages);
+    JobWriter writer(plan, output);
     Progress progress(messages, output, ExpectedLength(plan, sources), plan.hasVideo);
     Job job(plan, merge, writer, progress);
     job.Run();

@@ -5,13 +5,12 @@
 #include "host/job/JobPlan.h"
 #include "host/job/OutputFile.h"
 #include "host/sources/Source.h"
+#include "media_file/MediaFile.h"
 
 #include <span>
 
 namespace host
 {
-
-class Messages;
 
 // What the format said at the close. A format may say nothing at all.
 struct CloseReport {
@@ -24,13 +23,8 @@ struct CloseReport {
 class JobWriter
 {
 public:
-    // Creates the file. Throws HostError, also if a stream that was asked for has come to nothing.
-    JobWriter(const JobPlan& plan, const OutputFile& output, Messages& messages);
-
-    // Closes the file if Close hasn't been called.
-    ~JobWriter();
-    JobWriter(const JobWriter&) = delete;
-    JobWriter& operator=(const JobWriter&) = delete;
+    // Sets the job up. Throws HostError, also if a stream that was asked for has come to nothing.
+    JobWriter(const JobPlan& plan, const OutputFile& output);
 
     // Times count from the start of the file. The picture has the plan's source size. Returns the copies written.
     int WritePicture(const AVFrame& picture, Nanoseconds time, Nanoseconds duration);
@@ -38,11 +32,12 @@ public:
     // samples: in the plan's source format. Returns the library's result, 0 if nothing was written.
     int WriteSamples(std::span<const int16_t> samples, Nanoseconds time);
 
+    // Finishes the file; the destructor does so, too, but reports nothing.
     CloseReport Close();
 
 private:
     const JobPlan& m_plan;
-    void* m_job = nullptr;
+    MediaFile m_file;
 };
 
 } // namespace host
