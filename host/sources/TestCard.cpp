@@ -3,11 +3,10 @@
 #include "host/base/ExitCode.h"
 #include "host/base/Text.h"
 #include "host/base/Values.h"
-#include "host/sources/PictureConverter.h"
+#include "host/sources/Libav.h"
 
 #include <algorithm>
 #include <cmath>
-#include <new>
 #include <numbers>
 
 extern "C" {
@@ -143,14 +142,7 @@ Item TestCard::Next()
 
 Item TestCard::NextPicture()
 {
-    const auto frame = NewFrame();
-    if (!frame)
-        throw std::bad_alloc();
-    frame->format = AV_PIX_FMT_YUV420P;
-    frame->width = m_settings.width;
-    frame->height = m_settings.height;
-    if (av_frame_get_buffer(frame.get(), 0) < 0)
-        throw std::bad_alloc();
+    const auto frame = NewPicture(AV_PIX_FMT_YUV420P, m_settings.width, m_settings.height);
     m_painter.Paint(*frame, m_nextPicture, IsFlash(m_nextPicture));
 
     const AVRational rate = m_settings.frameRate;
