@@ -122,6 +122,7 @@ TEST(PictureConverter, RgbGetsTheMatrixOfItsSize)
     ExpectFlat(small.Convert(Flat(AV_PIX_FMT_RGB24, 640, 360, {255, 0, 0})).get(), 640, 360, {81, 90, 240});
     ExpectFlat(large.Convert(Flat(AV_PIX_FMT_RGB24, 1280, 720, {255, 0, 0})).get(), 1280, 720, {63, 102, 240});
     EXPECT_FALSE(IsHighDefinition(1279, 576));
+    EXPECT_TRUE(IsHighDefinition(1280, 576));
     EXPECT_TRUE(IsHighDefinition(720, 577));
 
     // YUV keeps its own.
@@ -146,8 +147,9 @@ TEST(SampleConverter, SixteenBitsPassAndFloatsAreScaled)
     const std::vector<int16_t> wanted(begin, begin + 2 * 4800);
     EXPECT_EQ(converter.Convert(*tone), wanted);
     EXPECT_EQ(converter.Convert(*Tone(AV_SAMPLE_FMT_FLTP, 48000, kStereo)), wanted);
-    const AVChannelLayout nameless = {.order = AV_CHANNEL_ORDER_UNSPEC, .nb_channels = 2, .u = {}, .opaque = nullptr};
-    EXPECT_EQ(converter.Convert(*Tone(AV_SAMPLE_FMT_FLTP, 48000, nameless)), wanted);
+    const AVChannelLayout nameless = {.order = AV_CHANNEL_ORDER_UNSPEC, .nb_channels = 6, .u = {}, .opaque = nullptr};
+    EXPECT_EQ(converter.Convert(*Tone(AV_SAMPLE_FMT_FLTP, 48000, nameless)),
+              converter.Convert(*Tone(AV_SAMPLE_FMT_FLTP, 48000, kSurround)));
 }
 
 TEST(SampleConverter, EveryChannelOfSurroundIsHeardButTheLowOne)
@@ -167,7 +169,8 @@ TEST(SampleConverter, ARateThatChangesInMidStreamIsBroughtToTheFirst)
 {
     SampleConverter converter({48000, 1});
     for (const int rate : {48000, 24000, 24000, 44100, 96000, 48000}) {
-        const auto samples = converter.Convert(*Tone(AV_SAMPLE_FMT_FLTP, rate, rate == 44100 ? kStereo : kMono));
+        const AVSampleFormat format = rate == 24000 ? AV_SAMPLE_FMT_S16 : AV_SAMPLE_FMT_FLTP;
+        const auto samples = converter.Convert(*Tone(format, rate, rate == 44100 ? kStereo : kMono));
         ASSERT_TRUE(samples) << rate;
         EXPECT_NEAR(static_cast<double>(samples->size()), 4800, 40) << rate;
         EXPECT_NEAR(PeakOf(*samples, 0, 1), 16384, 1200) << rate;

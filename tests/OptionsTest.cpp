@@ -54,7 +54,7 @@ TEST(Values, RatesAreExactAndTelevisionRatesKnownByTheirDecimals)
         {"23.98", {24000, 1001}},
         {"59.94", {60000, 1001}},
         {"119.88", {120000, 1001}},
-        {"29.9", {299, 10}},
+        {"29.94", {1497, 50}},
         {"14.99", {1499, 100}},
         {"30000/1001", {30000, 1001}},
         {"50/2", {50, 2}},
@@ -97,11 +97,21 @@ TEST(Values, BitRatesTakeUnitsOfAThousand)
         const char* text;
         int rate; // 0: refused
     } cases[] = {
-        {"64000", 64000}, {"1000", 1000},    {"800k", 800000},
-        {"128K", 128000}, {"1.5M", 1500000}, {"2147483647", INT_MAX},
-        {"2148M", 0},     {"999", 0},        {"k", 0},
-        {"1kk", 0},       {"1G", 0},         {"-5M", 0},
-        {"inf", 0},       {"", 0},
+        {"64000", 64000},
+        {"1000", 1000},
+        {"1.001k", 1001},
+        {"800k", 800000},
+        {"128K", 128000},
+        {"1.5M", 1500000},
+        {"2147483647", INT_MAX},
+        {"2148M", 0},
+        {"999", 0},
+        {"k", 0},
+        {"1kk", 0},
+        {"1G", 0},
+        {"-5M", 0},
+        {"inf", 0},
+        {"", 0},
     };
     for (const auto& [text, rate] : cases)
         EXPECT_EQ(ParseBitRate(text).value_or(0), rate) << text;
@@ -115,7 +125,7 @@ TEST(Options, EachHasItsPlace)
     EXPECT_FALSE(plain.size || plain.frameRate || plain.fit || plain.pictures || plain.noVideo || plain.overwrite);
 
     const EncodeOptions encode =
-        Parse(AddEncodeArguments, "-a b -f mkv --vc ffv1 --ac pcm -y -s 640x360 -r 29.97 --fit 4:3 --scale near "
+        Parse(AddEncodeArguments, "-a b -f mkv --vc ffv1 --ac pcm -y -s 640x360 -r 29.97 --scale near "
                                   "--vb 2M --frames 7 --ab 96k --ar 44100 --channels 1");
     EXPECT_EQ(encode.audioInput, "b");
     EXPECT_EQ(encode.format, "mkv");
@@ -124,13 +134,19 @@ TEST(Options, EachHasItsPlace)
     EXPECT_TRUE(encode.overwrite);
     EXPECT_EQ(encode.size->height, 360);
     EXPECT_EQ(encode.frameRate->den, 1001);
-    EXPECT_EQ(encode.fit, IMAGE_RESIZE_4_3);
     EXPECT_EQ(encode.interpolation, IMAGE_INTERPOLATION_NEAR);
     EXPECT_EQ(encode.videoBitRate, 2000000);
     EXPECT_EQ(encode.pictures, 7);
     EXPECT_EQ(encode.audioBitRate, 96000);
     EXPECT_EQ(encode.sampleRate, 44100);
     EXPECT_EQ(encode.channels, 1);
+    const std::pair<const char*, IMAGE_RESIZE_METHOD> fits[] = {{"stretch", IMAGE_RESIZE_STRETCH},
+                                                                {"keep", IMAGE_RESIZE_KEEP},
+                                                                {"16:9", IMAGE_RESIZE_16_9},
+                                                                {"4:3", IMAGE_RESIZE_4_3},
+                                                                {"crop", IMAGE_RESIZE_CROP}};
+    for (const auto& [word, fit] : fits)
+        EXPECT_EQ(Parse(AddEncodeArguments, std::string("--fit ") + word).fit, fit);
     EXPECT_TRUE(Parse(AddEncodeArguments, "--vn").noVideo);
     EXPECT_TRUE(Parse(AddEncodeArguments, "--an").noAudio);
 

@@ -55,7 +55,7 @@ protected:
 
 TEST_F(OutputFileTest, IsRefusedWhereSomethingWouldBeLost)
 {
-    Filled("old");
+    Filled("old"), Filled("another");
     fs::create_directory(Path("folder"));
     fs::create_hard_link(Path("old"), Path("hard"));
     fs::create_symlink("old", Path("soft"));
@@ -67,7 +67,7 @@ TEST_F(OutputFileTest, IsRefusedWhereSomethingWouldBeLost)
         {"new", "old", false, ""},
         {"ñandú ☃", "old", false, ""},
         {"old", "", false, "it exists (-y overwrites it)"},
-        {"old", "other", true, ""},
+        {"old", "another", true, ""},
         {"old", "old", true, "it's the input"},
         {"old", "hard", true, "it's the input"},
         {"soft", "old", true, "it's the input"},
