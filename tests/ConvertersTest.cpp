@@ -147,9 +147,6 @@ TEST(SampleConverter, SixteenBitsPassAndFloatsAreScaled)
     const std::vector<int16_t> wanted(begin, begin + 2 * 4800);
     EXPECT_EQ(converter.Convert(*tone), wanted);
     EXPECT_EQ(converter.Convert(*Tone(AV_SAMPLE_FMT_FLTP, 48000, kStereo)), wanted);
-    const AVChannelLayout nameless = {.order = AV_CHANNEL_ORDER_UNSPEC, .nb_channels = 6, .u = {}, .opaque = nullptr};
-    EXPECT_EQ(converter.Convert(*Tone(AV_SAMPLE_FMT_FLTP, 48000, nameless)),
-              converter.Convert(*Tone(AV_SAMPLE_FMT_FLTP, 48000, kSurround)));
 }
 
 TEST(SampleConverter, EveryChannelOfSurroundIsHeardButTheLowOne)
@@ -176,4 +173,9 @@ TEST(SampleConverter, ARateThatChangesInMidStreamIsBroughtToTheFirst)
         EXPECT_NEAR(PeakOf(*samples, 0, 1), 16384, 1200) << rate;
     }
     EXPECT_FALSE(converter.Convert(*NewFrame()));
+
+    // Nameless channels are no change: what the filter holds back of a frame comes with the next.
+    const AVChannelLayout nameless = {.order = AV_CHANNEL_ORDER_UNSPEC, .nb_channels = 1, .u = {}, .opaque = nullptr};
+    converter.Convert(*Tone(AV_SAMPLE_FMT_FLTP, 24000, nameless));
+    EXPECT_EQ(converter.Convert(*Tone(AV_SAMPLE_FMT_FLTP, 24000, nameless))->size(), 4800u);
 }

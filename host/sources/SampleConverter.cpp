@@ -37,7 +37,8 @@ std::optional<std::vector<int16_t>> SampleConverter::Convert(const AVFrame& fram
     const auto in = NewFrame();
     if (av_frame_ref(in.get(), &frame) < 0)
         return std::nullopt;
-    // Channels that nobody has named are taken for the usual ones of their count.
+    // Channels that nobody has named are taken for the usual ones of their count, or each frame would pass for a
+    // change.
     if (in->ch_layout.order == AV_CHANNEL_ORDER_UNSPEC)
         av_channel_layout_default(&in->ch_layout, frame.ch_layout.nb_channels);
     const auto out = NewFrame();
