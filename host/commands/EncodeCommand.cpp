@@ -19,27 +19,25 @@ namespace
 {
 
 const char* const kFitHelp =
-    "Fitting with -s: keep shows the whole picture in its own shape, 16:9 and 4:3 show it in that shape, all three "
-    "with\n"
-    "bars; crop fills the output and cuts what stands out; stretch gives it the output's shape. Without -s the size "
-    "is\n"
-    "the input's; a picture of pixels that aren't square gets the width that it is shown with.\n";
+    R"(Fitting with -s: keep shows the whole picture in its own shape, 16:9 and 4:3 show it in that shape, all three with
+bars; crop fills the output and cuts what stands out; stretch gives it the output's shape. Without -s the size is
+the input's; a picture of pixels that aren't square gets the width that it is shown with.
+)";
 
 void DescribePlan(const JobPlan& plan, const Sources& sources, Messages& messages)
 {
-    const auto fourCC = [](KXDWORD code) { return FourCCText(code); };
     if (plan.hasVideo) {
         const VideoFormat& in = *sources.Video()->Video();
         const EncodeParamVideo& out = plan.param.video;
         messages.Detail(Format("video: %dx%d, pixels %d:%d, %d/%d fps -> %dx%d, %d/%d fps, %s", in.width, in.height,
                                in.pixelAspect.num, in.pixelAspect.den, in.frameRate.num, in.frameRate.den, out.nWidth,
-                               out.nHeight, plan.frameRate.num, plan.frameRate.den, fourCC(out.dwFourCC).c_str()));
+                               out.nHeight, plan.frameRate.num, plan.frameRate.den, FourCCText(out.dwFourCC).c_str()));
     }
     if (plan.hasAudio) {
         const KXAudioInfo& in = plan.audioInfo;
         const EncodeParamAudio& out = plan.param.audio;
         messages.Detail(Format("audio: %d Hz, %d channels -> %d Hz, %d channels, %s", in.samplerate, in.channels,
-                               out.nSampleRate, out.nChannels, fourCC(out.dwFourCC).c_str()));
+                               out.nSampleRate, out.nChannels, FourCCText(out.dwFourCC).c_str()));
     }
 }
 
