@@ -131,6 +131,34 @@ TEST_F(HostTest, PipesAndSeparateAudioWork)
     EXPECT_TRUE(joined.samples == ReadMedia(Path("a.mkv")).samples);
 }
 
+TEST_F(HostTest, StreamsAndPicturesAreLeftOutAsAsked)
+{
+    const std::string card = "-q encode testcard:seconds=2,size=161x91 -o ";
+    ASSERT_EQ(Run(card + "'Ñandú ☃.mka' --vn"), 0) << m_said;
+    const DecodedFile sound = ReadMedia(Path("Ñandú ☃.mka"));
+    EXPECT_TRUE(sound.pictures.empty());
+    EXPECT_NEAR(sound.AudioSeconds(), 2, 0.03);
+
+    // H.264 needs an even size; the audio ends with the pictures.
+    ASSERT_EQ(Run(card + "seven.mp4 --frames 7"), 0) << m_said;
+    const DecodedFile seven = ReadMedia(Path("seven.mp4"));
+    ASSERT_EQ(seven.pictures.size(), 7u);
+    EXPECT_EQ(seven.pictures[0].width, 160);
+    EXPECT_EQ(seven.pictures[0].height, 90);
+    EXPECT_NEAR(seven.AudioSeconds(), 0.28, 0.03);
+}
+
+TEST_F(HostTest, AFailedFileIsTakenAwayUnlessItWasThere)
+{
+    std::ofstream(Path("old.y4m")) << "old";
+    const std::string encode = "encode testcard:seconds=2,size=320x180 --an -y -o ";
+    EXPECT_EQ(Run(encode + "new.y4m", "ulimit -f 100 &&"), 1) << m_said;
+    EXPECT_FALSE(std::filesystem::exists(Path("new.y4m")));
+    EXPECT_EQ(Run(encode + "old.y4m", "ulimit -f 100 &&"), 1) << m_said;
+    EXPECT_TRUE(std::filesystem::exists(Path("old.y4m")));
+    EXPECT_TRUE(Said("old.y4m has been overwritten and is no good file")) << m_said;
+}
+
 TEST_F(HostTest, ConvertsPictures)
 {
     const auto pixels = [this](const std::string& name) { return ReadMedia(Path(name)).pictures.at(0).planes; };
@@ -184,6 +212,7 @@ TEST_F(HostTest, EndsWithTheCodeOfWhatWentWrong)
         {"encode text.txt -o out.mkv", 3, "text.txt"},
         {card + "-o no/such/folder.mkv", 4, "no/such/folder.mkv"},
         {card + "-o there.mkv", 4, "there.mkv"},
+        {card + "-o out.mkv --vc h264 -s 16384x16384", 1, "the video encoder can't be set up"},
         {"--plugins . list", 5, "PlugIns"},
     };
     for (const auto& [arguments, code, says] : cases) {
@@ -210,6 +239,7 @@ TEST_F(HostTest, AnInterruptedFileIsFinished)
     kill(child, SIGINT);
     int status = 0;
     ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 130) << status;
+    EXPECT_TRUE(WIFEXITED(status)) << status;
+    EXPECT_EQ(WEXITSTATUS(status), 130);
     EXPECT_GT(ReadMedia(output).pictures.size(), 5u);
 }

@@ -222,6 +222,13 @@ TEST(JobStart, IsTheFirstTimeOfBothStreams)
     EXPECT_EQ(between.writer.blocks[0].first, 20 * kMs);
     EXPECT_EQ(between.writer.shown.size(), 13u);
 
+    // At a lower rate there is a nearest picture for each place.
+    items = Steady(30, 60, 1021);
+    items.push_back(Block(1000 * kMs, 500));
+    const Result reduced = RunJob(items, {30, 1}, {25, 2});
+    EXPECT_EQ(reduced.writer.blocks[0].first, 0);
+    EXPECT_EQ(reduced.writer.shown.size(), 25u);
+
     items = Steady(25, 10, 1000);
     items.push_back(Block(1100 * kMs, 500));
     EXPECT_EQ(RunJob(items, {25, 1}, {25, 1}).writer.blocks[0].first, 100 * kMs);

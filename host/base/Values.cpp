@@ -30,7 +30,7 @@ std::optional<TwoParts> SplitAt(std::string_view text, std::string_view separato
 std::optional<AVRational> TelevisionRate(double rate)
 {
     const double whole = std::ceil(rate);
-    if (whole < 24.0 || whole == rate)
+    if (whole < 24.0)
         return std::nullopt;
     const double exact = whole * 1000.0 / 1001.0;
     if (std::fabs(rate - exact) > 0.005)

@@ -18,6 +18,9 @@ struct PictureSize {
     int height;
 };
 
+// The longest side, in pixels, of a picture that the host makes or works on.
+constexpr int kLargestSide = 16384;
+
 std::optional<int64_t> ParseInteger(std::string_view text, int64_t least, int64_t most);
 
 // Not a number and infinity are no numbers.

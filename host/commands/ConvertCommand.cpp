@@ -1,14 +1,18 @@
-#include "host/commands/ConvertCommand.h"
-
+// "encmgr convert": the library's toolbox at work on single pictures.
 #include "Common/Image/ImageConvert.h"
 #include "Common/Image/ImageResize.h"
 #include "host/base/ExitCode.h"
 #include "host/base/Text.h"
+#include "host/commands/Commands.h"
+#include "host/commands/ConvertArguments.h"
 #include "host/job/OutputFile.h"
 #include "host/sources/PictureFile.h"
 
+#include <CLI/CLI.hpp>
+
 #include <algorithm>
 #include <cstdlib>
+#include <memory>
 
 namespace host
 {
@@ -23,13 +27,13 @@ void Check(int result, const char* step)
         throw HostError(kExitJob, Format("%s: a side is too small", step));
 }
 
-Bitmap Scaled(Bitmap& picture, PictureSize size, int interpolation)
+Bitmap Scaled(Bitmap& picture, PictureSize size, IMAGE_INTERPOLATION interpolation)
 {
     if (size.width == picture.width && size.height == picture.height)
         return picture;
     Bitmap scaled(size.width, size.height);
     IMG_PARAM target = scaled.Param();
-    Check(ImageResize(picture.Param(), target, static_cast<IMAGE_INTERPOLATION>(interpolation)), "--size");
+    Check(ImageResize(picture.Param(), target, interpolation), "--size");
     return scaled;
 }
 
@@ -101,8 +105,6 @@ Bitmap Difference(const Bitmap& a, const Bitmap& b, int factor)
     return difference;
 }
 
-} // namespace
-
 int RunConvert(const ConvertOptions& options, Messages& messages)
 {
     OutputFile output(options.output);
@@ -132,6 +134,19 @@ int RunConvert(const ConvertOptions& options, Messages& messages)
     messages.Say(Format("%s: %dx%d, %s", options.output.c_str(), picture.width, picture.height,
                         SizeText(output.Size()).c_str()));
     return kExitGood;
+}
+
+} // namespace
+
+void AddConvertCommand(CLI::App& program, Run& chosen)
+{
+    CLI::App* const command = program.add_subcommand("convert", "Scale, overlay, mask or convert a single picture");
+    command->footer(kExitCodeHelp);
+    const auto options = std::make_shared<ConvertOptions>();
+    AddConvertArguments(*command, *options);
+    command->callback([options, &chosen] {
+        chosen = [options](const CommonOptions&, Messages& messages) { return RunConvert(*options, messages); };
+    });
 }
 
 } // namespace host

@@ -5,8 +5,6 @@
 #include "text/Strings.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <span>
 
 namespace host
 {
@@ -57,7 +55,7 @@ Match MatchOf(const Names& names, const std::string& wanted)
     return isPrefix ? kPrefix : kNoMatch;
 }
 
-std::string ShownName(const Names& names)
+std::string NameWithFourCC(const Names& names)
 {
     return names.shortName == names.fourCC ? names.fourCC : names.fourCC + " (" + names.shortName + ")";
 }
@@ -66,7 +64,7 @@ template <class Info> std::string Listed(std::span<const Info* const> infos)
 {
     std::string list;
     for (const Info* info : infos)
-        list += (list.empty() ? "" : ", ") + ShownName(NamesOf(*info));
+        list += (list.empty() ? "" : ", ") + NameWithFourCC(NamesOf(*info));
     return list.empty() ? "none" : list;
 }
 
@@ -93,24 +91,14 @@ const Info& Find(std::span<const Info* const> infos, const std::string& wanted, 
     return *found;
 }
 
-std::span<const ENCODER_INFO* const> EncodersOf(ENCODER_INFO* const* encoders, int count)
+Encoders EncodersOf(ENCODER_INFO* const* encoders, int count)
 {
     return {encoders, encoders && count > 0 ? static_cast<size_t>(count) : 0};
 }
 
-std::span<const ENCODER_INFO* const> VideoEncodersOf(const FILEFORMAT_INFO& format)
-{
-    return EncodersOf(format.ppVideoEncoders, format.nVideoEncoders);
-}
-
-std::span<const ENCODER_INFO* const> AudioEncodersOf(const FILEFORMAT_INFO& format)
-{
-    return EncodersOf(format.ppAudioEncoders, format.nAudioEncoders);
-}
-
 // The encoder named, or the format's first; null if the format has none.
-const ENCODER_INFO* EncoderNamed(std::span<const ENCODER_INFO* const> encoders, const std::string& name,
-                                 const FILEFORMAT_INFO& format, const char* kind)
+const ENCODER_INFO* EncoderNamed(Encoders encoders, const std::string& name, const FILEFORMAT_INFO& format,
+                                 const char* kind)
 {
     if (!name.empty())
         return &Find(encoders, name, Format("%s encoder of %s is called", kind, FourCCText(format.dwFourCC).c_str()));
@@ -131,28 +119,17 @@ const Ending* FindEnding(const std::string& ending)
     return found == std::end(kEndings) ? nullptr : found;
 }
 
-// Columns that line up over the whole list.
-struct Widths {
-    int fourCC = 4;
-    int name = 0;
+} // namespace
 
-    void Widen(const Names& names)
-    {
-        fourCC = std::max(fourCC, static_cast<int>(names.fourCC.size()));
-        name = std::max(name, static_cast<int>(names.name.size()));
-    }
-};
-
-void PrintEncoders(const char* kind, std::span<const ENCODER_INFO* const> encoders, const Widths& widths)
+Encoders VideoEncodersOf(const FILEFORMAT_INFO& format)
 {
-    for (const ENCODER_INFO* encoder : encoders) {
-        const Names names = NamesOf(*encoder);
-        std::printf("    %s  %-*s  %-*s  %s\n", kind, widths.fourCC, names.fourCC.c_str(), widths.name,
-                    names.name.c_str(), text::ShownUtf8(encoder->szDescription).c_str());
-    }
+    return EncodersOf(format.ppVideoEncoders, format.nVideoEncoders);
 }
 
-} // namespace
+Encoders AudioEncodersOf(const FILEFORMAT_INFO& format)
+{
+    return EncodersOf(format.ppAudioEncoders, format.nAudioEncoders);
+}
 
 Catalogue::Catalogue(const FILEFORMAT_INFO* formats)
 {
@@ -183,24 +160,6 @@ Choice Catalogue::Choose(const EncodeOptions& options) const
         throw HostError(kExitUsage,
                         Format("%s holds nothing of what is left to write", FourCCText(format->dwFourCC).c_str()));
     return choice;
-}
-
-void Catalogue::Print() const
-{
-    Widths formats, encoders;
-    for (const FILEFORMAT_INFO* format : m_formats) {
-        formats.Widen(NamesOf(*format));
-        for (const auto list : {VideoEncodersOf(*format), AudioEncodersOf(*format)})
-            for (const ENCODER_INFO* encoder : list)
-                encoders.Widen(NamesOf(*encoder));
-    }
-    for (const FILEFORMAT_INFO* format : m_formats) {
-        const Names names = NamesOf(*format);
-        std::printf("%-*s  %-*s  %s\n", formats.fourCC, names.fourCC.c_str(), formats.name, names.name.c_str(),
-                    text::ShownUtf8(format->szDescription).c_str());
-        PrintEncoders("video", VideoEncodersOf(*format), encoders);
-        PrintEncoders("audio", AudioEncodersOf(*format), encoders);
-    }
 }
 
 const FILEFORMAT_INFO& Catalogue::FormatNamed(const std::string& name) const

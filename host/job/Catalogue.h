@@ -5,6 +5,7 @@
 #include "encmgr/PluginRecords.h"
 #include "host/job/EncodeOptions.h"
 
+#include <span>
 #include <string>
 #include <vector>
 
@@ -17,19 +18,23 @@ struct Choice {
     const ENCODER_INFO* audio; // null: no audio
 };
 
+using Encoders = std::span<const ENCODER_INFO* const>;
+
+Encoders VideoEncodersOf(const FILEFORMAT_INFO& format);
+Encoders AudioEncodersOf(const FILEFORMAT_INFO& format);
+
 // A view of the library's table: it and what it gives hold until FCUninitPlugins.
 class Catalogue
 {
 public:
-    // formats ends with FourCC 0.
+    // formats ends with FourCC 0; null if there are none.
     explicit Catalogue(const FILEFORMAT_INFO* formats);
+
+    std::span<const FILEFORMAT_INFO* const> Formats() const { return m_formats; }
 
     // The format and the encoders that the options name or leave to a default. A stream that the format has no encoder
     // for is left out unless an option demands it. Throws HostError.
     Choice Choose(const EncodeOptions& options) const;
-
-    // For people to read, on the standard output.
-    void Print() const;
 
 private:
     const FILEFORMAT_INFO& FormatNamed(const std::string& name) const;

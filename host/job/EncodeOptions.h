@@ -2,16 +2,15 @@
 #ifndef ENCMGR_HOST_ENCODE_OPTIONS_H
 #define ENCMGR_HOST_ENCODE_OPTIONS_H
 
+#include "Common/Image/ImageParam.h"
 #include "host/base/Values.h"
+#include "media_file/ResizeRect.h"
 
 #include <optional>
 #include <string>
 
 namespace host
 {
-
-// How a picture is fitted into the output, with the values of EncodeParamVideo::nResizeMethod.
-enum Fit { kFitStretch = 0, kFitKeep = 1, kFit16To9 = 2, kFit4To3 = 3, kFitCrop = 5 };
 
 struct EncodeOptions {
     std::string input;
@@ -24,9 +23,9 @@ struct EncodeOptions {
     bool noAudio = false;
     std::optional<PictureSize> size;
     std::optional<AVRational> frameRate;
-    std::optional<Fit> fit;
-    int interpolation = 0; // a value of EncodeParamVideo::nInterpolation
-    int videoBitRate = 0;  // 0 leaves it to the encoder
+    std::optional<IMAGE_RESIZE_METHOD> fit;
+    IMAGE_INTERPOLATION interpolation = IMAGE_INTERPOLATION_DEFAULT;
+    int videoBitRate = 0; // 0 leaves it to the encoder
     int audioBitRate = 0;
     int sampleRate = 0; // 0: the source's
     int channels = 0;   // 0: the source's

@@ -29,10 +29,9 @@ constexpr Nanoseconds kHoldStep = kSecond;
 constexpr double kFarthest = 0.75;
 constexpr double kFarthestOfFewer = 0.501;
 
-double FarthestPlace(const JobPlan& plan)
+bool HasFewerPlaces(const JobPlan& plan)
 {
-    const bool isReduced = av_q2d(plan.frameRate) < plan.videoInfo.framerate * 0.999;
-    return isReduced ? kFarthestOfFewer : kFarthest;
+    return av_q2d(plan.frameRate) < plan.videoInfo.framerate * 0.999;
 }
 
 // So many pieces in a row aren't written only if none can be written any more. An encoder may hold back fewer.
@@ -51,8 +50,9 @@ constexpr Nanoseconds kEndOfTime = 1'000'000'000 * kSecond;
 } // namespace
 
 Job::Job(const JobPlan& plan, TimeMerge& merge, FrameWriter& writer, Progress& progress)
-    : m_plan(plan), m_merge(merge), m_writer(writer), m_progress(progress), m_places(FarthestPlace(plan)),
-      m_videoOver(!plan.hasVideo), m_audioOver(!plan.hasAudio)
+    : m_plan(plan), m_merge(merge), m_writer(writer), m_progress(progress),
+      m_places(HasFewerPlaces(plan) ? kFarthestOfFewer : kFarthest), m_videoOver(!plan.hasVideo),
+      m_audioOver(!plan.hasAudio)
 {
 }
 
@@ -84,15 +84,17 @@ bool Job::IsOver() const
 }
 
 // The first time of both streams. If audio comes first, pictures may lie between the places of the output's: the
-// nearest place does if it is near enough for nobody to notice. Otherwise the start goes back so far that the first
-// picture falls on a place, or pictures would be dropped and repeated by turns as their times waver.
+// nearest place does if it is near enough for nobody to notice, or if each place shows the nearest of several pictures
+// anyhow. Otherwise the start goes back so far that the first picture falls on a place.
 Nanoseconds Job::FindOrigin()
 {
     const auto picture = m_merge.FirstPicture();
     const auto block = m_merge.FirstBlock();
     if (!picture || !block || *picture <= *block)
         return picture ? *picture : block.value_or(0);
-    const double lead = static_cast<double>(*picture - *block) / static_cast<double>(kSecond);
+    if (HasFewerPlaces(m_plan))
+        return *block;
+    const double lead = InSeconds(*picture - *block);
     const double places = lead * av_q2d(m_plan.frameRate);
     const double off = std::fabs(places - std::round(places));
     if ((off <= 1.0 / 3.0 && off / av_q2d(m_plan.frameRate) <= kUnnoticed) || lead > kLongestLead)
@@ -209,7 +211,7 @@ int64_t Job::EndOf(const Item& picture) const
 // As the library counts, in places of the output.
 double Job::PositionOf(Nanoseconds time) const
 {
-    return static_cast<double>(time) / static_cast<double>(kSecond) * av_q2d(m_plan.frameRate);
+    return InSeconds(time) * av_q2d(m_plan.frameRate);
 }
 
 int64_t Job::NearestPlace(Nanoseconds time) const

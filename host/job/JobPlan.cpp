@@ -16,7 +16,6 @@ namespace
 {
 
 constexpr int kBitsPerSample = 16;
-constexpr int kLargestSide = 16384;
 
 // Keeps the library's 32-bit products of aspects and sizes in range.
 constexpr int kLargestAspectPart = 8191;
@@ -53,7 +52,7 @@ void PlanVideo(JobPlan& plan, const EncodeOptions& options, const Choice& choice
 
     // Without a size of its own the output has the picture's shape, but for a rounding that is no reason for bars.
     const PictureSize size = options.size.value_or(SizeWithSquarePixels(video));
-    const Fit fit = options.fit.value_or(options.size ? kFitKeep : kFitStretch);
+    const auto fit = options.fit.value_or(options.size ? IMAGE_RESIZE_KEEP : IMAGE_RESIZE_STRETCH);
 
     EncodeParamVideo& param = plan.param.video;
     param.dwFourCC = choice.video->dwFourCC;

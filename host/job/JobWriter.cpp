@@ -1,8 +1,6 @@
 #include "host/job/JobWriter.h"
 
-#include "encmgr/EncMgr.h"
 #include "host/base/ExitCode.h"
-#include "host/base/Messages.h"
 #include "host/base/Text.h"
 
 #include <algorithm>
@@ -46,41 +44,17 @@ unsigned int TakeCloseReport(void* context, unsigned int failed, unsigned int pi
     return 0;
 }
 
-// The library goes on without a stream whose encoder can't be made, and only logs it.
-std::string LostStream(const std::vector<std::string>& log, const JobPlan& plan)
-{
-    for (const std::string& line : log) {
-        if (plan.hasVideo && line.starts_with("Create video encoder failure"))
-            return "the video encoder can't be set up";
-        if (plan.hasAudio && line.starts_with("Create audio encoder failure"))
-            return "the audio encoder can't be set up";
-    }
-    return {};
-}
-
 } // namespace
 
-JobWriter::JobWriter(const JobPlan& plan, const OutputFile& output, Messages& messages) : m_plan(plan)
+JobWriter::JobWriter(const JobPlan& plan, const OutputFile& output) : m_plan(plan)
 {
-    const uint64_t mark = messages.Mark();
-    m_job = FCCreateMediaFile(output.WidePath().c_str(), &plan.param, plan.hasVideo ? &plan.videoInfo : nullptr,
-                              plan.hasAudio ? &plan.audioInfo : nullptr);
-    const std::vector<std::string> log = messages.LinesSince(mark);
-    if (!m_job) {
-        const bool isFile = std::any_of(log.begin(), log.end(), [](const std::string& line) {
-            return line.starts_with("Fail to create the file");
-        });
-        throw HostError(isFile ? kExitOutput : kExitJob, Format("can't create %s", output.Path().c_str()));
-    }
-    if (const std::string lost = LostStream(log, plan); !lost.empty()) {
-        Close();
-        throw HostError(kExitJob, lost);
-    }
-}
-
-JobWriter::~JobWriter()
-{
-    Close();
+    if (!m_file.Create(output.WidePath().c_str(), &plan.param, plan.hasVideo ? &plan.videoInfo : nullptr,
+                       plan.hasAudio ? &plan.audioInfo : nullptr))
+        throw HostError(kExitJob, Format("can't create %s", output.Path().c_str()));
+    // The library goes on without a stream that it has no encoder for.
+    const bool isVideoLost = plan.hasVideo && m_file.m_EncParam.bVideoDisabled;
+    if (isVideoLost || (plan.hasAudio && m_file.m_EncParam.bAudioDisabled))
+        throw HostError(kExitJob, Format("the %s encoder can't be set up", isVideoLost ? "video" : "audio"));
 }
 
 int JobWriter::WritePicture(const AVFrame& picture, Nanoseconds time, Nanoseconds duration)
@@ -97,7 +71,7 @@ int JobWriter::WritePicture(const AVFrame& picture, Nanoseconds time, Nanosecond
     frame.llTimeStamp = Ticks(time);
     frame.llStreamTime = frame.llTimeStamp;
     frame.nDuration = DurationTicks(duration);
-    return FCWriteVideoFrame(m_job, &frame);
+    return m_file.WriteVideoFrame(&frame);
 }
 
 int JobWriter::WriteSamples(std::span<const int16_t> samples, Nanoseconds time)
@@ -114,15 +88,13 @@ int JobWriter::WriteSamples(std::span<const int16_t> samples, Nanoseconds time)
     frame.llStreamTime = frame.llTimeStamp;
     const auto blocks = static_cast<int64_t>(samples.size()) / format.channels;
     frame.nDuration = DurationTicks(av_rescale(blocks, kSecond, format.samplerate));
-    return FCWriteAudioData(m_job, &frame);
+    return m_file.WriteAudioData(&frame);
 }
 
 CloseReport JobWriter::Close()
 {
     CloseReport report;
-    if (m_job)
-        FCCloseMediaFile(m_job, TakeCloseReport, &report);
-    m_job = nullptr;
+    m_file.Close(TakeCloseReport, &report);
     return report;
 }
 

@@ -6,11 +6,10 @@
 #include "host/job/JobPlan.h"
 #include "host/job/OutputFile.h"
 #include "host/sources/Source.h"
+#include "media_file/MediaFile.h"
 
 namespace host
 {
-
-class Messages;
 
 // What the format said at the close. A format may say nothing at all.
 struct CloseReport {
@@ -23,22 +22,18 @@ struct CloseReport {
 class JobWriter final : public FrameWriter
 {
 public:
-    // Creates the file. Throws HostError, also if a stream that was asked for has come to nothing.
-    JobWriter(const JobPlan& plan, const OutputFile& output, Messages& messages);
-
-    // Closes the file if Close hasn't been called.
-    ~JobWriter() override;
-    JobWriter(const JobWriter&) = delete;
-    JobWriter& operator=(const JobWriter&) = delete;
+    // Sets the job up. Throws HostError, also if a stream that was asked for has come to nothing.
+    JobWriter(const JobPlan& plan, const OutputFile& output);
 
     int WritePicture(const AVFrame& picture, Nanoseconds time, Nanoseconds duration) override;
     int WriteSamples(std::span<const int16_t> samples, Nanoseconds time) override;
 
+    // Finishes the file; the destructor does so, too, but reports nothing.
     CloseReport Close();
 
 private:
     const JobPlan& m_plan;
-    void* m_job = nullptr;
+    MediaFile m_file;
 };
 
 } // namespace host

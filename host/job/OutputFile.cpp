@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -87,6 +88,17 @@ void OutputFile::CheckFolder() const
         Refuse(m_path, std::strerror(errno));
     if (!S_ISDIR(status.st_mode))
         Refuse(m_path, std::strerror(ENOTDIR));
+}
+
+void OutputFile::Create() const
+{
+    struct stat status = {};
+    if (stat(m_path.c_str(), &status) == 0 && !S_ISREG(status.st_mode))
+        return;
+    const int file = open(m_path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
+    if (file < 0)
+        throw HostError(kExitOutput, Format("can't create %s: %s", m_path.c_str(), std::strerror(errno)));
+    close(file);
 }
 
 uint64_t OutputFile::Size() const

@@ -23,6 +23,10 @@ public:
     // asked if mayAsk, and without an answer of yes it stays.
     void CheckWritable(std::initializer_list<std::string> inputs, bool overwrite, bool mayAsk);
 
+    // Makes the file if it isn't there; what it holds stays. Throws HostError if it can't be opened for writing.
+    // Devices and pipes are left alone, since opening one may wait for somebody at its other end.
+    void Create() const;
+
     // Bytes, 0 if there is no file or it isn't a plain one.
     uint64_t Size() const;
 

@@ -34,11 +34,6 @@ size_t TerminalWidth()
     return (isKnown ? size.ws_col : size_t{80}) - 1;
 }
 
-double InSeconds(Nanoseconds time)
-{
-    return static_cast<double>(time) / static_cast<double>(kSecond);
-}
-
 } // namespace
 
 std::string PacingText(const Counts& counts)

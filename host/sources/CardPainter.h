@@ -4,7 +4,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <string_view>
 
 extern "C" {
 #include <libavutil/frame.h>
@@ -21,9 +20,8 @@ struct CardShape {
     AVRational pixelAspect;
 };
 
-// From top to bottom: the band that flashes, colour bars of 75 % with grey steps below them, a lane that a marker
-// crosses once a second, and the picture's number with its time. A ring shows the shape of the pixels, a frame the
-// picture's edges, and a ball moves over it all.
+// From top to bottom: the band that flashes, colour bars of 75 % with a disc that is round where pixels are shown in
+// their shape, and the picture's number.
 class CardPainter
 {
 public:
@@ -40,20 +38,18 @@ private:
         int left, top, right, bottom; // the last two exclusive
     };
 
+    static constexpr Colour kDark = {60, 128, 128}; // grey, so that the card's edges stand out from black bars
+    static constexpr Colour kWhite = {235, 128, 128};
+
     Colour FromRgb(double red, double green, double blue) const;
     int Down(int sixteenths) const; // a height, as a row
     void PaintStill(AVFrame& frame) const;
-    void PaintRing(AVFrame& frame) const;
-    void PaintLane(AVFrame& frame, int64_t picture) const;
-    void PaintBall(AVFrame& frame, int64_t picture) const;
-    void PaintTexts(AVFrame& frame, int64_t picture) const;
-    void PaintText(AVFrame& frame, std::string_view text, int left, int top, int scaleX, int scaleY) const;
+    void PaintNumber(AVFrame& frame, int64_t picture) const;
     void Fill(AVFrame& frame, Box box, Colour colour) const;
-    void Dot(AVFrame& frame, int x, int y, Colour colour) const;
 
     CardShape m_shape;
     double m_pixelAspect;
-    std::shared_ptr<AVFrame> m_still; // what doesn't move
+    std::shared_ptr<AVFrame> m_still; // all but flash and number
 };
 
 } // namespace host

@@ -3,11 +3,13 @@
 #define ENCMGR_HOST_LIBAV_H
 
 #include <memory>
+#include <new>
 #include <string>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
+#include <libswresample/swresample.h>
 #include <libswscale/swscale.h>
 }
 
@@ -20,8 +22,10 @@ struct LibavFree {
     void operator()(AVPacket* packet) const { av_packet_free(&packet); }
     void operator()(AVFrame* frame) const { av_frame_free(&frame); }
     void operator()(SwsContext* context) const { sws_freeContext(context); }
+    void operator()(SwrContext* context) const { swr_free(&context); }
 };
 
+// Has one owner; frames, which go from hand to hand, are shared.
 template <class T> using LibavOwned = std::unique_ptr<T, LibavFree>;
 
 // A time of a stream; the extremes stay apart from all others.
@@ -29,6 +33,27 @@ inline int64_t ToNanoseconds(int64_t units, AVRational timeBase)
 {
     return av_rescale_q_rnd(units, timeBase, {1, 1'000'000'000},
                             static_cast<AVRounding>(AV_ROUND_NEAR_INF | AV_ROUND_PASS_MINMAX));
+}
+
+// Empty, never null.
+inline std::shared_ptr<AVFrame> NewFrame()
+{
+    std::shared_ptr<AVFrame> frame(av_frame_alloc(), LibavFree());
+    if (!frame)
+        throw std::bad_alloc();
+    return frame;
+}
+
+// With room for a picture.
+inline std::shared_ptr<AVFrame> NewPicture(AVPixelFormat format, int width, int height)
+{
+    auto frame = NewFrame();
+    frame->format = format;
+    frame->width = width;
+    frame->height = height;
+    if (av_frame_get_buffer(frame.get(), 0) < 0)
+        throw std::bad_alloc();
+    return frame;
 }
 
 inline std::string ErrorText(int error)

@@ -303,8 +303,6 @@ void MediaInput::TakePicture()
     const Nanoseconds duration = DurationOf(*m_frame, m_videoTrack.stream->time_base);
     const Nanoseconds time = Place(m_videoTrack, 1);
     const auto frame = NewFrame();
-    if (!frame)
-        return;
     av_frame_move_ref(frame.get(), m_frame.get());
     if (auto picture = m_pictures->Convert(frame))
         m_ready.push_back({Item::Kind::kPicture, time, duration, std::move(picture), {}});
@@ -330,8 +328,8 @@ Nanoseconds MediaInput::Place(Track& track, int64_t units)
     const int jumps = m_times.Jumps();
     const Nanoseconds time = m_times.Place(track.number, *m_frame, units);
     if (jumps == 0 && m_times.Jumps() > 0)
-        m_messages.Warn(Format("%s: its time stamps jump at %.3f s; the jump is closed up", m_name.c_str(),
-                               static_cast<double>(time) / static_cast<double>(kSecond)));
+        m_messages.Warn(
+            Format("%s: its time stamps jump at %.3f s; the jump is closed up", m_name.c_str(), InSeconds(time)));
     return time;
 }
 

@@ -5,7 +5,6 @@
 extern "C" {
 #include <libavutil/opt.h>
 #include <libavutil/pixdesc.h>
-#include <libswscale/swscale.h>
 }
 
 namespace host
@@ -66,16 +65,6 @@ bool IsHighDefinition(int width, int height)
     return width >= 1280 || height > 576;
 }
 
-std::shared_ptr<AVFrame> NewFrame()
-{
-    return {av_frame_alloc(), [](AVFrame* frame) { av_frame_free(&frame); }};
-}
-
-PictureConverter::~PictureConverter()
-{
-    sws_freeContext(m_context);
-}
-
 bool PictureConverter::IsFinished(const AVFrame& frame) const
 {
     return PlainFormat(frame.format) == AV_PIX_FMT_YUV420P && !IsFullRange(frame) && frame.width == m_width &&
@@ -88,8 +77,7 @@ bool PictureConverter::Prepare(const AVFrame& frame)
                        IsFullRange(frame)};
     if (m_context && kind == m_kind)
         return true;
-    sws_freeContext(m_context);
-    m_context = sws_alloc_context();
+    m_context.reset(sws_alloc_context());
     if (!m_context)
         return false;
     // The ranges have to be known when the context is set up: without a difference it may turn out to be a copy.
@@ -107,16 +95,15 @@ bool PictureConverter::Prepare(const AVFrame& frame)
         {"sws_flags", flags},
     };
     for (const auto& [name, value] : options)
-        av_opt_set_int(m_context, name, value, 0);
-    if (sws_init_context(m_context, nullptr, nullptr) < 0) {
-        sws_freeContext(m_context);
-        m_context = nullptr;
+        av_opt_set_int(m_context.get(), name, value, 0);
+    if (sws_init_context(m_context.get(), nullptr, nullptr) < 0) {
+        m_context.reset();
         return false;
     }
     constexpr int unity = 1 << 16;
     const int* const matrix = sws_getCoefficients(kind.matrix);
     // Refused for pairs of formats that need neither matrix nor range; nothing is lost then.
-    sws_setColorspaceDetails(m_context, matrix, kind.isFullRange, matrix, 0, 0, unity, unity);
+    sws_setColorspaceDetails(m_context.get(), matrix, kind.isFullRange, matrix, 0, 0, unity, unity);
     m_kind = kind;
     return true;
 }
@@ -125,16 +112,8 @@ std::shared_ptr<const AVFrame> PictureConverter::Convert(const std::shared_ptr<c
 {
     if (IsFinished(*frame))
         return frame;
-    const auto converted = NewFrame();
-    if (!converted || !Prepare(*frame))
-        return nullptr;
-    converted->format = AV_PIX_FMT_YUV420P;
-    converted->width = m_width;
-    converted->height = m_height;
-    if (av_frame_get_buffer(converted.get(), 0) < 0)
-        return nullptr;
-    if (sws_scale(m_context, frame->data, frame->linesize, 0, frame->height, converted->data, converted->linesize) !=
-        m_height)
+    const auto converted = NewPicture(AV_PIX_FMT_YUV420P, m_width, m_height);
+    if (!Prepare(*frame) || sws_scale_frame(m_context.get(), converted.get(), frame.get()) < 0)
         return nullptr;
     return converted;
 }

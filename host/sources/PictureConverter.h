@@ -2,13 +2,7 @@
 #ifndef ENCMGR_HOST_PICTURE_CONVERTER_H
 #define ENCMGR_HOST_PICTURE_CONVERTER_H
 
-#include <memory>
-
-extern "C" {
-#include <libavutil/frame.h>
-}
-
-struct SwsContext;
+#include "host/sources/Libav.h"
 
 namespace host
 {
@@ -16,16 +10,10 @@ namespace host
 // True if untagged pictures of this size are taken for BT.709 by players, and for BT.601 otherwise.
 bool IsHighDefinition(int width, int height);
 
-// Null only if memory has run out.
-std::shared_ptr<AVFrame> NewFrame();
-
 class PictureConverter
 {
 public:
     PictureConverter(int width, int height) : m_width(width), m_height(height) {}
-    ~PictureConverter();
-    PictureConverter(const PictureConverter&) = delete;
-    PictureConverter& operator=(const PictureConverter&) = delete;
 
     // The frame itself if it is what is wanted already, otherwise a new one. Null if it can't be converted.
     std::shared_ptr<const AVFrame> Convert(const std::shared_ptr<const AVFrame>& frame);
@@ -44,7 +32,7 @@ private:
     int m_width;
     int m_height;
     Kind m_kind = {};
-    SwsContext* m_context = nullptr; // made for m_kind
+    LibavOwned<SwsContext> m_context; // made for m_kind
 };
 
 } // namespace host

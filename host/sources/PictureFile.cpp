@@ -2,6 +2,7 @@
 
 #include "host/base/ExitCode.h"
 #include "host/base/Text.h"
+#include "host/base/Values.h"
 #include "host/sources/Libav.h"
 
 #include <cerrno>
@@ -42,14 +43,17 @@ Bitmap ToBitmap(const AVFrame& frame, const std::string& name)
     if (frame.width < 1 || frame.height < 1 || frame.width > kLargestSide || frame.height > kLargestSide)
         throw HostError(kExitInput, Format("%s: %dx%d pixels are more than can be worked on", name.c_str(), frame.width,
                                            frame.height));
-    Bitmap bitmap(frame.width, frame.height);
     const LibavOwned<SwsContext> context(sws_getContext(
         frame.width, frame.height, static_cast<AVPixelFormat>(frame.format), frame.width, frame.height, AV_PIX_FMT_BGRA,
         SWS_BILINEAR | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT, nullptr, nullptr, nullptr));
-    uint8_t* const bottomUp[4] = {bitmap.MemoryRow(frame.height - 1)};
-    const int pitches[4] = {-bitmap.Pitch()};
-    if (!context || sws_scale(context.get(), frame.data, frame.linesize, 0, frame.height, bottomUp, pitches) < 0)
+    const auto pixels = NewPicture(AV_PIX_FMT_BGRA, frame.width, frame.height);
+    if (!context || sws_scale_frame(context.get(), pixels.get(), &frame) < 0)
         throw HostError(kExitInput, name + ": its kind of pixels can't be converted");
+    Bitmap bitmap(frame.width, frame.height);
+    for (int y = 0; y < bitmap.height; ++y)
+        std::memcpy(bitmap.MemoryRow(bitmap.height - 1 - y),
+                    pixels->data[0] + static_cast<ptrdiff_t>(y) * pixels->linesize[0],
+                    static_cast<size_t>(bitmap.Pitch()));
     return bitmap;
 }
 
@@ -62,14 +66,9 @@ bool IsOpaque(const Bitmap& bitmap)
 }
 
 // A frame of R, G, B and, if the format has it, A.
-LibavOwned<AVFrame> ToFrame(Bitmap& bitmap, AVPixelFormat format)
+std::shared_ptr<AVFrame> ToFrame(Bitmap& bitmap, AVPixelFormat format)
 {
-    LibavOwned<AVFrame> frame(av_frame_alloc());
-    frame->format = format;
-    frame->width = bitmap.width;
-    frame->height = bitmap.height;
-    if (av_frame_get_buffer(frame.get(), 0) < 0)
-        throw HostError(kExitJob, "out of memory");
+    auto frame = NewPicture(format, bitmap.width, bitmap.height);
     const int bytes = format == AV_PIX_FMT_RGBA ? 4 : 3;
     for (int y = 0; y < bitmap.height; ++y) {
         const unsigned char* in = bitmap.MemoryRow(bitmap.height - 1 - y);
@@ -110,7 +109,7 @@ Bitmap ReadPicture(const std::string& name, Messages& messages)
         FailToRead(name, messages, result);
     const int stream = result;
     const LibavOwned<AVCodecContext> decoder(avcodec_alloc_context3(codec));
-    const LibavOwned<AVFrame> frame(av_frame_alloc());
+    const auto frame = NewFrame();
     avcodec_parameters_to_context(decoder.get(), opened->streams[stream]->codecpar);
     result = avcodec_open2(decoder.get(), codec, nullptr);
     if (result >= 0)
@@ -129,7 +128,7 @@ void WritePicture(const std::string& path, Bitmap& bitmap)
     encoder->height = bitmap.height;
     encoder->pix_fmt = IsOpaque(bitmap) ? AV_PIX_FMT_RGB24 : AV_PIX_FMT_RGBA;
     encoder->time_base = {1, 1};
-    const LibavOwned<AVFrame> frame = ToFrame(bitmap, encoder->pix_fmt);
+    const auto frame = ToFrame(bitmap, encoder->pix_fmt);
     if (!codec || avcodec_open2(encoder.get(), codec, nullptr) < 0 ||
         avcodec_send_frame(encoder.get(), frame.get()) < 0 || avcodec_receive_packet(encoder.get(), packet.get()) < 0)
         throw HostError(kExitJob, "the picture can't be encoded as PNG");

@@ -29,13 +29,10 @@ struct Bitmap {
     tagBITMAPINFOHEADER Header() const;
 };
 
-// The largest side that pictures may have here.
-constexpr int kLargestSide = 16384;
-
 // The first picture of a file, PNG and PPM among them. Throws HostError.
 Bitmap ReadPicture(const std::string& name, Messages& messages);
 
-// As PNG, with its opacity unless all of it is opaque. Throws HostError; a file that was new is gone then.
+// As PNG, with its opacity unless all of it is opaque. Throws HostError; part of the file may be left then.
 void WritePicture(const std::string& path, Bitmap& bitmap);
 
 } // namespace host

@@ -2,72 +2,56 @@
 
 #include <cstring>
 
-extern "C" {
-#include <libavutil/channel_layout.h>
-#include <libswresample/swresample.h>
-}
-
 namespace host
 {
 
-SampleConverter::~SampleConverter()
+namespace
 {
-    swr_free(&m_context);
-    av_channel_layout_uninit(&m_frameLayout);
+
+// Of an interleaved frame.
+std::vector<int16_t> SamplesOf(const AVFrame& frame)
+{
+    std::vector<int16_t> samples(static_cast<size_t>(frame.nb_samples) *
+                                 static_cast<size_t>(frame.ch_layout.nb_channels));
+    if (!samples.empty())
+        std::memcpy(samples.data(), frame.data[0], samples.size() * sizeof(int16_t));
+    return samples;
 }
 
-bool SampleConverter::Prepare(const AVFrame& frame)
+} // namespace
+
+SampleConverter::SampleConverter(const AudioFormat& format) : m_format(format), m_context(swr_alloc())
 {
-    if (m_context && frame.format == m_frameFormat && frame.sample_rate == m_frameRate &&
-        av_channel_layout_compare(&frame.ch_layout, &m_frameLayout) == 0)
-        return true;
-
-    AVChannelLayout in = {};
-    if (frame.ch_layout.order == AV_CHANNEL_ORDER_UNSPEC)
-        av_channel_layout_default(&in, frame.ch_layout.nb_channels);
-    else if (av_channel_layout_copy(&in, &frame.ch_layout) < 0)
-        return false;
-    AVChannelLayout out = {};
-    av_channel_layout_default(&out, m_format.channels);
-
-    swr_free(&m_context);
-    const int made = swr_alloc_set_opts2(&m_context, &out, AV_SAMPLE_FMT_S16, m_format.sampleRate, &in,
-                                         static_cast<AVSampleFormat>(frame.format), frame.sample_rate, 0, nullptr);
-    av_channel_layout_uninit(&in);
-    if (made < 0 || swr_init(m_context) < 0) {
-        swr_free(&m_context);
-        return false;
-    }
-    m_frameFormat = frame.format;
-    m_frameRate = frame.sample_rate;
-    av_channel_layout_uninit(&m_frameLayout);
-    return av_channel_layout_copy(&m_frameLayout, &frame.ch_layout) >= 0;
+    if (!m_context)
+        throw std::bad_alloc();
 }
 
 std::optional<std::vector<int16_t>> SampleConverter::Convert(const AVFrame& frame)
 {
-    const auto channels = static_cast<size_t>(m_format.channels);
-    std::vector<int16_t> samples;
+    if (frame.sample_rate <= 0 || frame.ch_layout.nb_channels <= 0)
+        return std::nullopt;
     if (frame.format == AV_SAMPLE_FMT_S16 && frame.sample_rate == m_format.sampleRate &&
-        frame.ch_layout.nb_channels == m_format.channels) {
-        samples.resize(static_cast<size_t>(frame.nb_samples) * channels);
-        if (!samples.empty())
-            std::memcpy(samples.data(), frame.data[0], samples.size() * sizeof(int16_t));
-        return samples;
+        frame.ch_layout.nb_channels == m_format.channels)
+        return SamplesOf(frame);
+
+    const auto in = NewFrame();
+    if (av_frame_ref(in.get(), &frame) < 0)
+        return std::nullopt;
+    // Channels that nobody has named are taken for the usual ones of their count, or each frame would pass for a
+    // change.
+    if (in->ch_layout.order == AV_CHANNEL_ORDER_UNSPEC)
+        av_channel_layout_default(&in->ch_layout, frame.ch_layout.nb_channels);
+    const auto out = NewFrame();
+    out->format = AV_SAMPLE_FMT_S16;
+    out->sample_rate = m_format.sampleRate;
+    av_channel_layout_default(&out->ch_layout, m_format.channels);
+
+    int result = swr_convert_frame(m_context.get(), out.get(), in.get());
+    if (result == AVERROR_INPUT_CHANGED) {
+        swr_close(m_context.get()); // the next call sets it up anew
+        result = swr_convert_frame(m_context.get(), out.get(), in.get());
     }
-    if (frame.sample_rate <= 0 || frame.ch_layout.nb_channels <= 0 || !Prepare(frame))
-        return std::nullopt;
-    const int room = swr_get_out_samples(m_context, frame.nb_samples);
-    if (room < 0)
-        return std::nullopt;
-    samples.resize(static_cast<size_t>(room) * channels);
-    auto* out = reinterpret_cast<uint8_t*>(samples.data());
-    const int made =
-        swr_convert(m_context, &out, room, const_cast<const uint8_t**>(frame.extended_data), frame.nb_samples);
-    if (made < 0)
-        return std::nullopt;
-    samples.resize(static_cast<size_t>(made) * channels);
-    return samples;
+    return result < 0 ? std::nullopt : std::optional(SamplesOf(*out));
 }
 
 } // namespace host

@@ -25,6 +25,11 @@ constexpr Nanoseconds kSecond = 1'000'000'000;
 // Stamps beyond are no times, and sums of them would leave 64 bits.
 constexpr Nanoseconds kFarthestStamp = 4'000'000'000 * kSecond;
 
+inline double InSeconds(Nanoseconds time)
+{
+    return static_cast<double>(time) / static_cast<double>(kSecond);
+}
+
 struct VideoFormat {
     int width;              // pixels of every picture
     int height;             //

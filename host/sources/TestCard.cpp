@@ -3,11 +3,10 @@
 #include "host/base/ExitCode.h"
 #include "host/base/Text.h"
 #include "host/base/Values.h"
-#include "host/sources/PictureConverter.h"
+#include "host/sources/Libav.h"
 
 #include <algorithm>
 #include <cmath>
-#include <new>
 #include <numbers>
 
 extern "C" {
@@ -20,44 +19,44 @@ namespace host
 namespace
 {
 
-constexpr int64_t kSamplesPerBlock = 1024;
+constexpr int64_t kBlockSamples = 1024;
 constexpr int kFlashPictures = 2;
 constexpr double kToneHertz = 1000.0;
 constexpr double kTonePeak = 10000.0; // a third of full scale
 
-[[noreturn]] void Refuse(std::string_view parameter)
+[[noreturn]] void RefuseParameter(std::string_view parameter)
 {
     throw HostError(kExitUsage, Format("bad test card parameter \"%.*s\"; --help shows what there is",
                                        static_cast<int>(parameter.size()), parameter.data()));
 }
 
-void Set(TestCardSettings& settings, std::string_view parameter)
+void SetParameter(TestCardSettings& settings, std::string_view parameter)
 {
     const size_t equals = parameter.find('=');
     if (equals == std::string_view::npos)
-        Refuse(parameter);
+        RefuseParameter(parameter);
     const std::string_view key = parameter.substr(0, equals);
     const std::string_view value = parameter.substr(equals + 1);
     if (key == "size") {
         const auto size = ParseSize(value, 64, 8192);
         if (!size)
-            Refuse(parameter);
+            RefuseParameter(parameter);
         settings.width = size->width;
         settings.height = size->height;
     } else if (key == "rate") {
         const auto rate = ParseRate(value);
         if (!rate || av_q2d(*rate) < 1.0)
-            Refuse(parameter);
+            RefuseParameter(parameter);
         settings.frameRate = *rate;
     } else if (key == "seconds") {
         const auto seconds = ParseNumber(value);
         if (!seconds || *seconds <= 0.0 || *seconds > 360000.0)
-            Refuse(parameter);
+            RefuseParameter(parameter);
         settings.seconds = *seconds;
     } else if (key == "aspect") {
         const auto aspect = ParseAspect(value);
         if (!aspect)
-            Refuse(parameter);
+            RefuseParameter(parameter);
         settings.displayAspect = *aspect;
     } else if (key == "audio" && value == "none") {
         settings.hasAudio = false;
@@ -67,11 +66,11 @@ void Set(TestCardSettings& settings, std::string_view parameter)
         const auto channels =
             x == std::string_view::npos ? std::optional<int64_t>(2) : ParseInteger(value.substr(x + 1), 1, 2);
         if (!rate || !channels)
-            Refuse(parameter);
+            RefuseParameter(parameter);
         settings.hasAudio = true;
         settings.audio = {static_cast<int>(*rate), static_cast<int>(*channels)};
     } else {
-        Refuse(parameter);
+        RefuseParameter(parameter);
     }
 }
 
@@ -104,7 +103,7 @@ TestCardSettings ParseTestCard(std::string_view name)
     std::string_view rest = name.substr(name.find(':') + 1);
     while (!rest.empty()) {
         const size_t comma = std::min(rest.find(','), rest.size());
-        Set(settings, rest.substr(0, comma));
+        SetParameter(settings, rest.substr(0, comma));
         rest.remove_prefix(std::min(comma + 1, rest.size()));
     }
     return settings;
@@ -143,14 +142,7 @@ Item TestCard::Next()
 
 Item TestCard::NextPicture()
 {
-    const auto frame = NewFrame();
-    if (!frame)
-        throw std::bad_alloc();
-    frame->format = AV_PIX_FMT_YUV420P;
-    frame->width = m_settings.width;
-    frame->height = m_settings.height;
-    if (av_frame_get_buffer(frame.get(), 0) < 0)
-        throw std::bad_alloc();
+    const auto frame = NewPicture(AV_PIX_FMT_YUV420P, m_settings.width, m_settings.height);
     m_painter.Paint(*frame, m_nextPicture, IsFlash(m_nextPicture));
 
     const AVRational rate = m_settings.frameRate;
@@ -161,7 +153,7 @@ Item TestCard::NextPicture()
 
 Item TestCard::NextBlock()
 {
-    const int64_t count = std::min(kSamplesPerBlock, m_samples - m_nextSample);
+    const int64_t count = std::min(kBlockSamples, m_samples - m_nextSample);
     const Nanoseconds time = av_rescale(m_nextSample, kSecond, m_settings.audio.sampleRate);
     Item block = {Item::Kind::kAudio, time, 0, nullptr, {}};
     block.samples.reserve(static_cast<size_t>(count * m_settings.audio.channels));

@@ -1,4 +1,4 @@
-// The generated source: a moving card whose flash and beep fall together once a second.
+// The generated source: a card whose flash and beep fall together once a second.
 #ifndef ENCMGR_HOST_TEST_CARD_H
 #define ENCMGR_HOST_TEST_CARD_H
 

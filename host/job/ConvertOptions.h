@@ -1,8 +1,8 @@
-// "encmgr convert": the library's toolbox at work on single pictures.
-#ifndef ENCMGR_HOST_CONVERT_COMMAND_H
-#define ENCMGR_HOST_CONVERT_COMMAND_H
+// What is asked for of a single picture, as plain data.
+#ifndef ENCMGR_HOST_CONVERT_OPTIONS_H
+#define ENCMGR_HOST_CONVERT_OPTIONS_H
 
-#include "host/base/Messages.h"
+#include "Common/Image/ImageParam.h"
 #include "host/base/Values.h"
 
 #include <optional>
@@ -18,8 +18,8 @@ struct ConvertOptions {
     std::string input;
     std::string output;
     std::optional<PictureSize> size; // the input's if not given
-    int interpolation = 0;           // an IMAGE_INTERPOLATION
-    std::string overlay;             // laid over the picture by its opacity, stretched to overlaySize; empty: none
+    IMAGE_INTERPOLATION interpolation = IMAGE_INTERPOLATION_DEFAULT;
+    std::string overlay; // laid over the picture by its opacity, stretched to overlaySize; empty: none
     std::optional<PictureSize> overlaySize;
     PictureSize overlayAt = {0, 0};
     std::string mask; // its green cuts the picture's opacity; empty: none
@@ -28,9 +28,6 @@ struct ConvertOptions {
     bool overwrite = false;
 };
 
-// Returns the exit code. Throws HostError.
-int RunConvert(const ConvertOptions& options, Messages& messages);
-
 } // namespace host
 
-#endif // ENCMGR_HOST_CONVERT_COMMAND_H
+#endif // ENCMGR_HOST_CONVERT_OPTIONS_H

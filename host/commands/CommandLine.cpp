@@ -1,0 +1,92 @@
+#include "host/commands/CommandLine.h"
+
+#include "host/base/ExitCode.h"
+#include "host/base/Text.h"
+
+#include <CLI/CLI.hpp>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+}
+
+namespace host
+{
+
+namespace
+{
+
+constexpr void (*kCommands[])(CLI::App&, Run&) = {
+    AddListCommand,
+    AddEncodeCommand,
+    AddConvertCommand,
+};
+
+std::string VersionText()
+{
+    const auto version = [](const char* name, unsigned number) {
+        return Format("%s %u.%u.%u", name, AV_VERSION_MAJOR(number), AV_VERSION_MINOR(number),
+                      AV_VERSION_MICRO(number));
+    };
+    return Format("encmgr %s (%s, %s)", ENCMGR_VERSION, version("libavformat", avformat_version()).c_str(),
+                  version("libavcodec", avcodec_version()).c_str());
+}
+
+void AddCommonOptions(CLI::App& program, CommonOptions& common)
+{
+    const auto volume = [&program, &common](const char* names, Volume value, const char* help) {
+        return program.add_flag_callback(
+            names, [&common, value] { common.volume = value; }, help);
+    };
+    CLI::Option* const quiet = volume("-q,--quiet", Volume::kQuiet, "Print errors alone");
+    volume("-v,--verbose", Volume::kVerbose, "Print the logs of the library and of libav, too")->excludes(quiet);
+    program.add_option("--plugins", common.pluginsFolder, "The folder that holds PlugIns (default: the program's own)")
+        ->type_name("DIR");
+}
+
+} // namespace
+
+const char* const kExitCodeHelp = "Exit codes:\n"
+                                  "  0    a good file was written\n"
+                                  "  1    the job failed; a file that was new has been removed\n"
+                                  "  2    bad usage: unknown option, format or encoder, or a bad value\n"
+                                  "  3    the input can't be opened or decoded, or breaks off\n"
+                                  "  4    the output can't be created, or exists and -y isn't given\n"
+                                  "  5    no plug-ins were found\n"
+                                  "  130  interrupted by Ctrl-C; the file is finished up to there\n";
+
+CommandLine ParseCommandLine(int argc, char** argv)
+{
+    CommandLine line;
+    CLI::App program("Turns media files, or a test card, into finished files through the encoders and file formats of "
+                     "its plug-ins.",
+                     "encmgr");
+    program.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+    program.set_version_flag("--version", VersionText(), "Print the version and end");
+    AddCommonOptions(program, line.common);
+    program.require_subcommand(0, 1);
+    program.fallthrough();
+    program.footer(std::string("\"encmgr encode --help\" shows the options of encode, and so on.\n\n") + kExitCodeHelp);
+    for (const auto add : kCommands)
+        add(program, line.command);
+
+    try {
+        program.parse(argc, argv);
+    } catch (const CLI::Success& ending) {
+        program.exit(ending);
+        return {};
+    } catch (const CLI::ValidationError& refusal) {
+        throw HostError(kExitUsage, refusal.what());
+    } catch (const CLI::ParseError& error) {
+        throw HostError(kExitUsage, std::string(error.what()) + "; --help shows what there is");
+    }
+    if (!line.command) {
+        std::string names;
+        for (const CLI::App* command : program.get_subcommands({}))
+            names += command->get_name() + ", ";
+        throw HostError(kExitUsage, "no command; there are " + names + "and --help");
+    }
+    return line;
+}
+
+} // namespace host

@@ -1,0 +1,37 @@
+// The program's commands. A new one is a file of its own, and a line here and in CommandLine.cpp.
+#ifndef ENCMGR_HOST_COMMANDS_H
+#define ENCMGR_HOST_COMMANDS_H
+
+#include "host/base/Messages.h"
+
+#include <functional>
+#include <string>
+
+namespace CLI
+{
+class App;
+}
+
+namespace host
+{
+
+// What holds for every command.
+struct CommonOptions {
+    Volume volume = Volume::kNormal;
+    std::string pluginsFolder; // the folder that holds PlugIns; empty: the program's own
+};
+
+// A command with its options, ready to go. Returns the exit code; throws HostError.
+using Run = std::function<int(const CommonOptions& common, Messages& messages)>;
+
+// Each adds itself with its options to the program, and sets chosen when it is the one that was written.
+void AddListCommand(CLI::App& program, Run& chosen);
+void AddEncodeCommand(CLI::App& program, Run& chosen);
+void AddConvertCommand(CLI::App& program, Run& chosen);
+
+// For the end of a command's help.
+extern const char* const kExitCodeHelp;
+
+} // namespace host
+
+#endif // ENCMGR_HOST_COMMANDS_H

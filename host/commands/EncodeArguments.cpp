@@ -1,0 +1,113 @@
+#include "host/commands/EncodeArguments.h"
+
+#include "host/commands/Arguments.h"
+
+namespace host
+{
+
+namespace
+{
+
+void AddFiles(CLI::App& command, EncodeOptions& options)
+{
+    const char* const group = "Files";
+    AddFile(command, "INPUT", options.input, "A media file, an address, \"-\" for the standard input, or a test card")
+        ->required()
+        ->type_name("")
+        ->multi_option_policy(CLI::MultiOptionPolicy::Throw)
+        ->group(group);
+    AddFile(command, "-o,--output", options.output, "The file to write; \"-\" for the standard output")
+        ->required()
+        ->type_name("OUTPUT")
+        ->group(group);
+    AddFile(command, "-a,--audio", options.audioInput, "Take the audio from this file instead")
+        ->type_name("FILE")
+        ->group(group);
+    command.add_flag("-y,--overwrite", options.overwrite, "Overwrite OUTPUT if it exists")->group(group);
+}
+
+void AddChoice(CLI::App& command, EncodeOptions& options)
+{
+    const char* const group = "Format and encoders, by FourCC or name as in encmgr list";
+    command.add_option("-f,--format", options.format, "File format (default: by OUTPUT's ending)")
+        ->type_name("NAME")
+        ->group(group);
+    CLI::Option* const videoEncoder =
+        command.add_option("--vc", options.videoEncoder, "Video encoder (default: the format's first)");
+    CLI::Option* const audioEncoder =
+        command.add_option("--ac", options.audioEncoder, "Audio encoder (default: the format's first)");
+    for (CLI::Option* encoder : {videoEncoder, audioEncoder})
+        encoder->type_name("NAME")->group(group);
+    CLI::Option* const noVideo = command.add_flag("--vn", options.noVideo, "No video");
+    noVideo->group(group)->excludes(videoEncoder);
+    command.add_flag("--an", options.noAudio, "No audio")
+        ->group(group)
+        ->excludes(noVideo)
+        ->excludes(audioEncoder)
+        ->excludes(command.get_option("--audio"));
+}
+
+void AddVideo(CLI::App& command, EncodeOptions& options)
+{
+    const char* const group = "Video";
+    const auto size = [](const std::string& text) { return ParseSize(text, 16, kLargestSide); };
+    AddValue(command, "-s,--size", options.size, size, "a size such as 640x360, from 16 to 16384 pixels each way",
+             "Picture size (default: the input's, with square pixels)")
+        ->type_name("WxH")
+        ->group(group);
+    AddValue(command, "-r,--rate", options.frameRate, ParseRate,
+             "a frame rate such as 25 or 30000/1001, from 0.01 to 200",
+             "Pictures per second, N or N/D (default: the input's)")
+        ->type_name("FPS")
+        ->group(group);
+    const Words<IMAGE_RESIZE_METHOD> fits = {{"stretch", IMAGE_RESIZE_STRETCH},
+                                             {"keep", IMAGE_RESIZE_KEEP},
+                                             {"16:9", IMAGE_RESIZE_16_9},
+                                             {"4:3", IMAGE_RESIZE_4_3},
+                                             {"crop", IMAGE_RESIZE_CROP}};
+    AddWord(command, "--fit", options.fit, fits,
+            "Into another shape: keep (bars, the default), stretch, crop, 16:9 or 4:3")
+        ->type_name("METHOD")
+        ->group(group);
+    const Words<IMAGE_INTERPOLATION> scalings = {{"near", IMAGE_INTERPOLATION_NEAR},
+                                                 {"bilinear", IMAGE_INTERPOLATION_BILINER}};
+    AddWord(command, "--scale", options.interpolation, scalings, "Scaling: bilinear (the default) or near")
+        ->type_name("METHOD")
+        ->group(group);
+    AddValue(command, "--vb", options.videoBitRate, ParseBitRate, "a bit rate such as 800k or 2.5M",
+             "Bit rate, as in 800k or 2.5M (default: the encoder's own)")
+        ->type_name("RATE")
+        ->group(group);
+    AddInteger(command, "--frames", options.pictures, {1, 2'000'000'000}, "a count from 1 to 2000000000",
+               "End the file after this many pictures")
+        ->type_name("N")
+        ->group(group);
+}
+
+void AddAudio(CLI::App& command, EncodeOptions& options)
+{
+    const char* const group = "Audio";
+    AddValue(command, "--ab", options.audioBitRate, ParseBitRate, "a bit rate such as 128k",
+             "Bit rate, as in 128k (default: the encoder's own)")
+        ->type_name("RATE")
+        ->group(group);
+    AddInteger(command, "--ar", options.sampleRate, {1000, 384000}, "a sample rate from 1000 to 384000 Hz",
+               "Samples per second (default: the input's)")
+        ->type_name("HZ")
+        ->group(group);
+    AddInteger(command, "--channels", options.channels, {1, 2}, "1 or 2", "1 or 2 (default: the input's, at most 2)")
+        ->type_name("N")
+        ->group(group);
+}
+
+} // namespace
+
+void AddEncodeArguments(CLI::App& command, EncodeOptions& options)
+{
+    AddFiles(command, options);
+    AddChoice(command, options);
+    AddVideo(command, options);
+    AddAudio(command, options);
+}
+
+} // namespace host

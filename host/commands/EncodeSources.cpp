@@ -1,0 +1,58 @@
+#include "host/commands/EncodeSources.h"
+
+#include "host/base/ExitCode.h"
+#include "host/base/Text.h"
+
+#include <algorithm>
+
+extern "C" {
+#include <libavutil/mathematics.h>
+}
+
+namespace host
+{
+
+Sources OpenSources(const EncodeOptions& options, const Choice& choice, Messages& messages)
+{
+    if (options.input == "-" && options.audioInput == "-")
+        throw HostError(kExitUsage, "only one input can come from the standard input");
+    Sources sources;
+    const bool isSeparate = choice.audio && !options.audioInput.empty();
+    sources.main = OpenSource(options.input, {choice.video != nullptr, choice.audio && !isSeparate}, messages);
+    if (isSeparate) {
+        sources.separateAudio = OpenSource(options.audioInput, {false, true}, messages);
+        if (!sources.separateAudio->Audio())
+            throw HostError(kExitInput, Format("%s holds no audio", options.audioInput.c_str()));
+    }
+
+    const Streams present = sources.main->Present();
+    if (!choice.video && present.video && !options.noVideo)
+        messages.Say(Format("%s holds audio alone; the input's video is left out", options.output.c_str()));
+    if (!choice.audio && (present.audio || !options.audioInput.empty()) && !options.noAudio)
+        messages.Say(Format("%s holds video alone; the audio is left out", options.output.c_str()));
+    if (!sources.Video() && !sources.Audio()) {
+        const bool isWantedThere = (choice.video && present.video) || (choice.audio && present.audio);
+        const bool isLeftOut = !isWantedThere && (present.video || present.audio);
+        throw HostError(isLeftOut ? kExitUsage : kExitInput,
+                        Format(isLeftOut ? "nothing is left of %s to write" : "%s holds no usable video or audio",
+                               ShownName(options.input).c_str()));
+    }
+    if (!sources.Video() && options.pictures)
+        messages.Warn("without video, --frames has no effect");
+    return sources;
+}
+
+Nanoseconds ExpectedLength(const JobPlan& plan, const Sources& sources)
+{
+    Nanoseconds length = 0;
+    for (const Source* source : {sources.Video(), sources.Audio()})
+        length = std::max(length, source ? source->Duration() : 0);
+    if (plan.pictures) {
+        const Nanoseconds limit = av_rescale(*plan.pictures, kSecond * plan.frameRate.den, plan.frameRate.num);
+        if (limit > 0 && (length == 0 || limit < length))
+            length = limit;
+    }
+    return length;
+}
+
+} // namespace host

@@ -1,0 +1,37 @@
+// The library's plug-ins, loaded for as long as they are needed.
+#ifndef ENCMGR_HOST_PLUGINS_H
+#define ENCMGR_HOST_PLUGINS_H
+
+#include "host/job/Catalogue.h"
+
+#include <string>
+
+namespace host
+{
+
+class Messages;
+
+// One at a time. No job may outlive it.
+class Plugins
+{
+public:
+    // folder: the one that holds PlugIns; empty: the program's own. Throws HostError if there is no file format.
+    Plugins(const std::string& folder, Messages& messages);
+    ~Plugins();
+    Plugins(const Plugins&) = delete;
+    Plugins& operator=(const Plugins&) = delete;
+
+    const Catalogue& GetCatalogue() const { return m_catalogue; }
+
+    // Warns of what lies in the folder and couldn't be used as a plug-in.
+    void WarnOfRefused() const;
+
+private:
+    Messages& m_messages;
+    uint64_t m_mark; // in the log, where loading began
+    Catalogue m_catalogue{nullptr};
+};
+
+} // namespace host
+
+#endif // ENCMGR_HOST_PLUGINS_H

@@ -1,0 +1,209 @@
+// What is written on the command line: values, options, and what is said of bad ones.
+#include "host/base/ExitCode.h"
+#include "host/commands/CommandLine.h"
+#include "host/commands/ConvertArguments.h"
+#include "host/commands/EncodeArguments.h"
+
+#include <CLI/CLI.hpp>
+#include <climits>
+#include <gtest/gtest.h>
+
+namespace
+{
+
+using namespace host;
+
+template <class Options> Options Parse(void (*add)(CLI::App&, Options&), const std::string& arguments)
+{
+    CLI::App app;
+    Options options;
+    add(app, options);
+    app.parse("in -o out " + arguments);
+    return options;
+}
+
+// What the program says of a command line that it refuses; empty if it takes it.
+std::string RefusalOf(const std::vector<std::string>& words)
+{
+    std::vector<char*> arguments = {const_cast<char*>("encmgr")};
+    for (const std::string& word : words)
+        arguments.push_back(const_cast<char*>(word.c_str()));
+    try {
+        ParseCommandLine(static_cast<int>(arguments.size()), arguments.data());
+    } catch (const HostError& error) {
+        EXPECT_EQ(error.Code(), kExitUsage);
+        return error.what();
+    }
+    return {};
+}
+
+} // namespace
+
+TEST(Values, RatesAreExactAndTelevisionRatesKnownByTheirDecimals)
+{
+    const struct {
+        const char* text;
+        AVRational rate; // 0: refused
+    } cases[] = {
+        {"25", {25, 1}},
+        {"12.5", {25, 2}},
+        {"0.01", {1, 100}},
+        {"200", {200, 1}},
+        {"29.97", {30000, 1001}},
+        {"23.976", {24000, 1001}},
+        {"23.98", {24000, 1001}},
+        {"59.94", {60000, 1001}},
+        {"119.88", {120000, 1001}},
+        {"29.94", {1497, 50}},
+        {"14.99", {1499, 100}},
+        {"30000/1001", {30000, 1001}},
+        {"50/2", {50, 2}},
+        {"200.1", {0, 0}},
+        {"0.009", {0, 0}},
+        {"401/2", {0, 0}},
+        {"0/1", {0, 0}},
+        {"1/0", {0, 0}},
+        {"-25", {0, 0}},
+        {"25fps", {0, 0}},
+        {"30000/", {0, 0}},
+        {"nan", {0, 0}},
+        {"", {0, 0}},
+    };
+    for (const auto& [text, rate] : cases) {
+        const AVRational parsed = ParseRate(text).value_or(AVRational{0, 0});
+        EXPECT_EQ(parsed.num, rate.num) << text;
+        EXPECT_EQ(parsed.den, rate.den) << text;
+    }
+}
+
+TEST(Values, SizesKeepToTheirBounds)
+{
+    for (const char* text : {"640x360", "640X360"}) {
+        const auto size = ParseSize(text, 360, 640);
+        ASSERT_TRUE(size) << text;
+        EXPECT_EQ(size->width, 640);
+        EXPECT_EQ(size->height, 360);
+    }
+    for (const char* text : {"641x360", "640x359", "640", "640x", "x360", "640x360x1", "-640x360", "640x360 ", ""})
+        EXPECT_FALSE(ParseSize(text, 360, 640)) << text;
+    EXPECT_EQ(ParseAspect("16:9").value_or(AVRational{}).num, 16);
+    for (const char* text : {"16/9", "0:9", "1001:1", "16:"})
+        EXPECT_FALSE(ParseAspect(text)) << text;
+}
+
+TEST(Values, BitRatesTakeUnitsOfAThousand)
+{
+    const struct {
+        const char* text;
+        int rate; // 0: refused
+    } cases[] = {
+        {"64000", 64000},
+        {"1000", 1000},
+        {"1.001k", 1001},
+        {"800k", 800000},
+        {"128K", 128000},
+        {"1.5M", 1500000},
+        {"2147483647", INT_MAX},
+        {"2148M", 0},
+        {"999", 0},
+        {"k", 0},
+        {"1kk", 0},
+        {"1G", 0},
+        {"-5M", 0},
+        {"inf", 0},
+        {"", 0},
+    };
+    for (const auto& [text, rate] : cases)
+        EXPECT_EQ(ParseBitRate(text).value_or(0), rate) << text;
+}
+
+TEST(Options, EachHasItsPlace)
+{
+    const EncodeOptions plain = Parse(AddEncodeArguments, "");
+    EXPECT_EQ(plain.input, "in");
+    EXPECT_EQ(plain.output, "out");
+    EXPECT_FALSE(plain.size || plain.frameRate || plain.fit || plain.pictures || plain.noVideo || plain.overwrite);
+
+    const EncodeOptions encode =
+        Parse(AddEncodeArguments, "-a b -f mkv --vc ffv1 --ac pcm -y -s 640x360 -r 29.97 --scale near "
+                                  "--vb 2M --frames 7 --ab 96k --ar 44100 --channels 1");
+    EXPECT_EQ(encode.audioInput, "b");
+    EXPECT_EQ(encode.format, "mkv");
+    EXPECT_EQ(encode.videoEncoder, "ffv1");
+    EXPECT_EQ(encode.audioEncoder, "pcm");
+    EXPECT_TRUE(encode.overwrite);
+    EXPECT_EQ(encode.size->height, 360);
+    EXPECT_EQ(encode.frameRate->den, 1001);
+    EXPECT_EQ(encode.interpolation, IMAGE_INTERPOLATION_NEAR);
+    EXPECT_EQ(encode.videoBitRate, 2000000);
+    EXPECT_EQ(encode.pictures, 7);
+    EXPECT_EQ(encode.audioBitRate, 96000);
+    EXPECT_EQ(encode.sampleRate, 44100);
+    EXPECT_EQ(encode.channels, 1);
+    const std::pair<const char*, IMAGE_RESIZE_METHOD> fits[] = {{"stretch", IMAGE_RESIZE_STRETCH},
+                                                                {"keep", IMAGE_RESIZE_KEEP},
+                                                                {"16:9", IMAGE_RESIZE_16_9},
+                                                                {"4:3", IMAGE_RESIZE_4_3},
+                                                                {"crop", IMAGE_RESIZE_CROP}};
+    for (const auto& [word, fit] : fits)
+        EXPECT_EQ(Parse(AddEncodeArguments, std::string("--fit ") + word).fit, fit);
+    EXPECT_TRUE(Parse(AddEncodeArguments, "--vn").noVideo);
+    EXPECT_TRUE(Parse(AddEncodeArguments, "--an").noAudio);
+
+    const ConvertOptions convert =
+        Parse(AddConvertArguments, "-s 2x16384 --scale convolve --overlay o --overlay-size 3x4 --at 0x5 --mask m "
+                                   "--through uyvy --difference 255");
+    EXPECT_EQ(convert.size->height, 16384);
+    EXPECT_EQ(convert.interpolation, IMAGE_INTERPOLATION_CONVOLVE);
+    EXPECT_EQ(convert.overlay, "o");
+    EXPECT_EQ(convert.overlaySize->width, 3);
+    EXPECT_EQ(convert.overlayAt.height, 5);
+    EXPECT_EQ(convert.mask, "m");
+    EXPECT_EQ(convert.through, Through::kUyvy);
+    EXPECT_EQ(convert.difference, 255);
+}
+
+// The option, the bad text, and what is expected instead.
+TEST(Options, ARefusalNamesWhatIsWrong)
+{
+    const std::vector<std::string> encode = {"encode", "in", "-o", "out"}, convert = {"convert", "in", "-o", "out"};
+    const struct {
+        std::vector<std::string> command, rest;
+        const char* says;
+    } cases[] = {
+        {{}, {}, "list, encode, convert"},
+        {{"nonsense"}, {}, "nonsense"},
+        {{"encode"}, {}, "INPUT"},
+        {{"encode", "in"}, {}, "--output"},
+        {{"list"}, {"-q", "-v"}, "--quiet excludes --verbose"},
+        {encode, {"more"}, "more"},
+        {encode, {"-s", "10"}, "-s: \"10\" isn't a size such as 640x360, from 16 to 16384"},
+        {encode, {"--size", "15x99"}, "-s: \"15x99\""},
+        {encode, {"-r", "201"}, "-r: \"201\" isn't a frame rate such as 25"},
+        {encode, {"--fit", "wide"}, "--fit: \"wide\" isn't one of stretch, keep, 16:9, 4:3 and crop"},
+        {encode, {"--scale", "convolve"}, "--scale: \"convolve\" isn't one of near and bilinear"},
+        {encode, {"--vb", "1"}, "--vb: \"1\" isn't a bit rate"},
+        {encode, {"--ab", "x"}, "--ab: \"x\" isn't a bit rate"},
+        {encode, {"--ar", "999"}, "--ar: \"999\" isn't a sample rate from 1000 to 384000"},
+        {encode, {"--channels", "3"}, "--channels: \"3\" isn't 1 or 2"},
+        {encode, {"--frames", "0"}, "--frames: \"0\" isn't a count from 1"},
+        {encode, {"--vn", "--an"}, "--vn excludes --an"},
+        {encode, {"--vn", "--vc", "ffv1"}, "--vc excludes --vn"},
+        {encode, {"--an", "--ac", "pcm"}, "--ac excludes --an"},
+        {encode, {"--an", "-a", "b"}, "--audio excludes --an"},
+        {{"encode", "", "-o", "out"}, {}, "INPUT: an empty file name"},
+        {{"encode", "in", "-o", ""}, {}, "--output: an empty file name"},
+        {convert, {"--at", "1x1"}, "--at requires --overlay"},
+        {convert, {"--overlay-size", "9x9"}, "--overlay-size requires --overlay"},
+        {convert, {"--difference", "9"}, "--difference requires --through"},
+        {convert, {"--through", "yuy2", "--difference", "256"}, "--difference: \"256\" isn't a factor from 1 to 255"},
+        {convert, {"-s", "1x2"}, "-s: \"1x2\" isn't a size such as 640x360, from 2 to"},
+    };
+    for (const auto& [command, rest, says] : cases) {
+        std::vector<std::string> words = command;
+        words.insert(words.end(), rest.begin(), rest.end());
+        EXPECT_NE(RefusalOf(words).find(says), std::string::npos) << says << "\n" << RefusalOf(words);
+    }
+    EXPECT_EQ(RefusalOf({"encode", "in", "-o", "out", "-s", "10", "-s", "64x64"}), "") << "the last one counts";
+    EXPECT_EQ(RefusalOf(convert), "");
+}
