@@ -224,7 +224,7 @@ TEST(JobStart, IsTheFirstTimeOfBothStreams)
 
     // At a lower rate there is a nearest picture for each place.
     items = Steady(30, 60, 1021);
-    items.push_back(Block(1000 * kMs, 500));
+    items.insert(items.begin(), Block(1000 * kMs, 500));
     const Result reduced = RunJob(items, {30, 1}, {25, 2});
     EXPECT_EQ(reduced.writer.blocks[0].first, 0);
     EXPECT_EQ(reduced.writer.shown.size(), 25u);
