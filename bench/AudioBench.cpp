@@ -37,7 +37,7 @@ std::vector<double> Loudness(const AudioWork& work)
         for (int c = 0; c < channels; ++c) {
             double sum = 0.0;
             for (int f = s * frames; f < (s + 1) * frames; ++f) {
-                const double value = work.out[static_cast<size_t>(f * channels + c)];
+                const double value = work.out.data()[ptrdiff_t{f} * channels + c];
                 sum += value * value;
             }
             loudness.push_back(std::sqrt(sum / frames));

@@ -3,6 +3,7 @@
 #include "bench/AudioWork.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <stdexcept>
 
 namespace
@@ -16,7 +17,7 @@ namespace
 // Makes frames of one channel those of two, in place.
 [[maybe_unused]] void Double(int16_t* samples, int frames)
 {
-    for (int i = frames - 1; i >= 0; --i)
+    for (ptrdiff_t i = frames - 1; i >= 0; --i)
         samples[2 * i] = samples[2 * i + 1] = samples[i];
 }
 
@@ -33,7 +34,7 @@ class Samplerate
 public:
     explicit Samplerate(const std::shared_ptr<AudioWork>& work)
         : m_work(work), m_channels(ChannelsInBetween(*work)), m_state(New(m_channels), src_delete),
-          m_in(work->in.size()), m_block(2 * kBlockFrames), m_out(work->out.size())
+          m_in(work->in.size()), m_block(size_t{2} * kBlockFrames), m_out(work->out.size())
     {
         src_short_to_float_array(work->in.data(), m_in.data(), static_cast<int>(m_in.size()));
     }
@@ -48,7 +49,7 @@ public:
                 for (size_t f = 0; f < kBlockFrames; ++f)
                     m_block[f] = (m_block[2 * f] + m_block[2 * f + 1]) * 0.5f;
             const int frames = Process(m_block.data(), m_out.data(), m_work->Room() / 2);
-            int16_t* out = m_work->out.data() + made * m_work->to.channels;
+            int16_t* out = m_work->out.data() + ptrdiff_t{made} * m_work->to.channels;
             src_float_to_short_array(m_out.data(), out, frames * m_channels);
             if (m_channels < m_work->to.channels)
                 Double(out, frames);
@@ -62,8 +63,8 @@ public:
     {
         int made = 0;
         for (int i = 0; i < kBlocks; ++i)
-            made += Process(m_in.data() + i * kBlockFrames * m_channels, m_out.data() + made * m_channels,
-                            m_work->Room() / m_channels - made);
+            made += Process(m_in.data() + ptrdiff_t{i} * kBlockFrames * m_channels,
+                            m_out.data() + ptrdiff_t{made} * m_channels, m_work->Room() / m_channels - made);
         m_work->Check("libsamplerate", made);
     }
 
@@ -136,7 +137,7 @@ public:
                     m_block[f] = static_cast<int16_t>((in[2 * f] + in[2 * f + 1]) / 2);
                 in = m_block.data();
             }
-            int16_t* out = m_work->out.data() + made * m_work->to.channels;
+            int16_t* out = m_work->out.data() + ptrdiff_t{made} * m_work->to.channels;
             spx_uint32_t used = kBlockFrames, frames = kBlockFrames * 2;
             frames = std::min(frames, static_cast<spx_uint32_t>(m_work->Room() / m_work->to.channels - made));
             speex_resampler_process_interleaved_int(m_state.get(), in, &used, out, &frames);

@@ -4,6 +4,7 @@
 
 #include "bench/Contest.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -21,9 +22,9 @@ struct AudioWork {
     std::vector<int16_t> in;  // all blocks
     std::vector<int16_t> out; // what they give, with room for what a contender gives too many
 
-    AudioWork(const AudioFormat& from, const AudioFormat& to);
+    AudioWork(const AudioFormat& source, const AudioFormat& target);
 
-    const int16_t* Block(int i) const { return in.data() + i * kBlockFrames * from.channels; }
+    const int16_t* Block(int i) const { return in.data() + ptrdiff_t{i} * kBlockFrames * from.channels; }
     int ExpectedFrames() const; // from all blocks
     int Room() const { return static_cast<int>(out.size()); }
     // Throws if a contender made another number of frames than all blocks give, but for what it holds back.

@@ -189,7 +189,7 @@ void Report(benchmark::State& state, const Rounds& rounds, const Bar& bar, doubl
 }
 
 // A work that throws is not measured; the others are.
-void Register(const std::string& name, int rounds, std::function<void(benchmark::State&)> run)
+void Register(const std::string& name, int rounds, const std::function<void(benchmark::State&)>& run)
 {
     const auto guarded = [run](benchmark::State& state) {
         try {
@@ -208,7 +208,7 @@ Output OutputOf(const Image& image, double tolerance)
     return {image.Bits(), image.Bytes(), [image] { return image.Means(); }, tolerance};
 }
 
-void RegisterContest(const std::string& name, const Bar& bar, std::function<Contest()> prepare)
+void RegisterContest(const std::string& name, const Bar& bar, const std::function<Contest()>& prepare)
 {
     Register(name, kRounds, [bar, prepare](benchmark::State& state) {
         const Contest contest = prepare();
@@ -223,7 +223,7 @@ void RegisterContest(const std::string& name, const Bar& bar, std::function<Cont
     });
 }
 
-void RegisterFigure(const std::string& name, const std::string& unit, std::function<double()> measure)
+void RegisterFigure(const std::string& name, const std::string& unit, const std::function<double()>& measure)
 {
     Register(name, 1, [unit, measure](benchmark::State& state) {
         for (auto _ : state) {

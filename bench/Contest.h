@@ -51,9 +51,9 @@ struct Bar {
 //   NAME_ratio                     median ratio to each peer
 //   ns_per_pixel, copy_ns_per_pixel
 // The label names the fastest comparable peer.
-void RegisterContest(const std::string& name, const Bar& bar, std::function<Contest()> prepare);
+void RegisterContest(const std::string& name, const Bar& bar, const std::function<Contest()>& prepare);
 
 // Registers a figure that is no ratio: what the function returns, in the unit given.
-void RegisterFigure(const std::string& name, const std::string& unit, std::function<double()> measure);
+void RegisterFigure(const std::string& name, const std::string& unit, const std::function<double()>& measure);
 
 #endif // ENCMGR_BENCH_CONTEST_H

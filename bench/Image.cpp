@@ -117,14 +117,14 @@ std::vector<double> Image::Means() const
     const int period = PeriodOf(m_layout);
     std::vector<double> means;
     for (int p = 0; p < Planes(); ++p) {
-        const auto tiles = static_cast<size_t>(kTiles * kTiles * period);
+        const auto tiles = static_cast<size_t>(int64_t{kTiles} * kTiles * period);
         std::vector<double> sums(tiles), counts(tiles);
         const int pixels = PlaneWidth(p) * BytesPerPixel() / period;
         for (int y = 0; y < PlaneHeight(p); ++y) {
             const unsigned char* row = m_bits[p] + static_cast<ptrdiff_t>(y) * m_pitch[p];
             for (int i = 0; i < pixels * period; ++i) {
                 const int tile = y * kTiles / PlaneHeight(p) * kTiles + i / period * kTiles / pixels;
-                const auto at = static_cast<size_t>(tile * period + i % period);
+                const auto at = static_cast<size_t>(int64_t{tile} * period + i % period);
                 sums[at] += row[i];
                 counts[at] += 1.0;
             }

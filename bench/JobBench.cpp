@@ -27,7 +27,7 @@ class Kernels
 public:
     explicit Kernels(const JobSizes& sizes)
         : m_dst(Layout::I420, sizes.dstWidth, sizes.dstHeight), m_converter(2, 2, sizes.srcRate, kTargetRate, 0),
-          m_resampled(2 * kResampleBufSamples)
+          m_resampled(size_t{2} * kResampleBufSamples)
     {
     }
 

@@ -51,9 +51,9 @@ bool Translate(int argc, char** argv, std::vector<std::string>& arguments)
         } else if (const char* file = ValueOf(argv[i], "--json=")) {
             arguments.push_back(std::string("--benchmark_out=") + file);
         } else if (std::strcmp(argv[i], "--list") == 0) {
-            arguments.push_back("--benchmark_list_tests=true");
+            arguments.emplace_back("--benchmark_list_tests=true");
         } else {
-            arguments.push_back(argv[i]);
+            arguments.emplace_back(argv[i]);
         }
     }
     return true;

@@ -35,7 +35,8 @@ std::wstring ExecutableFolder()
     std::wstring wide(path.size() + 1, L'\0'); // a character has at least one byte
     if (UTF8toW(path.c_str(), -1, wide.data(), static_cast<int>(wide.size()), true) != conversionOK)
         return {};
-    return wide.c_str();
+    wide.resize(std::wcslen(wide.c_str()));
+    return wide;
 }
 
 } // namespace

@@ -308,7 +308,7 @@ std::wstring FormatWide(const wchar_t* pszFormat, va_list args)
 void ReplaceNonUnicode(std::wstring& text)
 {
     const auto isNoCharacter = [](wchar_t unit) {
-        const uint32_t code = static_cast<uint32_t>(unit);
+        const uint32_t code = static_cast<uint32_t>(unit); // NOLINT(bugprone-signed-char-misuse): it isn't a char
         return code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF);
     };
     std::replace_if(text.begin(), text.end(), isNoCharacter, kReplacement);

@@ -60,7 +60,7 @@ int MediaFile::WriteAudioData(const MEDIA_FRAME* pFrame)
         // At rates far enough apart even one sample block overfills the buffer; the rest follows.
         slice.audio.nDataSize = 0;
         while (m_pAudioConverter->GetValidSize() > 0) {
-            MoveForward(slice, TimeOfBytes(kResampleBufSamples * kBytesPerSample, outputRate));
+            MoveForward(slice, TimeOfBytes(int64_t{kResampleBufSamples} * kBytesPerSample, outputRate));
             nSum = WrappingAdd(nSum, PaceAudio(GetResampleFrame(&slice)));
         }
     }
@@ -125,14 +125,14 @@ int MediaFile::FillGap(const MEDIA_FRAME& frame, const AudioRate& rate, int64_t 
 {
     if (!m_pBlankBuf)
         m_pBlankBuf = new unsigned char[kBlankBufSize];
-    const int nBlocks = kBlankBufSize / m_nBlockAlign;
-    for (int i = 0; i < nBlocks; ++i)
-        std::memcpy(m_pBlankBuf + i * m_nBlockAlign, m_LastBlock, static_cast<size_t>(m_nBlockAlign));
+    const int nFull = kBlankBufSize / m_nBlockAlign * m_nBlockAlign;
+    for (int nAt = 0; nAt < nFull; nAt += m_nBlockAlign)
+        std::memcpy(m_pBlankBuf + nAt, m_LastBlock, static_cast<size_t>(m_nBlockAlign));
 
     int nSum = 0;
     int64_t llPos = TimeOfBytes(m_llAudioBytes, rate);
     for (int64_t nLeft = nGapBytes; nLeft > 0;) {
-        const auto nPiece = static_cast<int>(std::min<int64_t>(nLeft, nBlocks * m_nBlockAlign));
+        const auto nPiece = static_cast<int>(std::min<int64_t>(nLeft, nFull));
         MEDIA_FRAME fill = frame;
         fill.audio.pData = m_pBlankBuf;
         fill.audio.nDataSize = nPiece;
@@ -155,8 +155,8 @@ int MediaFile::WriteLateBlock(const MEDIA_FRAME& frame, const AudioRate& rate, i
     const wchar_t* const pszMessage = L"Throw away Audio Data [%.03f sec] before %.02f sec.";
     const int64_t nDropBytes = BytesOfSamples(nLate, format);
     if (nDropBytes >= frame.audio.nDataSize) {
-        KXLogEx(pszMessage, frame.audio.nDataSize / (format.nBitsPerSample / 8) / dSamplesPerSecond,
-                Seconds(frame.llTimeStamp));
+        const int nSamples = frame.audio.nDataSize / (format.nBitsPerSample / 8);
+        KXLogEx(pszMessage, nSamples / dSamplesPerSecond, Seconds(frame.llTimeStamp));
         return 0;
     }
 

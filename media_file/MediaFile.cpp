@@ -26,7 +26,8 @@ std::string ToUTF8(const wchar_t* pszText)
 {
     std::string text(std::wcslen(pszText) * 4 + 1, '\0');
     WtoUTF8(pszText, -1, text.data(), static_cast<int>(text.size()), false);
-    return text.c_str();
+    text.resize(std::strlen(text.c_str()));
+    return text;
 }
 
 // A target rate that tells nothing takes the source's, and neither is absurd. Two tests of their own.

@@ -25,7 +25,8 @@ std::optional<AudioRate> RateOf(const EncodeParamAudio& format)
     if (format.nBitsPerSample < 8 ||
         __builtin_mul_overflow(samplesPerSecond, int64_t{format.nBitsPerSample}, &bitsPerSecond) || bitsPerSecond < 8)
         return std::nullopt;
-    return AudioRate{samplesPerSecond, static_cast<double>(bitsPerSecond / 8)};
+    const int64_t bytesPerSecond = bitsPerSecond / 8;
+    return AudioRate{samplesPerSecond, static_cast<double>(bytesPerSecond)};
 }
 
 int64_t GapSamples(int64_t streamTime, int64_t bytesOut, const EncodeParamAudio& format, const AudioRate& rate)

@@ -5,6 +5,7 @@
 #include "text/FourCC.h"
 #include "text/Utf.h"
 
+#include <algorithm>
 #include <cstring>
 #include <dirent.h>
 #include <dlfcn.h>
@@ -102,19 +103,14 @@ void LoadPlugin(const char* pszFile)
 
 void LoadFolder(DIR* pDir, const char* pszFolder)
 {
-    const size_t folderLength = std::strlen(pszFolder);
     while (const dirent* pEntry = readdir(pDir)) {
         if (!HasPluginName(pEntry->d_name))
             continue;
-        const size_t nameLength = std::strlen(pEntry->d_name);
-        if (folderLength + nameLength >= kBufferUnits) {
-            KXLogEx(L"***Failed to Load Plugin[%s].", (std::string(pszFolder) + pEntry->d_name).c_str());
-            continue;
-        }
-        char szFile[kBufferUnits] = {};
-        std::memcpy(szFile, pszFolder, folderLength);
-        std::memcpy(szFile + folderLength, pEntry->d_name, nameLength);
-        LoadPlugin(szFile);
+        const std::string file = std::string(pszFolder) + pEntry->d_name;
+        if (file.size() < kBufferUnits)
+            LoadPlugin(file.c_str());
+        else
+            KXLogEx(L"***Failed to Load Plugin[%s].", file.c_str());
     }
 }
 
@@ -150,7 +146,7 @@ ENCODER_INFO** MakeArray(const std::vector<ENCODER_INFO*>& arPresent)
     if (arPresent.empty())
         return nullptr;
     ENCODER_INFO** ppArray = new ENCODER_INFO*[arPresent.size()];
-    std::memcpy(ppArray, arPresent.data(), arPresent.size() * sizeof(*ppArray));
+    std::copy(arPresent.begin(), arPresent.end(), ppArray);
     return ppArray;
 }
 

@@ -1,4 +1,5 @@
-# Sourced by the scripts beside it: steps, and the packages that they need.
+# shellcheck shell=bash
+# Sourced by the scripts beside it: steps, builds, and the packages that they need.
 cd "$(dirname "${BASH_SOURCE[0]}")/.." || exit 1
 
 step() {
@@ -19,6 +20,18 @@ need() {
         apt-get install -q -y --no-install-recommends "${missing[@]}" >/dev/null
 }
 
-build_packages=(g++ cmake ninja-build pkg-config libavcodec-dev libavformat-dev libavutil-dev libswscale-dev
-    libswresample-dev libcli11-dev ffmpeg)
-test_packages=(g++-multilib googletest clang-format libbenchmark-dev)
+# configure PRESET: shows what is left out, and everything after a failure.
+configure() {
+    local log=build/$1.log
+    mkdir -p build
+    cmake --preset "$1" >"$log" 2>&1 || { cat "$log"; exit 1; }
+    grep -E '^-- .*left out' "$log" || true
+}
+
+# Read by those who source this file.
+# shellcheck disable=SC2034
+{
+    build_packages=(g++ cmake ninja-build pkg-config libavcodec-dev libavformat-dev libavutil-dev libswscale-dev
+        libswresample-dev libcli11-dev ffmpeg)
+    test_packages=(g++-multilib clang googletest libbenchmark-dev clang-format clang-tidy shellcheck)
+}

@@ -62,7 +62,7 @@ ConversionResult ToUTF8(const Unit* pSrc, const Unit* pSrcEnd, unsigned char* pD
 {
     ConversionResult result = conversionOK;
     for (; pSrc < pSrcEnd; ++pSrc) {
-        uint32_t code = static_cast<uint32_t>(*pSrc);
+        uint32_t code = static_cast<uint32_t>(*pSrc); // NOLINT(bugprone-signed-char-misuse): wchar_t isn't a char
         if (flags == strictConversion && IsSurrogate(code))
             return sourceIllegal;
         if (code > kLastCodePoint) {
