@@ -153,6 +153,7 @@ CloseReport FileJobTest::Close(void* job)
 
 CloseReport FileJobTest::Make(const std::string& name, const JobParam& param, int pictures, double seconds)
 {
+    LogLines(L"");
     void* job = Open(Path(name), param);
     EXPECT_TRUE(job);
     for (int n = 0; n < pictures; ++n)
@@ -160,5 +161,7 @@ CloseReport FileJobTest::Make(const std::string& name, const JobParam& param, in
     const EncodeParamAudio& audio = param.audio;
     EXPECT_TRUE(WriteSamples(job, TestSamples(audio.nSampleRate, audio.nChannels, seconds), audio.nSampleRate,
                              audio.nChannels, 2002));
-    return Close(job);
+    const CloseReport report = Close(job);
+    EXPECT_EQ(LogLines(L"wp"), 0);
+    return report;
 }

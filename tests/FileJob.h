@@ -57,6 +57,7 @@ protected:
     static CloseReport Close(void* job);
 
     // A whole job of so many pictures, then so many seconds of audio in blocks of 2002 bytes, into the test's folder.
+    // The plug-ins log nothing.
     CloseReport Make(const std::string& name, const JobParam& param, int pictures, double seconds = 0);
 
     std::filesystem::path m_folder;

@@ -163,26 +163,31 @@ TEST_F(FileTest, RatesAndSizesAreWhatTheEncoderHolds)
     }
 }
 
-TEST_F(FileTest, SampleRatesAreTheNearestThatTheEncoderHolds)
+TEST_F(FileTest, AudioIsTheNearestThatTheEncoderHolds)
 {
     const struct {
         const char *format, *encoder;
-        int rate, fileRate;
+        int rate, channels, fileRate, fileChannels;
     } cases[] = {
-        {"MP4 ", "AAC ", 45000, 44100},   {"MP4 ", "AAC ", 192000, 96000},  {"MKV ", "AAC ", 1, 7350},
-        {"MKV ", "FLAC", 700000, 655340}, {"MKV ", "FLAC", 655341, 655340}, {"MKV ", "FLAC", 65538, 65540},
-        {"MKV ", "PCMS", 800000, 768000}, {"AVI ", "PCMS", 11025, 11025},   {"WAV ", "PCM ", 800000, 768000},
+        {"MP4 ", "AAC ", 45000, 9, 44100, 8},     {"MP4 ", "AAC ", 192000, 1, 96000, 1},
+        {"MKV ", "AAC ", 1, 1, 7350, 1},          {"MKV ", "FLAC", 700000, 1, 655340, 1},
+        {"MKV ", "FLAC", 65538, 1, 65540, 1},     {"MKV ", "FLAC", 48000, 12, 48000, 8},
+        {"MKV ", "PCMS", 800000, 1, 768000, 1},   {"AVI ", "PCMS", 11025, 33, 11025, 32},
+        {"WAV ", "PCM ", 800000, 33, 768000, 32},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::Message() << c.format << c.encoder << c.rate);
-        void* job = Open(Path("file"), JobParam(c.format).Audio(c.encoder, c.rate, 1));
+        JobParam param = JobParam(c.format).Audio(c.encoder, c.rate, c.channels);
+        param.audio.nBitsPerSample = 24; // of the source are 16
+        const KXAudioInfo source = {c.fileRate, c.fileChannels, 16};
+        void* job = FCCreateMediaFile((m_folder / "file").wstring().c_str(), &param, nullptr, &source);
         ASSERT_TRUE(job);
-        const std::vector<int16_t> samples = TestSamples(c.rate, 1, 1);
-        MEDIA_FRAME block = {};
-        block.audio = {c.rate, 1, 16, const_cast<int16_t*>(samples.data()), static_cast<int>(samples.size() * 2), 0};
-        EXPECT_GE(FCWriteAudioData(job, &block), 1);
+        const std::vector<int16_t> samples = TestSamples(c.fileRate, c.fileChannels, 0.1);
+        EXPECT_TRUE(WriteSamples(job, samples, c.fileRate, c.fileChannels, 64000));
         EXPECT_EQ(Close(job).status, 0u);
-        EXPECT_EQ(ReadMedia(Path("file")).sampleRate, c.fileRate);
+        const DecodedFile file = ReadMedia(Path("file"));
+        EXPECT_EQ(file.sampleRate, c.fileRate);
+        EXPECT_EQ(file.channels, c.fileChannels);
     }
 }
 
@@ -268,16 +273,20 @@ TEST_F(FileTest, LossesAreReported)
     EXPECT_EQ(Close(job).status, 1u);
     EXPECT_EQ(LogLines(L"/dev/full]: "), 1); // the first fault
 
-    // One picture without planes: the others are there, on time.
-    job = Open(Path("gap"), JobParam("MKV ").Video("FFV1", 64, 48));
+    // Two pictures without planes and a block of another rate: the others are there, on time. The first ones are
+    // logged.
+    job = Open(Path("gap"), JobParam("MKV ").Video("FFV1", 64, 48).Audio("FLAC", 8000, 1));
     for (int n = 0; n < 10; ++n) {
         MEDIA_FRAME empty = {};
         empty.llStreamTime = n * kPeriod;
-        EXPECT_EQ(n == 4 ? FCWriteVideoFrame(job, &empty) : WritePicture(job, 64, 48, n), n != 4);
+        const bool isEmpty = n == 4 || n == 5;
+        EXPECT_EQ(isEmpty ? FCWriteVideoFrame(job, &empty) : WritePicture(job, 64, 48, n), !isEmpty);
     }
+    EXPECT_FALSE(WriteSamples(job, TestSamples(8000, 1, 0.1), 16000, 1, 800));
     EXPECT_EQ(Close(job).status, 1u);
+    EXPECT_EQ(LogLines(L"isn't of 8000 Hz"), 1);
     const DecodedFile file = ReadMedia(Path("gap"));
-    ASSERT_EQ(file.pictures.size(), 9u);
+    ASSERT_EQ(file.pictures.size(), 8u);
     EXPECT_NEAR(file.pictures.back().seconds, 0.36, 0.001);
 }
 

@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <fstream>
+#include <functional>
 #include <set>
 #include <sys/stat.h>
 #include <thread>
@@ -129,6 +130,7 @@ TEST_F(PluginFileTest, TheTemplateSettlesWhatItCanDo)
     EXPECT_EQ(video.substr(4, 12), Word(4, 4) + Word(8192, 4) + Word(25000, 4));
     EXPECT_EQ(video.substr(24, 20), std::string(16, '\0') + Word(1, 4));
     JobParam mono = JobParam("TPL ").Audio("TPLA", 8000, 3);
+    mono.audio.nBitsPerSample = 24;
     const KXAudioInfo source = {8000, 1, 16};
     Close(FCCreateMediaFile((m_folder / "audio").wstring().c_str(), &mono, nullptr, &source));
     EXPECT_EQ(Bytes("audio").substr(4, 28), std::string(20, '\0') + Word(8000, 4) + Word(2, 4));
@@ -285,27 +287,31 @@ TEST_F(PluginFileTest, LossesAreReported)
     }
 
     // Pictures that the plug-in can't read are missing, the others are there. Only the first one is logged.
+    const std::function<void(MEDIA_FRAME_VIDEO&)> faults[] = {
+        [](auto& v) { v.nWidth -= 2; }, [](auto& v) { v.nHeight -= 2; }, [](auto& v) { v.pY = nullptr; },
+        [](auto& v) { v.nPitchU = 2; }, [](auto& v) { v.pV = nullptr; },
+    };
+    const Planes planes = TestPicture(6, 6, 0);
     for (const auto& [format, encoder] : {std::pair{"Y4M ", "I420"}, {"TPL ", "TPLV"}})
-        for (int fault = 0; fault < 5; ++fault) {
+        for (const auto& fault : faults) {
+            SCOPED_TRACE(testing::Message() << format << &fault - faults);
             void* job = Open(Path("gap"), JobParam(format).Video(encoder, 6, 6));
-            const Planes planes = TestPicture(6, 6, 0);
-            for (int n = 0; n < 3; ++n) {
-                MEDIA_FRAME frame = FrameOf(planes, 6, 6);
-                frame.llStreamTime = n * kPeriod;
-                if (n > 0) {
-                    frame.video.nWidth -= fault == 0 ? 2 : 0;
-                    frame.video.nHeight -= fault == 1 ? 2 : 0;
-                    frame.video.pY = fault == 2 ? nullptr : frame.video.pY;
-                    frame.video.nPitchU = fault == 3 ? 2 : 3;
-                    frame.video.pV = fault == 4 ? nullptr : frame.video.pV;
-                }
-                EXPECT_EQ(FCWriteVideoFrame(job, &frame), n > 0 ? 0 : 1) << format << fault;
-            }
+            MEDIA_FRAME frame = FrameOf(planes, 6, 6);
+            EXPECT_EQ(FCWriteVideoFrame(job, &frame), 1);
+            fault(frame.video);
+            for (frame.llStreamTime = kPeriod; frame.llStreamTime < 3 * kPeriod; frame.llStreamTime += kPeriod)
+                EXPECT_EQ(FCWriteVideoFrame(job, &frame), 0);
             const CloseReport report = Close(job);
-            EXPECT_EQ(report.status, 1u) << format << fault;
-            EXPECT_EQ(report.pictures, 1u) << format << fault;
-            EXPECT_EQ(LogLines(L"a picture isn't"), format[0] == 'Y' ? 1 : 0) << format << fault;
+            EXPECT_EQ(report.status, 1u);
+            EXPECT_EQ(report.pictures, 1u);
+            EXPECT_EQ(LogLines(L"a picture isn't"), *format == 'Y');
         }
+    void* job = Open(Path("gap"), JobParam("WAV ").Audio("PCM ", 8000, 1));
+    EXPECT_FALSE(WriteSamples(job, {1, 2}, 8000, 2, 2));
+    EXPECT_TRUE(WriteSamples(job, {3}, 8000, 1, 2));
+    EXPECT_EQ(Close(job).status, 1u);
+    EXPECT_EQ(LogLines(L"an audio block isn't"), 1);
+    EXPECT_EQ(Bytes("gap").substr(76), Word(2, 4) + Word(3, 2));
 }
 
 TEST_F(PluginFileTest, TheirFormatsAreInTheCatalogue)
