@@ -112,10 +112,13 @@ TEST_F(PluginFileTest, TheTemplateWritesWhatItsLayoutSays)
 TEST_F(PluginFileTest, TheTemplateSettlesWhatItCanDo)
 {
     // One stream each; the other's words stay 0. Sides end at 8192, channels at 2.
-    Make("video", JobParam("TPL ").Video("TPLV", 4, 8193), 0);
-    const std::string video = Bytes("video");
-    EXPECT_EQ(video.substr(4, 12), Word(4, 4) + Word(8192, 4) + Word(25000, 4));
-    EXPECT_EQ(video.substr(24, 20), std::string(16, '\0') + Word(1, 4));
+    for (const auto& [width, height] : {std::pair{8193, 4}, {4, 8193}}) {
+        Make("video", JobParam("TPL ").Video("TPLV", width, height), 0);
+        const std::string video = Bytes("video");
+        EXPECT_EQ(video.substr(4, 12),
+                  Word(width == 4 ? 4 : 8192, 4) + Word(height == 4 ? 4 : 8192, 4) + Word(25000, 4));
+        EXPECT_EQ(video.substr(24, 20), std::string(16, '\0') + Word(1, 4));
+    }
     JobParam mono = JobParam("TPL ").Audio("TPLA", 8000, 3);
     mono.audio.nBitsPerSample = 24;
     const KXAudioInfo source = {8000, 1, 16};
@@ -273,7 +276,7 @@ TEST_F(PluginFileTest, LossesAreReported)
             MEDIA_FRAME frame = FrameOf(planes, 6, 6);
             EXPECT_EQ(FCWriteVideoFrame(job, &frame), 1);
             fault(frame.video);
-            for (frame.llStreamTime = kPeriod; frame.llStreamTime < 3 * kPeriod; frame.llStreamTime += kPeriod)
+            for (frame.llStreamTime = kPeriod; frame.llStreamTime < 4 * kPeriod; frame.llStreamTime += kPeriod)
                 EXPECT_EQ(FCWriteVideoFrame(job, &frame), 0);
             const CloseReport report = Close(job);
             EXPECT_EQ(report.status, 1u);
@@ -281,7 +284,7 @@ TEST_F(PluginFileTest, LossesAreReported)
             EXPECT_EQ(LogLines(L"a picture isn't"), *format == 'Y');
         }
     void* job = Open(Path("gap"), JobParam("WAV ").Audio("PCM ", 8000, 1));
-    EXPECT_FALSE(WriteSamples(job, {1, 2}, 8000, 2, 2));
+    EXPECT_FALSE(WriteSamples(job, {1, 2, 3}, 8000, 2, 2));
     EXPECT_TRUE(WriteSamples(job, {3}, 8000, 1, 2));
     EXPECT_EQ(Close(job).status, 1u);
     EXPECT_EQ(LogLines(L"an audio block isn't"), 1);
