@@ -38,6 +38,10 @@ TEST(FrameRate, IsTheRatioThatItStandsFor)
         {0.3, kMaxRateTerm, 3, 10},
         {0.01, kMaxRateTerm, 1, 100},
         {0.012345, 1000, 1, 81},
+        {0.997, 1000, 997, 1000}, // terms up to the limit, and one beyond
+        {0.997, 999, 332, 333},
+        {1.003, 1003, 1003, 1000},
+        {1.003, 1002, 669, 667},
         {1000, 1000, 1000, 1},
     };
     for (const auto& [rate, maxTerm, num, den] : cases) {
