@@ -1,155 +1,25 @@
-// Whole jobs through the front door and the real plug-ins, read back from the files.
-#include "encmgr/EncMgr.h"
-#include "log/Log.h"
+// Whole jobs through every plug-in with a format that media players know, read back from the files.
+#include "tests/FileJob.h"
 #include "tests/MediaReader.h"
 
 #include <cmath>
-#include <cstdlib>
-#include <cwchar>
-#include <filesystem>
-#include <gtest/gtest.h>
-#include <memory>
+#include <fstream>
 #include <thread>
 
 namespace
 {
-
-constexpr int kRate = 25;
-constexpr int64_t kPeriod = 10000000 / kRate;
-
-// A smooth, moving picture, which every encoder can hold to.
-std::vector<unsigned char> TestPicture(int width, int height, int number)
-{
-    const int cw = (width + 1) / 2, ch = (height + 1) / 2;
-    std::vector<unsigned char> planes;
-    for (int y = 0; y < height; ++y)
-        for (int x = 0; x < width; ++x)
-            planes.push_back(
-                static_cast<unsigned char>(128 + 90 * std::sin((x + 2 * number) * 0.05) * std::cos(y * 0.04)));
-    for (int plane = 0; plane < 2; ++plane)
-        for (int i = 0; i < cw * ch; ++i)
-            planes.push_back(static_cast<unsigned char>(100 + 40 * plane + i % cw / 8));
-    return planes;
-}
-
-std::vector<int16_t> TestSamples(int rate, int channels, double seconds)
-{
-    std::vector<int16_t> samples(static_cast<size_t>(rate * seconds) * static_cast<size_t>(channels));
-    for (size_t i = 0; i < samples.size(); ++i)
-        samples[i] = static_cast<int16_t>(9000 * std::sin(static_cast<double>(i) * 0.07) + (i * 7919) % 601);
-    return samples;
-}
-
-struct CloseReport {
-    int calls = 0;
-    unsigned status = 0, pictures = 0, milliseconds = 0;
-
-    static unsigned Take(void* p, unsigned n1, unsigned n2, unsigned n3)
-    {
-        auto& report = *static_cast<CloseReport*>(p);
-        report = {report.calls + 1, n1, n2, n3};
-        return 0;
-    }
-};
-
-class FileTest : public testing::Test
-{
-protected:
-    static void SetUpTestSuite()
-    {
-        KXLogSetSink([](void*, const wchar_t*) {}, nullptr);
-        KXLogSetAppPath(ENCMGR_BIN_DIR);
-        ASSERT_EQ(FCInitPlugins(), 1);
-    }
-    static void TearDownTestSuite() { FCUninitPlugins(); }
-
-    void SetUp() override
-    {
-        m_folder = std::filesystem::temp_directory_path() / ("encmgr-file-test-" + std::to_string(getpid()));
-        std::filesystem::create_directories(m_folder);
-    }
-    void TearDown() override { std::filesystem::remove_all(m_folder); }
-
-    std::string Path(const std::string& name) const { return (m_folder / name).string(); }
-
-    // A job without streams to begin with.
-    static EncodeParam Job(const char* format)
-    {
-        EncodeParam param = {};
-        param.dwFileFourCC = KX_FOURCC(format[0], format[1], format[2], format[3]);
-        param.bVideoDisabled = param.bAudioDisabled = 1;
-        return param;
-    }
-    static void SetVideo(EncodeParam& param, KXDWORD encoder, int width, int height)
-    {
-        param.bVideoDisabled = 0;
-        param.video.dwFourCC = encoder;
-        param.video.nWidth = width;
-        param.video.nHeight = height;
-        param.video.dFrameRate = kRate;
-    }
-    static void SetAudio(EncodeParam& param, KXDWORD encoder, int rate, int channels)
-    {
-        param.bAudioDisabled = 0;
-        param.audio.dwFourCC = encoder;
-        param.audio.nSampleRate = rate;
-        param.audio.nChannels = channels;
-        param.audio.nBitsPerSample = 16;
-    }
-
-    static void* Open(const std::string& path, const EncodeParam& param)
-    {
-        const KXVideoInfo video = {param.video.nWidth, param.video.nHeight, kRate, 0, 0, 0, {}};
-        const KXAudioInfo audio = {param.audio.nSampleRate, param.audio.nChannels, 16};
-        return FCCreateMediaFile(std::wstring(path.begin(), path.end()).c_str(), &param, &video, &audio);
-    }
-    static int WritePicture(void* job, int width, int height, int number)
-    {
-        std::vector<unsigned char> planes = TestPicture(width, height, number);
-        const int cw = (width + 1) / 2, ch = (height + 1) / 2;
-        MEDIA_FRAME frame = {};
-        frame.video.pY = planes.data();
-        frame.video.pU = frame.video.pY + width * height;
-        frame.video.pV = frame.video.pU + cw * ch;
-        frame.video.nWidth = frame.video.nPitchY = width;
-        frame.video.nHeight = height;
-        frame.video.nPitchU = frame.video.nPitchV = cw;
-        frame.llStreamTime = frame.llTimeStamp = number * kPeriod;
-        return FCWriteVideoFrame(job, &frame);
-    }
-    // In blocks of so many bytes.
-    static void WriteSamples(void* job, std::vector<int16_t> samples, int rate, int channels, int blockBytes)
-    {
-        const int bytes = static_cast<int>(samples.size() * 2);
-        for (int done = 0; done < bytes; done += blockBytes) {
-            MEDIA_FRAME block = {};
-            block.audio = {
-                rate, channels, 16, reinterpret_cast<char*>(samples.data()) + done, std::min(blockBytes, bytes - done),
-                0};
-            block.llStreamTime = static_cast<int64_t>(done / (2.0 * channels) / rate * 1e7 + 0.5);
-            EXPECT_EQ(FCWriteAudioData(job, &block), 1);
-        }
-    }
-
-    std::filesystem::path m_folder;
-};
-
-bool IsNamed(KXDWORD fourCC, const char* name)
-{
-    return fourCC == KX_FOURCC(name[0], name[1], name[2], name[3]);
-}
 
 // Every format with the encoders of this project that a media player knows.
 std::vector<const FILEFORMAT_INFO*> Formats()
 {
     std::vector<const FILEFORMAT_INFO*> formats;
     for (const FILEFORMAT_INFO* info = FCGetFileFormatInfos(); info && info->dwFourCC; ++info)
-        if (!IsNamed(info->dwFourCC, "TPL "))
+        if (Text(info->dwFourCC) != "TPL ")
             formats.push_back(info);
     return formats;
 }
 
-double Psnr(const std::vector<unsigned char>& a, const std::vector<unsigned char>& b)
+double Psnr(const Planes& a, const Planes& b)
 {
     double sum = 0;
     for (size_t i = 0; i < a.size(); ++i)
@@ -157,7 +27,17 @@ double Psnr(const std::vector<unsigned char>& a, const std::vector<unsigned char
     return sum == 0 ? 1000 : 10 * std::log10(255.0 * 255.0 * static_cast<double>(a.size()) / sum);
 }
 
+using FileTest = FileJobTest;
+
 } // namespace
+
+TEST_F(FileTest, TheirFormatsAreInTheCatalogue)
+{
+    const std::string catalogue = Catalogue();
+    for (const char* line : {"MP4 : H264 MP4V AAC  FLAC\n", "MKV : H264 MP4V FFV1 AAC  FLAC PCMS\n",
+                             "AVI : H264 MP4V FFV1 AAC  FLAC PCMS\n"})
+        EXPECT_NE(catalogue.find(line), std::string::npos) << catalogue;
+}
 
 TEST_F(FileTest, EveryVideoEncoderKeepsEveryPicture)
 {
@@ -165,18 +45,11 @@ TEST_F(FileTest, EveryVideoEncoderKeepsEveryPicture)
     for (const FILEFORMAT_INFO* format : Formats())
         for (int i = 0; i < format->nVideoEncoders; ++i, ++combinations) {
             SCOPED_TRACE(testing::Message() << format->szShortName << " " << format->ppVideoEncoders[i]->szName);
-            EncodeParam param = Job("none");
-            param.dwFileFourCC = format->dwFourCC;
-            SetVideo(param, format->ppVideoEncoders[i]->dwFourCC, 160, 96);
-            void* job = Open(Path("file"), param);
-            ASSERT_TRUE(job);
-            for (int n = 0; n < 100; ++n)
-                EXPECT_EQ(WritePicture(job, 160, 96, n), 1);
-            CloseReport report;
-            FCCloseMediaFile(job, CloseReport::Take, &report);
-            EXPECT_EQ(report.calls, 1);
+            const std::string encoder = Text(format->ppVideoEncoders[i]->dwFourCC);
+            const CloseReport report = Make("file", JobParam(Text(format->dwFourCC)).Video(encoder, 160, 96), 100);
             EXPECT_EQ(report.status, 0u);
             EXPECT_EQ(report.pictures, 100u);
+            EXPECT_EQ(report.milliseconds, 0u);
 
             const DecodedFile file = ReadMedia(Path("file"));
             ASSERT_EQ(file.pictures.size(), 100u);
@@ -194,13 +67,7 @@ TEST_F(FileTest, LosslessPicturesAreExactAtOddSizes)
     for (const auto& [format, encoder] : {std::pair{"MKV ", "FFV1"}, {"AVI ", "FFV1"}, {"Y4M ", "I420"}})
         for (const auto& [width, height] : {std::pair{161, 97}, {17, 1}, {3, 5}}) {
             SCOPED_TRACE(testing::Message() << format << width << "x" << height);
-            EncodeParam param = Job(format);
-            SetVideo(param, KX_FOURCC(encoder[0], encoder[1], encoder[2], encoder[3]), width, height);
-            void* job = Open(Path("file"), param);
-            ASSERT_TRUE(job);
-            for (int n = 0; n < 5; ++n)
-                WritePicture(job, width, height, n);
-            FCCloseMediaFile(job, nullptr, nullptr);
+            Make("file", JobParam(format).Video(encoder, width, height), 5);
             const DecodedFile file = ReadMedia(Path("file"));
             ASSERT_EQ(file.pictures.size(), 5u);
             for (int n = 0; n < 5; ++n)
@@ -213,19 +80,14 @@ TEST_F(FileTest, AudioKeepsItsLengthAndLosslessAudioItsSamples)
     int exact = 0;
     for (const FILEFORMAT_INFO* format : Formats())
         for (int i = 0; i < format->nAudioEncoders; ++i)
-            for (const int channels : {1, 2}) {
-                const KXDWORD encoder = format->ppAudioEncoders[i]->dwFourCC;
-                SCOPED_TRACE(testing::Message() << format->szShortName << " " << format->ppAudioEncoders[i]->szName);
-                EncodeParam param = Job("none");
-                param.dwFileFourCC = format->dwFourCC;
-                SetAudio(param, encoder, 44100, channels);
-                const std::vector<int16_t> samples = TestSamples(44100, channels, 1.23);
-                void* job = Open(Path("file"), param);
-                ASSERT_TRUE(job);
-                WriteSamples(job, samples, 44100, channels, 2 * 1001); // for stereo, blocks end in the middle of a pair
-                CloseReport report;
-                FCCloseMediaFile(job, CloseReport::Take, &report);
+            for (const int channels : {1, 2, 6}) {
+                const std::string encoder = Text(format->ppAudioEncoders[i]->dwFourCC);
+                SCOPED_TRACE(testing::Message() << format->szShortName << " " << encoder << " " << channels);
+                // For more than one channel, blocks end in the middle of a sample block.
+                const JobParam param = JobParam(Text(format->dwFourCC)).Audio(encoder, 44100, channels);
+                const CloseReport report = Make("file", param, 0, 1.23);
                 EXPECT_EQ(report.status, 0u);
+                EXPECT_EQ(report.pictures, 0u);
                 EXPECT_NEAR(report.milliseconds, 1230, 24);
 
                 const DecodedFile file = ReadMedia(Path("file"));
@@ -233,12 +95,126 @@ TEST_F(FileTest, AudioKeepsItsLengthAndLosslessAudioItsSamples)
                 ASSERT_EQ(file.channels, channels);
                 EXPECT_NEAR(file.firstSampleSeconds, 0, 0.001);
                 EXPECT_NEAR(file.AudioSeconds(), 1.23, 1024.0 / 44100);
-                if (!IsNamed(encoder, "AAC ")) {
-                    EXPECT_TRUE(file.samples == samples);
+                if (encoder != "AAC ") {
+                    EXPECT_TRUE(file.samples == TestSamples(44100, channels, 1.23));
                     ++exact;
                 }
             }
     EXPECT_GE(exact, 2);
+}
+
+TEST_F(FileTest, AudioMayComeBeforePictures)
+{
+    // A frame of AAC is longer than three pictures here, and so is what the encoder puts before the first sample.
+    for (const char* format : {"MP4 ", "MKV ", "AVI "})
+        for (const std::string encoder : {"FLAC", "AAC "}) {
+            SCOPED_TRACE(format + encoder);
+            void* job = Open(Path("file"), JobParam(format).Video("MP4V", 64, 48).Audio(encoder, 8000, 2));
+            ASSERT_TRUE(job);
+            EXPECT_TRUE(WriteSamples(job, TestSamples(8000, 2, 2), 8000, 2, 3200));
+            for (int n = 0; n < 50; ++n)
+                EXPECT_EQ(WritePicture(job, 64, 48, n), 1);
+            const CloseReport report = Close(job);
+            EXPECT_EQ(report.status, 0u);
+            EXPECT_EQ(report.pictures, 50u);
+            EXPECT_NEAR(report.milliseconds, 2000, encoder == "FLAC" ? 0 : 128);
+            const DecodedFile file = ReadMedia(Path("file"));
+            ASSERT_EQ(file.pictures.size(), 50u);
+            EXPECT_NEAR(file.pictures.front().seconds, 0, 0.0011);
+            EXPECT_NEAR(file.pictures.back().seconds, 1.96, 0.0011);
+            EXPECT_GT(Psnr(file.pictures.back().planes, TestPicture(64, 48, 49)), 34.0);
+            EXPECT_TRUE(encoder != "FLAC" || file.samples == TestSamples(8000, 2, 2));
+        }
+}
+
+TEST_F(FileTest, RatesAndSizesAreWhatTheEncoderHolds)
+{
+    const struct {
+        const char *format, *encoder;
+        int width, height;
+        double rate;
+        int fileWidth, fileHeight;
+        double fileRate;
+    } cases[] = {
+        {"MP4 ", "H264", 161, 97, 29.97, 160, 96, 30000.0 / 1001},
+        {"MP4 ", "MP4V", 161, 97, 29.97, 161, 97, 30000.0 / 1001},
+        {"MKV ", "H264", 1, 3, 23.976, 2, 2, 24000.0 / 1001},
+        {"MKV ", "FFV1", 161, 97, 59.94, 161, 97, 60000.0 / 1001},
+        {"AVI ", "H264", 33, 32, 29.97, 32, 32, 30000.0 / 1001},
+        {"AVI ", "MP4V", 33, 31, 119.88, 33, 31, 2997.0 / 25},
+        {"AVI ", "FFV1", 32, 32, 119.88, 32, 32, 120000.0 / 1001},
+        {"AVI ", "FFV1", 32, 32, 0.5, 32, 32, 0.5},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.format << c.encoder << " " << c.width << "x" << c.height);
+        void* job = Open(Path("file"), JobParam(c.format).Video(c.encoder, c.width, c.height, c.rate));
+        ASSERT_TRUE(job);
+        const Planes planes = TestPicture(c.width, c.height, 0);
+        MEDIA_FRAME frame = FrameOf(planes, c.width, c.height);
+        for (int n = 0; n < 25; ++n) {
+            frame.llStreamTime = static_cast<int64_t>(n * 1e7 / c.rate);
+            EXPECT_EQ(FCWriteVideoFrame(job, &frame), 1);
+        }
+        EXPECT_EQ(Close(job).pictures, 25u);
+        const DecodedFile file = ReadMedia(Path("file"));
+        ASSERT_EQ(file.pictures.size(), 25u);
+        EXPECT_EQ(file.pictures[0].width, c.fileWidth);
+        EXPECT_EQ(file.pictures[0].height, c.fileHeight);
+        EXPECT_NEAR(file.frameRate, c.fileRate, 1e-5);
+        EXPECT_EQ(file.pixelAspect, 1.0);
+        EXPECT_NEAR(file.pictures[24].seconds, 24 / c.fileRate, 0.0011);
+    }
+}
+
+TEST_F(FileTest, AudioIsTheNearestThatTheEncoderHolds)
+{
+    const struct {
+        const char *format, *encoder;
+        int rate, channels, fileRate, fileChannels;
+    } cases[] = {
+        {"MP4 ", "AAC ", 45000, 9, 44100, 8},     {"MP4 ", "AAC ", 192000, 1, 96000, 1},
+        {"MKV ", "AAC ", 1, 1, 7350, 1},          {"MKV ", "FLAC", 700000, 1, 655340, 1},
+        {"MKV ", "FLAC", 65538, 1, 65540, 1},     {"MKV ", "FLAC", 48000, 12, 48000, 8},
+        {"MKV ", "PCMS", 800000, 1, 768000, 1},   {"AVI ", "PCMS", 11025, 33, 11025, 32},
+        {"WAV ", "PCM ", 800000, 33, 768000, 32},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.format << c.encoder << c.rate);
+        JobParam param = JobParam(c.format).Audio(c.encoder, c.rate, c.channels);
+        param.audio.nBitsPerSample = 24; // of the source are 16
+        const KXAudioInfo source = {c.fileRate, c.fileChannels, 16};
+        void* job = FCCreateMediaFile((m_folder / "file").wstring().c_str(), &param, nullptr, &source);
+        ASSERT_TRUE(job);
+        const std::vector<int16_t> samples = TestSamples(c.fileRate, c.fileChannels, 0.1);
+        EXPECT_TRUE(WriteSamples(job, samples, c.fileRate, c.fileChannels, 64000));
+        EXPECT_EQ(Close(job).status, 0u);
+        const DecodedFile file = ReadMedia(Path("file"));
+        EXPECT_EQ(file.sampleRate, c.fileRate);
+        EXPECT_EQ(file.channels, c.fileChannels);
+    }
+}
+
+TEST_F(FileTest, BitRatesDecideTheSize)
+{
+    const auto sizeOf = [&](const std::string& encoder, int bitRate, int sampleRate = 44100) {
+        JobParam param("MKV ");
+        const bool isAudio = encoder == "AAC ";
+        isAudio ? param.Audio(encoder, sampleRate, 2) : param.Video(encoder, 320, 240);
+        param.audio.nBitRate = param.video.nBitRate = bitRate;
+        EXPECT_EQ(Make("file", param, isAudio ? 0 : 25, isAudio ? 2 : 0).status, 0u) << encoder << bitRate;
+        return std::filesystem::file_size(Path("file"));
+    };
+    // Without a bit rate, video is as large as its quality asks for; each channel of AAC has 64 kbit/s, or 4 a sample.
+    EXPECT_LT(2 * sizeOf("H264", 20000), sizeOf("H264", 0));
+    EXPECT_GT(sizeOf("H264", 400000), 2 * sizeOf("H264", 0));
+    EXPECT_LT(1.3 * sizeOf("MP4V", 2000), sizeOf("MP4V", 0));
+    EXPECT_EQ(sizeOf("FFV1", 20000), sizeOf("FFV1", 0));
+    EXPECT_EQ(sizeOf("AAC ", 128000), sizeOf("AAC ", 0));
+    EXPECT_EQ(sizeOf("AAC ", 64000, 8000), sizeOf("AAC ", 0, 8000));
+    EXPECT_LT(3 * sizeOf("AAC ", 32000), sizeOf("AAC ", 0));
+    // What must be a mistake in the unit is a low rate.
+    for (const std::string encoder : {"H264", "MP4V", "AAC "})
+        EXPECT_EQ(sizeOf(encoder, 1), sizeOf(encoder, 1000)) << encoder;
 }
 
 TEST_F(FileTest, JobsOnSeveralThreadsDoNotMix)
@@ -246,15 +222,7 @@ TEST_F(FileTest, JobsOnSeveralThreadsDoNotMix)
     std::vector<std::thread> threads;
     for (int t = 0; t < 4; ++t)
         threads.emplace_back([this, t] {
-            EncodeParam param = Job("MKV ");
-            SetVideo(param, KX_FOURCC('F', 'F', 'V', '1'), 64 + t, 48);
-            SetAudio(param, KX_FOURCC('F', 'L', 'A', 'C'), 8000, 1);
-            void* job = Open(Path(std::to_string(t)), param);
-            ASSERT_TRUE(job);
-            for (int n = 0; n < 25; ++n)
-                EXPECT_EQ(WritePicture(job, 64 + t, 48, n), 1);
-            WriteSamples(job, TestSamples(8000, 1, 1), 8000, 1, 500);
-            FCCloseMediaFile(job, nullptr, nullptr);
+            Make(std::to_string(t), JobParam("MKV ").Video("FFV1", 64 + t, 48).Audio("FLAC", 8000, 1), 25, 1);
         });
     for (std::thread& thread : threads)
         thread.join();
@@ -266,43 +234,71 @@ TEST_F(FileTest, JobsOnSeveralThreadsDoNotMix)
     }
 }
 
-TEST_F(FileTest, FailuresAreReportedAndOtherFilesStay)
+TEST_F(FileTest, RefusedJobsLeaveTheOldFile)
 {
-    // What the format can't hold is refused before the file is touched.
-    EncodeParam param = Job("MP4 ");
-    SetAudio(param, KX_FOURCC('P', 'C', 'M', 'S'), 48000, 2);
-    std::fclose(std::fopen(Path("kept").c_str(), "w"));
-    EXPECT_FALSE(Open(Path("kept"), param));
-    EXPECT_EQ(std::filesystem::file_size(Path("kept")), 0u);
+    std::vector<JobParam> jobs = {
+        JobParam("MP4 ").Audio("PCMS", 48000, 2), // encoders that the format doesn't hold
+        JobParam("MP4 ").Video("FFV1", 64, 48),
+        JobParam("MKV ").Video("I420", 64, 48), // of another plug-in
+        JobParam("AVI ").Video("TPLV", 64, 48),
+        JobParam("MKV ").Audio("PCM ", 48000, 2),
+        JobParam("Y4M ").Video("H264", 64, 48),
+        JobParam("WAV ").Audio("PCMS", 48000, 2),
+        JobParam("TPL ").Video("H264", 64, 48).Audio("TPLA", 48000, 2),
+        JobParam("TPL ").Video("TPLV", 64, 48).Audio("AAC ", 48000, 2),
+        JobParam("MP4 ").Video("MP4V", 8192, 2),
+        JobParam("MP4 ").Video("MP4V", 2, 8192),
+        JobParam("MP4 ").Video("H264", 0, 48),
+        JobParam("MKV ").Video("FFV1", 64, 0),
+        JobParam("AVI ").Video("H264", 64, 48, 0),
+        JobParam("AVI ").Video("H264", 64, 48, 0.001),
+        JobParam("MKV ").Audio("AAC ", 0, 2),
+        JobParam("MKV ").Audio("FLAC", 48000, 0),
+        JobParam("MKV "),
+        JobParam("MKV ").Video("H264", 64, 48),
+        JobParam("MKV ").Audio("AAC ", 48000, 2),
+    };
+    jobs[jobs.size() - 2].video.nBitRate = jobs.back().audio.nBitRate = -1;
+    std::ofstream(Path("old")) << "kept";
+    for (const JobParam& job : jobs) {
+        const auto number = &job - jobs.data();
+        EXPECT_FALSE(Open(Path("old"), job)) << number;
+        EXPECT_EQ(Bytes("old"), "kept") << number;
+    }
+}
 
-    // A full disk is told at the close at the latest: encoders and containers have buffers.
-    for (const auto& [format, encoder, leastLost] : {std::tuple{"Y4M ", "I420", 90}, {"MKV ", "H264", 0}}) {
-        EncodeParam full = Job(format);
-        SetVideo(full, KX_FOURCC(encoder[0], encoder[1], encoder[2], encoder[3]), 640, 360);
-        void* job = Open("/dev/full", full);
-        ASSERT_TRUE(job) << format;
-        int written = 0;
-        for (int n = 0; n < 100; ++n)
-            written += WritePicture(job, 640, 360, n);
-        EXPECT_LE(written, 100 - leastLost) << format;
-        CloseReport report;
-        FCCloseMediaFile(job, CloseReport::Take, &report);
-        EXPECT_EQ(report.status, 1u) << format;
+TEST_F(FileTest, LossesAreReported)
+{
+    // A full disk is told at the close at the latest: encoders and containers have buffers. The first fault is logged.
+    for (const auto& [encoder, what] : {std::pair{"FFV1", L"can't write [/dev"}, {"H264", L"can't finish [/dev"}}) {
+        void* full = Open("/dev/full", JobParam("MKV ").Video(encoder, 320, 240));
+        ASSERT_TRUE(full);
+        for (int n = 0; n < 50; ++n)
+            WritePicture(full, 320, 240, n);
+        EXPECT_EQ(Close(full).status, 1u);
+        EXPECT_EQ(LogLines(what), 1) << encoder;
     }
 
-    // One picture without planes: the others are there, on time.
-    EncodeParam gap = Job("MKV ");
-    SetVideo(gap, KX_FOURCC('F', 'F', 'V', '1'), 64, 48);
-    void* job = Open(Path("gap"), gap);
+    // Three pictures without planes and blocks of another rate: the others are there, on time.
+    void* job = Open(Path("gap"), JobParam("MKV ").Video("FFV1", 64, 48).Audio("FLAC", 8000, 1));
     for (int n = 0; n < 10; ++n) {
         MEDIA_FRAME empty = {};
         empty.llStreamTime = n * kPeriod;
-        EXPECT_EQ(n == 4 ? FCWriteVideoFrame(job, &empty) : WritePicture(job, 64, 48, n), n != 4);
+        const bool isEmpty = n >= 4 && n < 7;
+        EXPECT_EQ(isEmpty ? FCWriteVideoFrame(job, &empty) : WritePicture(job, 64, 48, n), !isEmpty);
     }
-    CloseReport report;
-    FCCloseMediaFile(job, CloseReport::Take, &report);
-    EXPECT_EQ(report.status, 1u);
+    EXPECT_FALSE(WriteSamples(job, TestSamples(8000, 1, 0.1), 16000, 1, 800));
+    EXPECT_EQ(Close(job).status, 1u);
+    EXPECT_EQ(LogLines(L"wpav: a"), 2); // one of each kind
     const DecodedFile file = ReadMedia(Path("gap"));
-    ASSERT_EQ(file.pictures.size(), 9u);
+    ASSERT_EQ(file.pictures.size(), 7u);
     EXPECT_NEAR(file.pictures.back().seconds, 0.36, 0.001);
+}
+
+TEST_F(FileTest, FileNamesAreUtf8AndNoAddresses)
+{
+    for (const std::string name : {"\u00e4\u20ac\u65e5\U0001f600.mkv", "http:a%d.mkv"}) {
+        Make(name, JobParam("MKV ").Video("FFV1", 16, 16), 1);
+        EXPECT_TRUE(std::filesystem::is_regular_file(Path(name))) << name;
+    }
 }

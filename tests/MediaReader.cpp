@@ -96,8 +96,10 @@ DecodedFile ReadMedia(const std::string& path)
         avcodec_parameters_to_context(streams[i].context, stream->codecpar);
         streams[i].context->pkt_timebase = stream->time_base;
         EXPECT_GE(avcodec_open2(streams[i].context, codec, nullptr), 0) << path;
-        if (stream->codecpar->codec_type == AVMEDIA_TYPE_VIDEO)
-            file.frameRate = av_q2d(stream->r_frame_rate);
+        if (stream->codecpar->codec_type == AVMEDIA_TYPE_VIDEO) {
+            file.frameRate = av_q2d(stream->avg_frame_rate);
+            file.pixelAspect = av_q2d(stream->sample_aspect_ratio);
+        }
     }
     AVPacket* packet = av_packet_alloc();
     AVFrame* frame = av_frame_alloc();

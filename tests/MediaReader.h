@@ -24,6 +24,7 @@ struct DecodedFile {
     int channels = 0;
     double firstSampleSeconds = 0;
     double frameRate = 0; // as the file tells it
+    double pixelAspect = 0;
 
     double AudioSeconds() const { return static_cast<double>(samples.size()) / channels / sampleRate; }
 };

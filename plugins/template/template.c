@@ -334,11 +334,13 @@ static int WritePacket(File* file, char type, const void* data, size_t size)
 }
 
 /* Called after the encoders were made: which streams there are is final. The library lets a host name any encoder,
- * so a format refuses those whose output it doesn't know. */
+ * so a format refuses those whose output it doesn't know, and a file that nothing would be in: another may lie there.
+ */
 static void* CreateFile(const wchar_t* pszPath, EncodeParam* pParam)
 {
     const KXDWORD audio = pParam->audio.dwFourCC;
-    if ((!pParam->bVideoDisabled && pParam->video.dwFourCC != FOURCC_VIDEO) ||
+    if ((pParam->bVideoDisabled && pParam->bAudioDisabled) ||
+        (!pParam->bVideoDisabled && pParam->video.dwFourCC != FOURCC_VIDEO) ||
         (!pParam->bAudioDisabled && audio != FOURCC_AUDIO && audio != FOURCC_RAW_AUDIO))
         return NULL;
 

@@ -1,0 +1,299 @@
+// Whole jobs with the plug-ins that need no other library: the raw files and the template's log of packets, to the
+// byte.
+#include "plugins/raw/WavHeader.h"
+#include "tests/Bytes.h"
+#include "tests/FileJob.h"
+
+#include <cmath>
+#include <fstream>
+#include <functional>
+#include <sys/stat.h>
+#include <thread>
+
+namespace
+{
+
+std::string WavOf(const std::vector<int16_t>& samples, int rate, int channels, bool isPipe = false)
+{
+    const WavHeader header = MakeWavHeader(rate, channels, isPipe ? kUnknownLength : samples.size() * 2);
+    return std::string(header.bytes.begin(), header.bytes.begin() + header.size) + BytesOf(samples);
+}
+
+// Of the template's file.
+std::string Packet(char type, const std::string& content)
+{
+    return type + Word(content.size(), 4) + content;
+}
+
+// Rows as pairs of a count and a byte.
+std::string RunLengths(const Planes& planes, int width, int height)
+{
+    std::string runs;
+    const unsigned char* row = planes.data();
+    for (const auto& [w, h] : {std::pair{width, height}, {(width + 1) / 2, 2 * ((height + 1) / 2)}})
+        for (int y = 0; y < h; ++y, row += w)
+            for (int x = 0; x < w; ++x) {
+                const bool goesOn = x > 0 && row[x] == row[x - 1] && runs[runs.size() - 2] != '\xFF';
+                if (!goesOn)
+                    runs += {'\0', static_cast<char>(row[x])};
+                ++runs[runs.size() - 2];
+            }
+    return runs;
+}
+
+// A picture with runs that are longer than a count can say.
+Planes FlatPicture(int width, int height, int number)
+{
+    Planes planes = TestPicture(width, height, number);
+    std::fill_n(planes.begin() + width, width, static_cast<unsigned char>(number));
+    return planes;
+}
+
+using PluginFileTest = FileJobTest;
+
+} // namespace
+
+TEST_F(PluginFileTest, TheTemplateWritesWhatItsLayoutSays)
+{
+    constexpr int kWidth = 601, kHeight = 3, kBlock = 3000;
+    constexpr double kTemplateRate = 12.3456;
+    const struct {
+        const char* encoder;
+        size_t channels;
+        size_t packet; // audio comes in multiples of so many bytes
+        bool early;    // all audio before the first picture
+    } cases[] = {{"TPLA", 1, 2048, false}, {"TPLA", 2, 4096, true}, {"TPLR", 2, 1, false}};
+    for (const auto& [encoder, channels, packet, early] : cases) {
+        SCOPED_TRACE(testing::Message() << encoder << " " << channels);
+        const int count = static_cast<int>(channels);
+        std::vector<int16_t> samples = TestSamples(32000, 1, 0.1875);
+        void* job = Open(Path("log"),
+                         JobParam("TPL ").Video("TPLV", kWidth, kHeight, kTemplateRate).Audio(encoder, 32000, count));
+        ASSERT_TRUE(job);
+        std::string video, audio, last, held;
+        const auto writeAudio = [&] { EXPECT_TRUE(WriteSamples(job, samples, 32000, count, kBlock)); };
+        if (early)
+            writeAudio();
+        size_t largest = 0;
+        for (int n = 0; n < 4; ++n) {
+            const Planes planes = FlatPicture(kWidth, kHeight, 3 - n);
+            MEDIA_FRAME frame = FrameOf(planes, kWidth, kHeight);
+            frame.llStreamTime = static_cast<int64_t>(n * 1e7 / kTemplateRate);
+            EXPECT_EQ(FCWriteVideoFrame(job, &frame), 1);
+            const std::string runs = RunLengths(planes, kWidth, kHeight);
+            largest = std::max(largest, runs.size());
+            video += Packet('V', runs);
+        }
+        if (!early)
+            writeAudio();
+        const CloseReport report = Close(job);
+        EXPECT_EQ(report.status, 0u);
+        EXPECT_EQ(report.pictures, 4u);
+        EXPECT_EQ(report.milliseconds, 12000 * 1000 / (32000 * 2 * channels));
+
+        const std::string bytes = BytesOf(samples);
+        for (size_t done = 0; done < bytes.size(); done += kBlock) {
+            held += bytes.substr(done, kBlock);
+            const size_t whole = held.size() - held.size() % packet;
+            audio += whole > 0 ? Packet('A', held.substr(0, whole)) : "";
+            held.erase(0, whole);
+        }
+        if (!held.empty()) // silence fills the last packet
+            last = Packet('A', held.append(packet - held.size(), '\0'));
+        std::string header = "TPL1";
+        for (const size_t word :
+             {size_t{kWidth}, size_t{kHeight}, size_t{12346}, size_t{4}, largest, size_t{32000}, channels})
+            header += Word(word, 4);
+        header += Word(bytes.size(), 8) + Word(1, 4);
+        EXPECT_TRUE(Bytes("log") == header + (early ? audio + video : video + audio) + last);
+    }
+}
+
+TEST_F(PluginFileTest, TheTemplateSettlesWhatItCanDo)
+{
+    // One stream each; the other's words stay 0. Sides end at 8192, channels at 2.
+    for (const auto& [width, height] : {std::pair{8193, 4}, {4, 8193}}) {
+        Make("video", JobParam("TPL ").Video("TPLV", width, height), 0);
+        const std::string video = Bytes("video");
+        EXPECT_EQ(video.substr(4, 12),
+                  Word(width == 4 ? 4 : 8192, 4) + Word(height == 4 ? 4 : 8192, 4) + Word(25000, 4));
+        EXPECT_EQ(video.substr(24, 20), std::string(16, '\0') + Word(1, 4));
+    }
+    JobParam mono = JobParam("TPL ").Audio("TPLA", 8000, 3);
+    mono.audio.nBitsPerSample = 24;
+    const KXAudioInfo source = {8000, 1, 16};
+    Close(FCCreateMediaFile((m_folder / "audio").wstring().c_str(), &mono, nullptr, &source));
+    EXPECT_EQ(Bytes("audio").substr(4, 28), std::string(20, '\0') + Word(8000, 4) + Word(2, 4));
+}
+
+TEST_F(PluginFileTest, WavHoldsItsChannelsAndWholeBlocks)
+{
+    for (const int channels : {1, 2, 6}) {
+        const CloseReport report = Make("a.wav", JobParam("WAV ").Audio("PCM ", 8000, channels), 0, 0.5);
+        EXPECT_EQ(report.status, 0u);
+        EXPECT_EQ(report.pictures, 0u);
+        EXPECT_EQ(report.milliseconds, 500u);
+        EXPECT_TRUE(Bytes("a.wav") == WavOf(TestSamples(8000, channels, 0.5), 8000, channels)) << channels;
+    }
+
+    // A block that ends in the middle is filled up with silence.
+    void* job = Open(Path("odd.wav"), JobParam("WAV ").Audio("PCM ", 8000, 2));
+    char bytes[] = {1, 1, 2, 2, 3};
+    MEDIA_FRAME block = {};
+    block.audio = {8000, 2, 16, bytes, sizeof bytes, 0};
+    EXPECT_EQ(FCWriteAudioData(job, &block), 1);
+    EXPECT_EQ(Close(job).milliseconds, 0u);
+    EXPECT_EQ(Bytes("odd.wav"), WavOf({0x101, 0x202, 3, 0}, 8000, 2));
+
+    // A pipe's header can't be brought up to date.
+    ASSERT_EQ(mkfifo(Path("pipe").c_str(), 0600), 0);
+    std::string got;
+    std::thread reader([&] { got = Bytes("pipe"); });
+    const CloseReport report = Make("pipe", JobParam("WAV ").Audio("PCM ", 48000, 2), 0, 6);
+    reader.join();
+    EXPECT_EQ(report.status, 0u);
+    EXPECT_TRUE(got == WavOf(TestSamples(48000, 2, 6), 48000, 2, true));
+}
+
+TEST_F(PluginFileTest, AWavFileIsReadableWhileItGrows)
+{
+    const std::vector<int16_t> samples = TestSamples(48000, 2, 15);
+    void* job = Open(Path("a.wav"), JobParam("WAV ").Audio("PCM ", 48000, 2));
+    ASSERT_TRUE(job);
+    std::string bytes = BytesOf(samples);
+    constexpr size_t kBlock = 100001; // the header lags behind by less than a MiB
+    for (size_t done = 0; done < bytes.size();) {
+        MEDIA_FRAME frame = {};
+        frame.audio = {48000, 2, 16, &bytes[done], static_cast<int>(std::min(kBlock, bytes.size() - done)), 0};
+        ASSERT_EQ(FCWriteAudioData(job, &frame), 1);
+        done += static_cast<size_t>(frame.audio.nDataSize);
+        const size_t told = done < 11 * kBlock ? 0 : done < 22 * kBlock ? 1100008 : 2200020;
+        EXPECT_EQ(Bytes("a.wav").substr(76, 4), Word(told, 4)) << done;
+    }
+    Close(job);
+    EXPECT_TRUE(Bytes("a.wav") == WavOf(samples, 48000, 2));
+}
+
+TEST_F(PluginFileTest, Y4mIsAHeaderAndPlanesOfAnyPitch)
+{
+    const Planes planes = TestPicture(5, 3, 0);
+    void* job = Open(Path("a.y4m"), JobParam("Y4M ").Video("I420", 5, 3, 29.97));
+    ASSERT_TRUE(job);
+    MEDIA_FRAME frame = FrameOf(planes, 5, 3);
+    EXPECT_EQ(FCWriteVideoFrame(job, &frame), 1);
+    Planes upwards; // the same rows from the last to the first, with two bytes between them
+    MEDIA_FRAME_VIDEO& video = frame.video;
+    video.nPitchY = -7, video.nPitchU = video.nPitchV = -5;
+    for (const auto& [plane, width, height] : {std::tuple{0, 5, 3}, {15, 3, 2}, {21, 3, 2}})
+        for (int y = height - 1; y >= 0; --y) {
+            upwards.insert(upwards.end(), planes.begin() + plane + y * width, planes.begin() + plane + (y + 1) * width);
+            upwards.insert(upwards.end(), 2, 0);
+        }
+    video.pY = upwards.data() + 14, video.pU = upwards.data() + 26, video.pV = upwards.data() + 36;
+    frame.llStreamTime = 333667;
+    EXPECT_EQ(FCWriteVideoFrame(job, &frame), 1);
+    const CloseReport report = Close(job);
+    EXPECT_EQ(report.status, 0u);
+    EXPECT_EQ(report.pictures, 2u);
+    const std::string picture = "FRAME\n" + std::string(planes.begin(), planes.end());
+    EXPECT_EQ(Bytes("a.y4m"), "YUV4MPEG2 W5 H3 F30000:1001 Ip A1:1 C420jpeg\n" + picture + picture);
+}
+
+TEST_F(PluginFileTest, FileNamesAreUtf8)
+{
+    const std::string name = "\u00e4\u20ac\u65e5\U0001f600";
+    Make(name + ".y4m", JobParam("Y4M ").Video("I420", 2, 2), 1);
+    Make(name + ".wav", JobParam("WAV ").Audio("PCM ", 8000, 1), 0, 0.1);
+    Make(name + ".tpl", JobParam("TPL ").Video("TPLV", 2, 2), 1);
+    for (const char* ending : {".y4m", ".wav", ".tpl"})
+        EXPECT_TRUE(std::filesystem::is_regular_file(Path(name + ending))) << ending;
+    const wchar_t surrogate[] = {L'a', static_cast<wchar_t>(0xD800), 0};
+    const wchar_t beyond[] = {L'a', static_cast<wchar_t>(0x110000), 0};
+    JobParam jobs[] = {JobParam("Y4M ").Video("I420", 2, 2), JobParam("WAV ").Audio("PCM ", 8000, 1),
+                       JobParam("TPL ").Video("TPLV", 2, 2)};
+    for (const JobParam& job : jobs)
+        for (const wchar_t* path : {L"", surrogate, beyond, L"/no/such/folder/a"})
+            EXPECT_FALSE(FCCreateMediaFile(path, &job, nullptr, nullptr));
+}
+
+TEST_F(PluginFileTest, RefusedJobsLeaveTheOldFile)
+{
+    const double none = std::nan("");
+    const JobParam jobs[] = {
+        JobParam("Y4M ").Video("TPLV", 4, 4),
+        JobParam("Y4M ").Video("I420", 0, 4),
+        JobParam("Y4M ").Video("I420", 4, -1),
+        JobParam("Y4M ").Video("I420", 4, 4, 0),
+        JobParam("Y4M ").Video("I420", 4, 4, none),
+        JobParam("Y4M ").Video("I420", 4, 4, 0.001),
+        JobParam("WAV ").Audio("TPLR", 8000, 1),
+        JobParam("WAV ").Audio("PCM ", 0, 1),
+        JobParam("WAV ").Audio("PCM ", 8000, 0),
+        JobParam("TPL ").Video("I420", 4, 4),
+        JobParam("TPL ").Video("TPLV", 0, 4),
+        JobParam("TPL ").Video("TPLV", 4, 0),
+        JobParam("TPL ").Video("TPLV", 4, 4, none),
+        JobParam("TPL ").Video("TPLV", 4, 4, 0.0009),
+        JobParam("TPL ").Audio("PCM ", 8000, 1),
+        JobParam("TPL ").Audio("TPLA", 0, 1),
+        JobParam("TPL ").Audio("TPLR", 8000, 0),
+        JobParam("Y4M "), // neither video nor audio
+        JobParam("WAV "),
+        JobParam("TPL "),
+    };
+    std::ofstream(Path("old")) << "kept";
+    for (const JobParam& job : jobs) {
+        EXPECT_FALSE(Open(Path("old"), job)) << &job - jobs;
+        EXPECT_EQ(Bytes("old"), "kept") << &job - jobs;
+    }
+}
+
+TEST_F(PluginFileTest, LossesAreReported)
+{
+    // A disk that is full: told at the close at the latest, and at once where more comes than is gathered.
+    for (const JobParam& job : {JobParam("Y4M ").Video("I420", 640, 360), JobParam("TPL ").Video("TPLV", 640, 360),
+                                JobParam("WAV ").Audio("PCM ", 8000, 1)}) {
+        void* full = Open("/dev/full", job);
+        ASSERT_TRUE(full);
+        int written = 0;
+        for (int n = 0; n < 5; ++n)
+            written += WritePicture(full, 640, 360, n);
+        WriteSamples(full, TestSamples(8000, 1, 0.1), 8000, 1, 100);
+        EXPECT_EQ(written, 0);
+        EXPECT_EQ(Close(full).status, 1u);
+    }
+
+    // Pictures that the plug-in can't read are missing, the others are there. Only the first one is logged.
+    const std::function<void(MEDIA_FRAME_VIDEO&)> faults[] = {
+        [](auto& v) { v.nWidth -= 2; }, [](auto& v) { v.nHeight -= 2; }, [](auto& v) { v.pY = nullptr; },
+        [](auto& v) { v.nPitchU = 2; }, [](auto& v) { v.pV = nullptr; },
+    };
+    const Planes planes = TestPicture(6, 6, 0);
+    for (const auto& [format, encoder] : {std::pair{"Y4M ", "I420"}, {"TPL ", "TPLV"}})
+        for (const auto& fault : faults) {
+            SCOPED_TRACE(testing::Message() << format << &fault - faults);
+            void* job = Open(Path("gap"), JobParam(format).Video(encoder, 6, 6));
+            MEDIA_FRAME frame = FrameOf(planes, 6, 6);
+            EXPECT_EQ(FCWriteVideoFrame(job, &frame), 1);
+            fault(frame.video);
+            for (frame.llStreamTime = kPeriod; frame.llStreamTime < 4 * kPeriod; frame.llStreamTime += kPeriod)
+                EXPECT_EQ(FCWriteVideoFrame(job, &frame), 0);
+            const CloseReport report = Close(job);
+            EXPECT_EQ(report.status, 1u);
+            EXPECT_EQ(report.pictures, 1u);
+            EXPECT_EQ(LogLines(L"a picture isn't"), *format == 'Y');
+        }
+    void* job = Open(Path("gap"), JobParam("WAV ").Audio("PCM ", 8000, 1));
+    EXPECT_FALSE(WriteSamples(job, {1, 2, 3}, 8000, 2, 2));
+    EXPECT_TRUE(WriteSamples(job, {3}, 8000, 1, 2));
+    EXPECT_EQ(Close(job).status, 1u);
+    EXPECT_EQ(LogLines(L"an audio block isn't"), 1);
+    EXPECT_EQ(Bytes("gap"), WavOf({3}, 8000, 1));
+}
+
+TEST_F(PluginFileTest, TheirFormatsAreInTheCatalogue)
+{
+    const std::string catalogue = Catalogue();
+    for (const char* line : {"Y4M : I420\n", "WAV : PCM \n", "TPL : TPLV TPLA TPLR\n"})
+        EXPECT_NE(catalogue.find(line), std::string::npos) << catalogue;
+}
