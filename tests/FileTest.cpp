@@ -105,26 +105,24 @@ TEST_F(FileTest, AudioKeepsItsLengthAndLosslessAudioItsSamples)
 
 TEST_F(FileTest, AudioMayComeBeforePictures)
 {
-    // A frame of AAC is longer than three pictures here, and so is what the encoder puts before the first sample.
-    for (const char* format : {"MP4 ", "MKV ", "AVI "})
-        for (const std::string encoder : {"FLAC", "AAC "}) {
-            SCOPED_TRACE(format + encoder);
-            void* job = Open(Path("file"), JobParam(format).Video("MP4V", 64, 48).Audio(encoder, 8000, 2));
-            ASSERT_TRUE(job);
-            EXPECT_TRUE(WriteSamples(job, TestSamples(8000, 2, 2), 8000, 2, 3200));
-            for (int n = 0; n < 50; ++n)
-                EXPECT_EQ(WritePicture(job, 64, 48, n), 1);
-            const CloseReport report = Close(job);
-            EXPECT_EQ(report.status, 0u);
-            EXPECT_EQ(report.pictures, 50u);
-            EXPECT_NEAR(report.milliseconds, 2000, encoder == "FLAC" ? 0 : 128);
-            const DecodedFile file = ReadMedia(Path("file"));
-            ASSERT_EQ(file.pictures.size(), 50u);
-            EXPECT_NEAR(file.pictures.front().seconds, 0, 0.0011);
-            EXPECT_NEAR(file.pictures.back().seconds, 1.96, 0.0011);
-            EXPECT_GT(Psnr(file.pictures.back().planes, TestPicture(64, 48, 49)), 34.0);
-            EXPECT_TRUE(encoder != "FLAC" || file.samples == TestSamples(8000, 2, 2));
-        }
+    for (const char* format : {"MP4 ", "MKV ", "AVI "}) {
+        SCOPED_TRACE(format);
+        void* job = Open(Path("file"), JobParam(format).Video("MP4V", 64, 48).Audio("FLAC", 8000, 2));
+        ASSERT_TRUE(job);
+        EXPECT_TRUE(WriteSamples(job, TestSamples(8000, 2, 2), 8000, 2, 3200));
+        for (int n = 0; n < 50; ++n)
+            EXPECT_EQ(WritePicture(job, 64, 48, n), 1);
+        const CloseReport report = Close(job);
+        EXPECT_EQ(report.status, 0u);
+        EXPECT_EQ(report.pictures, 50u);
+        EXPECT_EQ(report.milliseconds, 2000u);
+        const DecodedFile file = ReadMedia(Path("file"));
+        ASSERT_EQ(file.pictures.size(), 50u);
+        EXPECT_NEAR(file.pictures.front().seconds, 0, 0.0011);
+        EXPECT_NEAR(file.pictures.back().seconds, 1.96, 0.0011);
+        EXPECT_GT(Psnr(file.pictures.back().planes, TestPicture(64, 48, 49)), 34.0);
+        EXPECT_TRUE(file.samples == TestSamples(8000, 2, 2));
+    }
 }
 
 TEST_F(FileTest, RatesAndSizesAreWhatTheEncoderHolds)
