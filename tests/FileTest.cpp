@@ -65,7 +65,7 @@ TEST_F(FileTest, EveryVideoEncoderKeepsEveryPicture)
 TEST_F(FileTest, LosslessPicturesAreExactAtOddSizes)
 {
     for (const auto& [format, encoder] : {std::pair{"MKV ", "FFV1"}, {"AVI ", "FFV1"}, {"Y4M ", "I420"}})
-        for (const auto& [width, height] : {std::pair{161, 97}, {17, 1}, {3, 5}}) {
+        for (const auto& [width, height] : {std::pair{161, 97}, {17, 1}, {15, 40}, {3, 5}}) {
             SCOPED_TRACE(testing::Message() << format << width << "x" << height);
             Make("file", JobParam(format).Video(encoder, width, height), 5);
             const DecodedFile file = ReadMedia(Path("file"));
@@ -265,9 +265,9 @@ TEST_F(FileTest, RefusedJobsLeaveTheOldFile)
     }
 }
 
-TEST_F(FileTest, LossesAreReported)
+// It is told at the close at the latest: encoders and containers have buffers. Only the first fault is logged.
+TEST_F(FileTest, AFullDiskIsReported)
 {
-    // A full disk is told at the close at the latest: encoders and containers have buffers. The first fault is logged.
     for (const auto& [encoder, what] : {std::pair{"FFV1", L"can't write [/dev"}, {"H264", L"can't finish [/dev"}}) {
         void* full = Open("/dev/full", JobParam("MKV ").Video(encoder, 320, 240));
         ASSERT_TRUE(full);
@@ -276,8 +276,11 @@ TEST_F(FileTest, LossesAreReported)
         EXPECT_EQ(Close(full).status, 1u);
         EXPECT_EQ(LogLines(what), 1) << encoder;
     }
+}
 
-    // Three pictures without planes and blocks of another rate: the others are there, on time.
+// Pictures without planes and blocks of another rate leave a gap: the others are there, on time.
+TEST_F(FileTest, FramesThatCannotBeReadAreReported)
+{
     void* job = Open(Path("gap"), JobParam("MKV ").Video("FFV1", 64, 48).Audio("FLAC", 8000, 1));
     for (int n = 0; n < 10; ++n) {
         MEDIA_FRAME empty = {};

@@ -125,7 +125,7 @@ TEST_F(PluginFileTest, TheTemplateSettlesWhatItCanDo)
     EXPECT_EQ(Bytes("audio").substr(4, 28), std::string(20, '\0') + Word(8000, 4) + Word(2, 4));
 }
 
-TEST_F(PluginFileTest, WavHoldsItsChannelsAndWholeBlocks)
+TEST_F(PluginFileTest, AWavFileHoldsItsChannels)
 {
     for (const int channels : {1, 2, 6}) {
         const CloseReport report = Make("a.wav", JobParam("WAV ").Audio("PCM ", 8000, channels), 0, 0.5);
@@ -134,18 +134,22 @@ TEST_F(PluginFileTest, WavHoldsItsChannelsAndWholeBlocks)
         EXPECT_EQ(report.milliseconds, 500u);
         EXPECT_TRUE(Bytes("a.wav") == WavOf(TestSamples(8000, channels, 0.5), 8000, channels)) << channels;
     }
+}
 
-    // A block that ends in the middle is filled up with silence.
+TEST_F(PluginFileTest, AWavFileEndsWithAWholeSampleBlock)
+{
     void* job = Open(Path("odd.wav"), JobParam("WAV ").Audio("PCM ", 8000, 2));
     char bytes[] = {1, 1, 2, 2, 3};
     MEDIA_FRAME block = {};
     block.audio = {8000, 2, 16, bytes, sizeof bytes, 0};
     EXPECT_EQ(FCWriteAudioData(job, &block), 1);
     EXPECT_EQ(Close(job).milliseconds, 0u);
-    EXPECT_EQ(Bytes("odd.wav"), WavOf({0x101, 0x202, 3, 0}, 8000, 2));
+    EXPECT_EQ(Bytes("odd.wav"), WavOf({0x101, 0x202, 3, 0}, 8000, 2)); // filled up with silence
+}
 
-    // A pipe's header can't be brought up to date. All of it fits into the pipe's buffer.
-    int ends[2];
+TEST_F(PluginFileTest, APipeGetsAWavFileOfUnknownLength)
+{
+    int ends[2]; // all of the file fits into the buffer between them
     ASSERT_EQ(pipe(ends), 0);
     const auto name = [](int end) { return "/dev/fd/" + std::to_string(end); };
     EXPECT_EQ(Make(name(ends[1]), JobParam("WAV ").Audio("PCM ", 48000, 2), 0, 0.2).status, 0u);
@@ -244,22 +248,27 @@ TEST_F(PluginFileTest, RefusedJobsLeaveTheOldFile)
     }
 }
 
-TEST_F(PluginFileTest, LossesAreReported)
+// It is told at once where more comes than is gathered, and at the close in any case.
+TEST_F(PluginFileTest, AFullDiskIsReported)
 {
-    // A disk that is full: told at the close at the latest, and at once where more comes than is gathered.
-    for (const JobParam& job : {JobParam("Y4M ").Video("I420", 640, 360), JobParam("TPL ").Video("TPLV", 640, 360),
-                                JobParam("WAV ").Audio("PCM ", 8000, 1)}) {
-        void* full = Open("/dev/full", job);
-        ASSERT_TRUE(full);
-        int written = 0;
-        for (int n = 0; n < 5; ++n)
-            written += WritePicture(full, 640, 360, n);
-        WriteSamples(full, TestSamples(8000, 1, 0.1), 8000, 1, 100);
-        EXPECT_EQ(written, 0);
-        EXPECT_EQ(Close(full).status, 1u);
-    }
+    for (const int width : {4, 640})
+        for (const JobParam& job :
+             {JobParam("Y4M ").Video("I420", width, 360), JobParam("TPL ").Video("TPLV", width, 360),
+              JobParam("WAV ").Audio("PCM ", 8000, 1)}) {
+            void* full = Open("/dev/full", job);
+            ASSERT_TRUE(full);
+            int written = 0;
+            for (int n = 0; n < (width == 4 ? 1 : 5); ++n)
+                written += WritePicture(full, width, 360, n);
+            WriteSamples(full, TestSamples(8000, 1, 0.1), 8000, 1, 100);
+            EXPECT_EQ(written, width == 4 && !job.bVideoDisabled ? 1 : 0);
+            EXPECT_EQ(Close(full).status, 1u);
+        }
+}
 
-    // Pictures that the plug-in can't read are missing, the others are there. Only the first one is logged.
+// They are missing in the file, the others are there. Only the first one is logged.
+TEST_F(PluginFileTest, FramesThatCannotBeReadAreReported)
+{
     const std::function<void(MEDIA_FRAME_VIDEO&)> faults[] = {
         [](auto& v) { v.nWidth -= 2; }, [](auto& v) { v.nHeight -= 2; }, [](auto& v) { v.pY = nullptr; },
         [](auto& v) { v.nPitchU = 2; }, [](auto& v) { v.pV = nullptr; },
