@@ -65,7 +65,7 @@ TEST_F(FileTest, EveryVideoEncoderKeepsEveryPicture)
 TEST_F(FileTest, LosslessPicturesAreExactAtOddSizes)
 {
     for (const auto& [format, encoder] : {std::pair{"MKV ", "FFV1"}, {"AVI ", "FFV1"}, {"Y4M ", "I420"}})
-        for (const auto& [width, height] : {std::pair{161, 97}, {17, 1}, {3, 5}}) {
+        for (const auto& [width, height] : {std::pair{161, 97}, {17, 1}, {15, 40}, {3, 5}}) {
             SCOPED_TRACE(testing::Message() << format << width << "x" << height);
             Make("file", JobParam(format).Video(encoder, width, height), 5);
             const DecodedFile file = ReadMedia(Path("file"));
@@ -105,26 +105,24 @@ TEST_F(FileTest, AudioKeepsItsLengthAndLosslessAudioItsSamples)
 
 TEST_F(FileTest, AudioMayComeBeforePictures)
 {
-    // A frame of AAC is longer than three pictures here, and so is what the encoder puts before the first sample.
-    for (const char* format : {"MP4 ", "MKV ", "AVI "})
-        for (const std::string encoder : {"FLAC", "AAC "}) {
-            SCOPED_TRACE(format + encoder);
-            void* job = Open(Path("file"), JobParam(format).Video("MP4V", 64, 48).Audio(encoder, 8000, 2));
-            ASSERT_TRUE(job);
-            EXPECT_TRUE(WriteSamples(job, TestSamples(8000, 2, 2), 8000, 2, 3200));
-            for (int n = 0; n < 50; ++n)
-                EXPECT_EQ(WritePicture(job, 64, 48, n), 1);
-            const CloseReport report = Close(job);
-            EXPECT_EQ(report.status, 0u);
-            EXPECT_EQ(report.pictures, 50u);
-            EXPECT_NEAR(report.milliseconds, 2000, encoder == "FLAC" ? 0 : 128);
-            const DecodedFile file = ReadMedia(Path("file"));
-            ASSERT_EQ(file.pictures.size(), 50u);
-            EXPECT_NEAR(file.pictures.front().seconds, 0, 0.0011);
-            EXPECT_NEAR(file.pictures.back().seconds, 1.96, 0.0011);
-            EXPECT_GT(Psnr(file.pictures.back().planes, TestPicture(64, 48, 49)), 34.0);
-            EXPECT_TRUE(encoder != "FLAC" || file.samples == TestSamples(8000, 2, 2));
-        }
+    for (const char* format : {"MP4 ", "MKV ", "AVI "}) {
+        SCOPED_TRACE(format);
+        void* job = Open(Path("file"), JobParam(format).Video("MP4V", 64, 48).Audio("FLAC", 8000, 2));
+        ASSERT_TRUE(job);
+        EXPECT_TRUE(WriteSamples(job, TestSamples(8000, 2, 2), 8000, 2, 3200));
+        for (int n = 0; n < 50; ++n)
+            EXPECT_EQ(WritePicture(job, 64, 48, n), 1);
+        const CloseReport report = Close(job);
+        EXPECT_EQ(report.status, 0u);
+        EXPECT_EQ(report.pictures, 50u);
+        EXPECT_EQ(report.milliseconds, 2000u);
+        const DecodedFile file = ReadMedia(Path("file"));
+        ASSERT_EQ(file.pictures.size(), 50u);
+        EXPECT_NEAR(file.pictures.front().seconds, 0, 0.0011);
+        EXPECT_NEAR(file.pictures.back().seconds, 1.96, 0.0011);
+        EXPECT_GT(Psnr(file.pictures.back().planes, TestPicture(64, 48, 49)), 34.0);
+        EXPECT_TRUE(file.samples == TestSamples(8000, 2, 2));
+    }
 }
 
 TEST_F(FileTest, RatesAndSizesAreWhatTheEncoderHolds)
@@ -267,9 +265,9 @@ TEST_F(FileTest, RefusedJobsLeaveTheOldFile)
     }
 }
 
-TEST_F(FileTest, LossesAreReported)
+// It is told at the close at the latest: encoders and containers have buffers. Only the first fault is logged.
+TEST_F(FileTest, AFullDiskIsReported)
 {
-    // A full disk is told at the close at the latest: encoders and containers have buffers. The first fault is logged.
     for (const auto& [encoder, what] : {std::pair{"FFV1", L"can't write [/dev"}, {"H264", L"can't finish [/dev"}}) {
         void* full = Open("/dev/full", JobParam("MKV ").Video(encoder, 320, 240));
         ASSERT_TRUE(full);
@@ -278,8 +276,11 @@ TEST_F(FileTest, LossesAreReported)
         EXPECT_EQ(Close(full).status, 1u);
         EXPECT_EQ(LogLines(what), 1) << encoder;
     }
+}
 
-    // Three pictures without planes and blocks of another rate: the others are there, on time.
+// Pictures without planes and blocks of another rate leave a gap: the others are there, on time.
+TEST_F(FileTest, FramesThatCannotBeReadAreReported)
+{
     void* job = Open(Path("gap"), JobParam("MKV ").Video("FFV1", 64, 48).Audio("FLAC", 8000, 1));
     for (int n = 0; n < 10; ++n) {
         MEDIA_FRAME empty = {};

@@ -91,7 +91,8 @@ TEST_F(ScanTest, CatalogueIsRebuiltAndEmptied)
     EXPECT_EQ(Table(), "MP4  audio AAC  video H264\nAVI  audio AAC  video\n");
     FCUninitPlugins();
     EXPECT_EQ(FCGetFileFormatInfos(), nullptr);
-    EXPECT_TRUE(PluginMgr::m_arEncoder.empty() && PluginMgr::m_arFileFormat.empty());
+    EXPECT_TRUE(PluginMgr::m_arEncoder.empty());
+    EXPECT_TRUE(PluginMgr::m_arFileFormat.empty());
     EXPECT_EQ(Trace(), "log FCInitPlugins\n"
                        "unload <1>\n"
                        "unload <2>\n"

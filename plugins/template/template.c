@@ -334,8 +334,8 @@ static int WritePacket(File* file, char type, const void* data, size_t size)
 }
 
 /* Called after the encoders were made: which streams there are is final. The library lets a host name any encoder,
- * so a format refuses those whose output it doesn't know, and a file that nothing would be in: another may lie there.
- */
+ * so a format refuses those whose output it doesn't know. And a job without any stream, which would only empty a file
+ * that lies there. */
 static void* CreateFile(const wchar_t* pszPath, EncodeParam* pParam)
 {
     const KXDWORD audio = pParam->audio.dwFourCC;
