@@ -40,11 +40,15 @@ std::string RunLengths(const Planes& planes, int width, int height)
     return runs;
 }
 
-// A picture with runs that are longer than a count can say.
-Planes FlatPicture(int width, int height, int number)
+// The largest picture, none of whose bytes is like the one before, or one with runs, of which the first row's is longer
+// than a count can say.
+Planes PictureOfRuns(int width, int height, bool isLargest)
 {
-    Planes planes = TestPicture(width, height, number);
-    std::fill_n(planes.begin() + width, width, static_cast<unsigned char>(number));
+    Planes planes = TestPicture(width, height, 0);
+    for (size_t i = 0; i < planes.size(); ++i)
+        planes[i] = static_cast<unsigned char>(isLargest ? i : planes[i] / 32u);
+    if (!isLargest)
+        std::fill_n(planes.begin(), width, planes[0]);
     return planes;
 }
 
@@ -75,7 +79,7 @@ TEST_F(PluginFileTest, TheTemplateWritesWhatItsLayoutSays)
             writeAudio();
         size_t largest = 0;
         for (int n = 0; n < 4; ++n) {
-            const Planes planes = FlatPicture(kWidth, kHeight, 3 - n);
+            const Planes planes = PictureOfRuns(kWidth, kHeight, n == 1);
             MEDIA_FRAME frame = FrameOf(planes, kWidth, kHeight);
             frame.llStreamTime = static_cast<int64_t>(n * 1e7 / kTemplateRate);
             EXPECT_EQ(FCWriteVideoFrame(job, &frame), 1);
