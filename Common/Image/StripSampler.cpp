@@ -80,6 +80,7 @@ StripSampler::StripSampler(const ColumnLine& line, uint32_t stepY, const Ahead& 
 {
     m_columns.count = m_count + line.extra;
     m_columns.pixelBytes = line.pixelBytes;
+    m_columns.prepared = m_prepared;
     m_columns.rowBytes = line.sourceColumns * line.pixelBytes;
     // About what the source of four target rows spans, so that memory has time to answer.
     const size_t rowsAhead = std::max<uint32_t>(Whole(4 * stepY), 1);
