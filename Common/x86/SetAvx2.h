@@ -160,6 +160,17 @@ struct Avx2 {
     {
         return _mm256_permute_pd(_mm256_broadcast_pd(reinterpret_cast<const __m128d*>(p)), 0b1100);
     }
+
+    // ---- what only sets of 4 doubles define ----
+    // Of 8 double words from p on: element i of `these` is number places[i], that of `next` the one after it.
+    static void LookUpTwo32(const void* p, Lane::Vec places, Lane::Vec& these, Lane::Vec& next)
+    {
+        const Vec both =
+            _mm256_add_epi32(_mm256_broadcastsi128_si256(places), _mm256_setr_epi32(0, 0, 0, 0, 1, 1, 1, 1));
+        const Vec found = _mm256_permutevar8x32_epi32(Load(p), both);
+        these = _mm256_castsi256_si128(found);
+        next = _mm256_extracti128_si256(found, 1);
+    }
 };
 
 } // namespace

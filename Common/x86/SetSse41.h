@@ -167,6 +167,34 @@ struct Sse41 {
     // ---- what only sets of one lane define ----
     // Bit i is the highest one of byte i.
     static int SignBits8(Vec a) { return _mm_movemask_epi8(a); }
+    // 4 bytes from each address, or 8. With two addresses the high half is 0.
+    static Vec Gather32(const void* a, const void* b) { return _mm_setr_epi32(Int32At(a), Int32At(b), 0, 0); }
+    static Vec Gather32(const void* a, const void* b, const void* c, const void* d)
+    {
+        return _mm_setr_epi32(Int32At(a), Int32At(b), Int32At(c), Int32At(d));
+    }
+    static Vec Gather64(const void* a, const void* b)
+    {
+        return _mm_unpacklo_epi64(_mm_loadl_epi64(static_cast<const Vec*>(a)),
+                                  _mm_loadl_epi64(static_cast<const Vec*>(b)));
+    }
+    // Double words 0 and 2 of a and of b, or 1 and 3.
+    static Vec Even32(Vec a, Vec b)
+    {
+        return _mm_castps_si128(_mm_shuffle_ps(_mm_castsi128_ps(a), _mm_castsi128_ps(b), _MM_SHUFFLE(2, 0, 2, 0)));
+    }
+    static Vec Odd32(Vec a, Vec b)
+    {
+        return _mm_castps_si128(_mm_shuffle_ps(_mm_castsi128_ps(a), _mm_castsi128_ps(b), _MM_SHUFFLE(3, 1, 3, 1)));
+    }
+
+private:
+    static int32_t Int32At(const void* p)
+    {
+        int32_t value = 0;
+        __builtin_memcpy(&value, p, sizeof(value));
+        return value;
+    }
 };
 
 } // namespace
