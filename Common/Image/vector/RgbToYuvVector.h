@@ -29,19 +29,14 @@ template <class S> struct RgbToYuvVector {
         return S::MulAddPairs16(words, C::WordPairs(of.p, of.q));
     }
 
-    template <class Splits> static Terms SumsOf(Vec brgr)
-    {
-        return {Sum(brgr, Splits::luma), Sum(brgr, Splits::cb), Sum(brgr, Splits::cr)};
-    }
-
     // The block kernels, times 2^2.
     struct FlooredTerms {
         static Terms Of(Vec brgr)
         {
-            Terms terms = SumsOf<FlooredSplits>(brgr);
+            using Splits = FlooredSplits;
             // 4 R, and two bits of G where all else has zeros and nothing carries.
-            terms.cr = S::Add32(terms.cr, S::ShiftRight32U(brgr, 22));
-            return terms;
+            const Vec luma = Sum(brgr, Splits::luma), cb = Sum(brgr, Splits::cb), cr = Sum(brgr, Splits::cr);
+            return {luma, cb, S::Add32(cr, S::ShiftRight32U(brgr, 22))};
         }
     };
 
@@ -50,8 +45,9 @@ template <class S> struct RgbToYuvVector {
         static Terms Of(Vec brgr)
         {
             const Vec half = S::Broadcast32(1 << 15);
-            const Terms terms = SumsOf<RoundedSplits>(brgr);
-            return {S::Add32(terms.luma, half), S::Add32(terms.cb, half), S::Add32(terms.cr, half)};
+            using Splits = RoundedSplits;
+            const Vec cb = Sum(brgr, Splits::cb), cr = Sum(brgr, Splits::cr), luma = Sum(brgr, Splits::luma);
+            return {S::Add32(luma, half), S::Add32(cb, half), S::Add32(cr, half)};
         }
     };
 
@@ -63,23 +59,24 @@ template <class S> struct RgbToYuvVector {
     struct FromRgb24 {
         static constexpr int bytes = 3;
 
-        // A lane takes 16 bytes for 12: its pixels and the 4 bytes after them, or before them if `from` is 4. No load
-        // leaves the block: its first quadruple goes without the bytes before, its last one without those after.
-        template <int from> static Vec Shuffle()
-        {
-            static constexpr int8_t order[16] = {from + 0, from + 2,  from + 1,  from + 2, from + 6, from + 8,
-                                                 from + 7, from + 8,  from + 3,  from + 5, from + 4, from + 5,
-                                                 from + 9, from + 11, from + 10, from + 11};
-            return S::BroadcastLane(order);
-        }
-
+        // A lane takes 16 bytes for 12: its pixels and the 4 bytes after them, or before them. No load leaves the
+        // block: its first quadruple goes without the bytes before, its last one without those after. Neighbouring
+        // lanes take turns, as then one load of 32 bytes can have both: bytes 4 to 15 | 0 to 11.
         template <int i> static Vec Pixels(const unsigned char* block)
         {
+            static constexpr int8_t order[80] = {0, 2, 1, 2, 6,  8,  7,  8,  3, 5, 4, 5, 9,  11, 10, 11, // from byte 0
+                                                 4, 6, 5, 6, 10, 12, 11, 12, 7, 9, 8, 9, 13, 15, 14, 15, // from byte 4
+                                                 0, 2, 1, 2, 6,  8,  7,  8,  3, 5, 4, 5, 9,  11, 10, 11, // and so on
+                                                 4, 6, 5, 6, 10, 12, 11, 12, 7, 9, 8, 9, 13, 15, 14, 15, //
+                                                 0, 2, 1, 2, 6,  8,  7,  8,  3, 5, 4, 5, 9,  11, 10, 11};
             const auto quadruple = [=](int lane) { return block + 12 * (S::kLanes * i + lane); };
-            if constexpr (i < 2)
-                return S::Shuffle8(S::LoadLanes(quadruple), Shuffle<0>());
-            else
-                return S::Shuffle8(S::LoadLanes([=](int lane) { return quadruple(lane) - 4; }), Shuffle<4>());
+            if constexpr (S::kLanes == 1 || (S::kLanes == 2 && (i == 1 || i == 2))) {
+                constexpr int from = i == 0 ? 0 : 4;
+                return S::Shuffle8(S::Load(quadruple(0) - from), S::Load(order + 4 * from));
+            } else {
+                const auto address = [=](int lane) { return quadruple(lane) - 4 * (lane % 2); };
+                return S::Shuffle8(S::LoadLanes(address), S::Load(order));
+            }
         }
     };
 
