@@ -206,6 +206,7 @@ TEST_P(ToolboxScalerTest, ConvolvesSumsNextToWholeNumbers)
         }
         return taps;
     };
+    constexpr int columns = 9; // more than are filtered together
     const ConvolveTable& table = ConvolveRows();
     for (uint32_t i = 0; i < 64; ++i) {
         const uint32_t fraction = i % 4 ? 64 * i + 30 : 2048; // at a half no sum is cut short
@@ -218,10 +219,12 @@ TEST_P(ToolboxScalerTest, ConvolvesSumsNextToWholeNumbers)
                 row[4 * t + k] = static_cast<unsigned char>(taps[t]);
         }
         std::vector<int16_t> made(4 * kStripColumns), expected(made), words[4];
-        const ColumnStrip strip(4096 + fraction, 0, kColumnGroup + 1, 3, false);
+        alignas(kLongestVector) unsigned char memory[kPreparedStripBytes];
+        ColumnStrip strip(4096 + fraction, 0, columns, 3, false, memory);
+        table.prepare(strip);
         table.filterColumns(strip, row.data(), made.data());
         FilterColumns(strip, row.data(), expected.data());
-        const size_t count = 4 * (kColumnGroup + 1);
+        const size_t count = 4 * columns;
         EXPECT_TRUE(std::equal(made.begin(), made.begin() + count, expected.begin())) << fraction;
 
         FilteredRows rows = {{}, 64 * i + 29, false};
@@ -233,11 +236,11 @@ TEST_P(ToolboxScalerTest, ConvolvesSumsNextToWholeNumbers)
         for (size_t k = 0; k < 3; ++k) {
             const std::array taps = takeTaps(rows.fraction, kFilteredBias - 64, 384, 12, false);
             for (size_t t = 0; t < 4; ++t)
-                words[t][4 * (i % (kColumnGroup + 1)) + k] = static_cast<int16_t>(taps[t]);
+                words[t][4 * (i % columns) + k] = static_cast<int16_t>(taps[t]);
         }
         Bytes pixels(count), expectedPixels(count);
-        table.filterRows(rows, pixels.data(), kColumnGroup + 1);
-        FilterRows(rows, expectedPixels.data(), kColumnGroup + 1);
+        table.filterRows(rows, pixels.data(), columns);
+        FilterRows(rows, expectedPixels.data(), columns);
         for (size_t k = 3; k < count; k += 4) // a filtered byte 3 is a byte
             pixels[k] = expectedPixels[k];
         EXPECT_EQ(pixels, expectedPixels) << fraction;

@@ -6,6 +6,8 @@
 #ifndef ENCMGR_SCALE_ROWS_H
 #define ENCMGR_SCALE_ROWS_H
 
+#include "Common/InstructionSet.h"
+
 #include <cstddef>
 #include <cstdint>
 
@@ -33,10 +35,9 @@ struct RowPair {
 // ---- columns ----
 
 constexpr int kStripBytes = 2048; // of pixels
-constexpr int kRowUnit = 64; // no vector is longer
+constexpr int kRowUnit = kLongestVector;
 
 // Memory for what a set prepares from columns. It is the caller's and opaque to it.
-constexpr int kPreparedAlignment = 64;
 constexpr int kPreparedColumnBytes = 25 * 1024;
 
 // The columns of a strip.
@@ -47,7 +48,7 @@ struct Columns {
     ptrdiff_t ahead;  // from a source row to the one that will be needed after it; as in Ahead
     int32_t index[kStripBytes];
     uint16_t fraction[kStripBytes]; // weight of the next pixel; where it is 0 that pixel isn't read
-    unsigned char* prepared;        // kPreparedColumnBytes, aligned; filled by the table's prepare
+    unsigned char* prepared;        // kPreparedColumnBytes, aligned to kLongestVector; filled by the table's prepare
 };
 
 // From rows that a function works on to those that will follow, in bytes: they are on their way to the cache meanwhile.

@@ -78,7 +78,7 @@ private:
     const bool m_fused; // neighbouring target rows have no source row in common
     bool m_copied;      // columns are those of the source, one by one
     Columns m_columns;
-    alignas(kPreparedAlignment) unsigned char m_prepared[kPreparedColumnBytes];
+    alignas(kLongestVector) unsigned char m_prepared[kPreparedColumnBytes];
     Strip m_strips[2];
     int m_recent = 0;                           // of the strips, which was used last
     const unsigned char* m_pickedRow = nullptr; // that Write picked last, and where to

@@ -36,10 +36,10 @@ struct ShuffleTable {
     Block blocks[kStripBytes / 16];
     int16_t runs[kStripBytes / 16]; // of blocks from each one on that are alike, and if straight, without a gap
     int32_t offsets[kMostLoads][kStripBytes / 8];
-    alignas(kPreparedAlignment) unsigned char masks[kMostLoads][kStripBytes * 2];
-    alignas(kPreparedAlignment) int16_t weights[kStripBytes]; // of the bytes that are mixed in
+    alignas(kLongestVector) unsigned char masks[kMostLoads][kStripBytes * 2];
+    alignas(kLongestVector) int16_t weights[kStripBytes]; // of the bytes that are mixed in
 };
-static_assert(sizeof(ShuffleTable) <= kPreparedColumnBytes && alignof(ShuffleTable) <= kPreparedAlignment);
+static_assert(sizeof(ShuffleTable) <= kPreparedColumnBytes && alignof(ShuffleTable) <= kLongestVector);
 
 // What Prepare left in the columns' memory.
 inline const ShuffleTable& ShufflesOf(const Columns& columns)
