@@ -56,16 +56,13 @@ template <class S> struct FilterColumnsVector {
 
     // ---- what is prepared ----
 
-    // The digits of the weights of two taps, for each byte of a pixel.
-    static void WriteDigits(const int64_t (&weights)[4], int digit, int pair, int8_t (&out)[8])
+    // The digits of the weights of two taps, for each byte of a pixel. Byte 3 has none of the first tap, and its own of
+    // the second.
+    static void WriteDigits(int64_t first, int64_t second, int64_t fourth, int8_t (&out)[8])
     {
-        const int shift = 30 - 6 * digit;
-        for (int i = 0; i < 8; ++i) {
-            const int64_t weight = weights[2 * pair + i % 2] >> shift;
-            out[i] = static_cast<int8_t>(digit == 0 ? weight : weight & 63);
-        }
-        out[6] = 0;
-        out[7] = digit == 0 && pair == 0 ? 64 : 0;
+        const uint64_t pair = (static_cast<uint64_t>(first) & 0xFF) | (static_cast<uint64_t>(second) & 0xFF) << 8;
+        const uint64_t bytes = pair * 0x0000000100010001 | static_cast<uint64_t>(fourth) << 56;
+        __builtin_memcpy(out, &bytes, sizeof(out));
     }
 
     static void Prepare(ColumnStrip& strip)
@@ -75,12 +72,16 @@ template <class S> struct FilterColumnsVector {
         for (int c = 0; c < padded; ++c) {
             const int column = c < strip.count ? c : strip.count - 1;
             strip.offsets[c] = strip.offsets[column];
-            int64_t weights[4];
+            int64_t w[4];
             for (int i = 0; i < 4; ++i)
-                weights[i] = WeightInSteps(strip.weights[column][i]);
-            for (int digit = 0; digit < kDigits; ++digit)
-                for (int pair = 0; pair < 2; ++pair)
-                    WriteDigits(weights, digit, pair, prepared.digits[c / kColumnGroup][digit][pair][c % kColumnGroup]);
+                w[i] = WeightInSteps(strip.weights[column][i]);
+            for (int digit = 0; digit < kDigits; ++digit) {
+                auto& out = prepared.digits[c / kColumnGroup][digit];
+                const int shift = 30 - 6 * digit;
+                const int64_t mask = digit == 0 ? -1 : 63;
+                WriteDigits(w[0] >> shift & mask, w[1] >> shift & mask, digit == 0 ? 64 : 0, out[0][c % kColumnGroup]);
+                WriteDigits(w[2] >> shift & mask, w[3] >> shift & mask, 0, out[1][c % kColumnGroup]);
+            }
         }
         int first = 0, end = padded;
         while (first < padded && strip.offsets[first] < 0)
@@ -192,10 +193,11 @@ template <class S> struct FilterColumnsVector {
             FilterGroupExactly<smooth>(row, offsets, digits, out);
     }
 
-    // A group at an end of a source row, where taps are clamped: they are brought together first.
+    // A group at an end of a source row, where taps are clamped: they are brought together first. There are few, so it
+    // is not inlined.
     template <bool smooth>
-    static void FilterEdge(const ColumnStrip& strip, const Digits& digits, int group, const unsigned char* row,
-                           int16_t* out)
+    [[gnu::noinline]] static void FilterEdge(const ColumnStrip& strip, const Digits& digits, int group,
+                                             const unsigned char* row, int16_t* out)
     {
         static constexpr int32_t together[kColumnGroup] = {0, 16, 32, 48, 64, 80, 96, 112};
         const int32_t last = strip.lastColumn * kBytesPerPixel;
