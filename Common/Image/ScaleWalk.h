@@ -86,7 +86,7 @@ template <class RowsOf, class WriteRow>
 void WalkStrips(const ColumnLine& line, uint32_t stepY, const Ahead& pitches, int columns, int rows, RowsOf rowsOf,
                 WriteRow writeRow)
 {
-    for (int first = 0; first < columns; first += StripSampler::ColumnsOf(line)) {
+    for (int first = 0; first < columns; first += line.ColumnsOfStrip()) {
         StripSampler strip(line, stepY, pitches, first, columns);
         for (int r = 0; r < rows; ++r)
             writeRow(strip, r, rowsOf(r));
