@@ -12,16 +12,15 @@ public:
     template <class Sample> const unsigned char* Sampled(const unsigned char* row, bool picked, Sample sample)
     {
         for (int i = 0; i < 2; ++i)
-            if (m_rows[i].row == row && m_rows[i].picked == picked) {
+            if (m_rows[i] == row && m_picked[i] == picked) {
                 m_recent = i;
-                return m_rows[i].bytes;
+                return m_bytes[i];
             }
         m_recent = 1 - m_recent;
-        Sampling& sampling = m_rows[m_recent];
-        sampling.row = row;
-        sampling.picked = picked;
-        sample(sampling.bytes);
-        return sampling.bytes;
+        m_rows[m_recent] = row;
+        m_picked[m_recent] = picked;
+        sample(m_bytes[m_recent]);
+        return m_bytes[m_recent];
     }
 
     // Where a row was picked to, if that was what the strip wrote last; else null.
@@ -33,16 +32,12 @@ public:
     }
 
 private:
-    struct Sampling {
-        const unsigned char* row = nullptr;
-        bool picked;
-        alignas(kLongestVector) unsigned char bytes[kStripBytes];
-    };
-
-    Sampling m_rows[2];
+    const unsigned char* m_rows[2] = {};
+    bool m_picked[2] = {};
     int m_recent = 0;
     const unsigned char* m_writtenRow = nullptr;
     const unsigned char* m_writtenTo = nullptr;
+    alignas(kLongestVector) unsigned char m_bytes[2][kStripBytes];
 };
 
 #endif // ENCMGR_ROW_CACHE_H

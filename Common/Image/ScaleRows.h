@@ -38,7 +38,7 @@ constexpr int kStripBytes = 2048; // of pixels
 constexpr int kRowUnit = kLongestVector;
 
 // Memory for what a set prepares from columns. It is the caller's and opaque to it.
-constexpr int kPreparedColumnBytes = 25 * 1024;
+constexpr int kPreparedColumnBytes = 12 * kStripBytes + 320;
 
 // The columns of a strip.
 struct Columns {

@@ -34,7 +34,7 @@ struct ShuffleTable {
 
     Form form;
     Block blocks[kStripBytes / 16];
-    int16_t runs[kStripBytes / 16]; // of blocks from each one on that are alike, and if straight, without a gap
+    unsigned char runs[kStripBytes / 16]; // of blocks from each one on that are alike, and if straight, without a gap
     int32_t offsets[kMostLoads][kStripBytes / 8];
     alignas(kLongestVector) unsigned char masks[kMostLoads][kStripBytes * 2];
     alignas(kLongestVector) int16_t weights[kStripBytes]; // of the bytes that are mixed in
@@ -194,7 +194,7 @@ template <class S> struct ColumnShufflesVector {
             const bool goesOn =
                 b + 1 < blocks && table.blocks[b] == table.blocks[b + 1] &&
                 (table.blocks[b] != ShuffleTable::Straight || offset[groups] == offset[0] + 2 * S::kBytes);
-            table.runs[b] = static_cast<int16_t>(goesOn ? table.runs[b + 1] + 1 : 1);
+            table.runs[b] = static_cast<unsigned char>(goesOn ? table.runs[b + 1] + 1 : 1);
         }
     }
 
