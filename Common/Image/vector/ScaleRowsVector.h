@@ -244,6 +244,7 @@ template <class S> struct ScaleRowsVector {
     {
         const Vec fraction = RowWeights<pixels>(rows.fraction);
         int i = 0;
+#pragma GCC unroll 2
         for (; i <= bytes - S::kBytes; i += S::kBytes) {
             if (pixels) // rows of bytes need no more than the processor predicts
                 PrefetchLine(dst + i, ahead);

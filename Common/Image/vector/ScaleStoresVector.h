@@ -54,6 +54,8 @@ template <class S> struct ScaleStoresVector {
 
     // ---- masks ----
 
+    // Two vectors a turn: a turn of one is so short that it would be faster or slower by where its code happens to lie.
+
     // Pixels with another byte 3, wiped where the mask is 0.
     static Vec CutByMask(Vec mask, Vec pixels, Vec opacity)
     {
@@ -64,6 +66,7 @@ template <class S> struct ScaleStoresVector {
     static void MaskReplace(const unsigned char* mask, unsigned char* dst, int count, Ahead ahead)
     {
         int c = 0;
+#pragma GCC unroll 2
         for (; c <= count - kPixels; c += kPixels, mask += kPixels, dst += S::kBytes) {
             PrefetchLine(dst, ahead.target);
             const Vec m = S::LoadWidened8To32(mask);
@@ -75,6 +78,7 @@ template <class S> struct ScaleStoresVector {
     static void MaskMultiply(const unsigned char* mask, unsigned char* dst, int count, Ahead ahead)
     {
         int c = 0;
+#pragma GCC unroll 2
         for (; c <= count - kPixels; c += kPixels, mask += kPixels, dst += S::kBytes) {
             PrefetchLine(dst, ahead.target);
             const Vec m = S::LoadWidened8To32(mask);
@@ -86,7 +90,10 @@ template <class S> struct ScaleStoresVector {
 
     // ---- means ----
 
-    static Vec SumsOfPairs(Vec pairs) { return S::MulAddPairs8(pairs, S::Broadcast8(1)); }
+    static Vec SumsOfPairs(Vec pairs)
+    {
+        return S::MulAddPairs8(pairs, S::Broadcast8(1));
+    }
 
     // Means of the bytes of two rows and those after them.
     static Vec MeanOf(Vec upper, Vec upperNext, Vec lower, Vec lowerNext)
