@@ -4,6 +4,7 @@
 #define ENCMGR_SCALE_WALK_H
 
 #include "Common/Image/ImageParam.h"
+#include "Common/Image/ImageResize.h"
 #include "Common/Image/PlaneRows.h"
 #include "Common/Image/StripSampler.h"
 
@@ -11,7 +12,6 @@
 #include <cstdint>
 #include <cstring>
 
-constexpr int kBlackLuma = 16;
 constexpr int kSideLimit = 1 << 19; // positions are 31 bits with 12 of fraction
 
 inline bool CanScale(const IMG_PARAM& src, const IMG_PARAM& dst, int leastTargetSide = 2)
