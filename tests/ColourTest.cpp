@@ -29,7 +29,7 @@ constexpr int sampleStep = 1;
 using Bytes = std::vector<unsigned char>;
 using Triple = std::array<int, 3>;
 
-// Sums of products with an offset, over 2^bits and rounded down, each held to a range.
+// Sums of products with an offset, over 2^bits and rounded down, each clamped to a range.
 struct Matrix {
     int bits;
     int row[3][6];
@@ -335,7 +335,7 @@ TEST(Colour, KnownColours)
         EXPECT_EQ((i < 45 ? fromBgr : fromYuv) * Triple({n[0], n[1], n[2]}), Triple({n[3], n[4], n[5]}));
         EXPECT_EQ((i < 45 ? fromBgrRounded : fromYuvRounded) * Triple({n[0], n[1], n[2]}), Triple({n[6], n[7], n[8]}));
     }
-    Triple t; // arguments beyond a byte are held to the ranges too
+    Triple t; // arguments beyond a byte are clamped to the ranges too
     PixelRGB_2_YUV(INT_MAX, INT_MIN, INT_MAX, t[0], t[1], t[2]);
     EXPECT_EQ(t, Triple({16, 240, 240}));
     PixelRGB_2_YUV(INT_MIN, INT_MAX, INT_MIN, t[0], t[1], t[2]);
@@ -434,10 +434,10 @@ TEST(Colour, TracesAPictureToTheSink)
     std::memcpy(block.data(), &given, 40);
     unsigned char* const planes = &block[40]; // V begins at 15, U at 21
     Yuv420_2_rgb24(&wanted, expected.data(), planes, planes + 21, planes + 15, 5, 3, 3);
-    for (const bool behind : {true, false}) {
+    for (const bool after : {true, false}) {
         trace = {};
         KXTraceSetSink(sink, &trace);
-        xTraceImage(behind ? reinterpret_cast<tagBITMAPINFO*>(block.data()) : &given, behind ? nullptr : planes);
+        xTraceImage(after ? reinterpret_cast<tagBITMAPINFO*>(block.data()) : &given, after ? nullptr : planes);
         EXPECT_EQ(std::memcmp(&trace.first, &wanted, sizeof(wanted)), 0);
         EXPECT_EQ(trace.second, expected);
     }

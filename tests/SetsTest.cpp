@@ -18,7 +18,7 @@ class SetsTest : public AtEachSet
 protected:
     int Random(int low, int high) { return std::uniform_int_distribution(low, high)(m_random); }
 
-    // A block of its own, so that no byte behind it can be touched unseen.
+    // A block of its own, so that no byte after it can be touched unseen.
     std::unique_ptr<unsigned char[]> Block(size_t size)
     {
         std::unique_ptr<unsigned char[]> block(new unsigned char[size]);

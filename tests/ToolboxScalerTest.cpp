@@ -174,7 +174,7 @@ TEST_P(ToolboxScalerTest, HoldsAtTheBordersOfStepsAndSizes)
 // Worked out by hand: a hard edge, in rows that are alike.
 TEST_P(ToolboxScalerTest, ConvolvesTheKnownRows)
 {
-    const Bytes edge = {0, 0, 255, 255}, overshot = {0, 0, 128, 255, 255}; // -34 and 291 before they are held
+    const Bytes edge = {0, 0, 255, 255}, overshot = {0, 0, 128, 255, 255}; // -34 and 291 before they are clamped
     for (const Bytes& expected : {edge, overshot, {42, 48, 42, 127, 170, 207, 255}}) {
         Image src(0, 4, 0, 0, 4, 3), dst(guards, 4, 0, 0, static_cast<int>(expected.size()), 3);
         for (size_t i = 0; i < src.bits.size(); ++i)

@@ -3,12 +3,9 @@
 #include "Common/Image/ScaleRows.h"
 
 #include <algorithm>
-#include <cfloat>
 
 namespace
 {
-
-static_assert(FLT_EVAL_METHOD == 0); // doubles keep to their 53 bits, or sums next to a whole number end elsewhere
 
 // The point of four taps between the inner two: weighted, with a half added before the fraction is dropped toward zero.
 // Smoothing first averages each inner tap with its point on the line between the outer ones.

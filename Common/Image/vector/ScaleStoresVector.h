@@ -8,17 +8,26 @@
 namespace
 {
 
+// 2^23 / 255, rounded up: too large by so little that no quotient of a word reaches the next whole number.
+constexpr uint32_t kOver255 = 0x8081;
+
+constexpr bool DividesBy255()
+{
+    for (uint32_t a = 0; a <= 0xFFFF; ++a)
+        if (a * kOver255 >> 16 >> 7 != a / 255)
+            return false;
+    return true;
+}
+static_assert(DividesBy255());
+
 template <class S> struct ScaleStoresVector {
     using Vec = typename S::Vec;
     static constexpr int kPixels = S::kBytes / 4; // of a vector
 
     // ---- overlays ----
 
-    // Each word over 255, for all words: 0x8081 is 2^23 / 255 rounded up, and too large by so little that no quotient
-    // of a word reaches the next whole number.
+    // Each word over 255.
     static Vec Over255(Vec a) { return S::ShiftRight16U(S::MulHigh16U(a, S::Broadcast16(kOver255)), 7); }
-
-    static constexpr int kOver255 = 0x8081;
 
     // (a * over + (255 - a) * under) / 255 of the pixels in one half of the vectors; no sum leaves a word, so that
     // parts may wrap.
