@@ -38,10 +38,10 @@ inline const PreparedStrip& PreparedOf(const ColumnStrip& strip)
 
 // ---- proofs ----
 
-// Four taps of a byte times a digit of 6 bits, and the carry, are an unsigned word; the two of one multiplication are a
-// signed one.
+// Four taps of a byte times a digit of 6 bits, with the carry, which is the 64th part of such a sum, are an unsigned
+// word; the two products of one multiplication are a signed one.
 constexpr int kDigitSum = 4 * 255 * 63;
-static_assert(kDigitSum / 2 <= INT16_MAX && kDigitSum + (kDigitSum + kDigitSum / 63) / 63 <= UINT16_MAX);
+static_assert(kDigitSum / 2 <= INT16_MAX && kDigitSum + kDigitSum / 63 <= UINT16_MAX);
 
 // What four digits leave away of a sum, in steps of 2^-24: the last two digits, which are less than a step of the
 // fourth, and the low bits of the two that are carried.
