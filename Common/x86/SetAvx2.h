@@ -58,13 +58,11 @@ struct Avx2 {
     static Vec Sub16(Vec a, Vec b) { return _mm256_sub_epi16(a, b); }
     static Vec AddSaturated16(Vec a, Vec b) { return _mm256_adds_epi16(a, b); }
     static Vec SubSaturated16U(Vec a, Vec b) { return _mm256_subs_epu16(a, b); }
-    static Vec Max16(Vec a, Vec b) { return _mm256_max_epi16(a, b); }
     static Vec Max16U(Vec a, Vec b) { return _mm256_max_epu16(a, b); }
     static Vec Mul16(Vec a, Vec b) { return _mm256_mullo_epi16(a, b); }
     static Vec MulHigh16(Vec a, Vec b) { return _mm256_mulhi_epi16(a, b); }
     static Vec MulHigh16U(Vec a, Vec b) { return _mm256_mulhi_epu16(a, b); }
     static Vec Add32(Vec a, Vec b) { return _mm256_add_epi32(a, b); }
-    static Vec Sub32(Vec a, Vec b) { return _mm256_sub_epi32(a, b); }
     static Vec MulAddPairs8(Vec a, Vec b) { return _mm256_maddubs_epi16(a, b); }
     static Vec MulAddPairs16(Vec a, Vec b) { return _mm256_madd_epi16(a, b); }
 
@@ -77,7 +75,6 @@ struct Avx2 {
 
     static Vec Equal16(Vec a, Vec b) { return _mm256_cmpeq_epi16(a, b); }
     static Vec Equal32(Vec a, Vec b) { return _mm256_cmpeq_epi32(a, b); }
-    static Vec Greater16(Vec a, Vec b) { return _mm256_cmpgt_epi16(a, b); }
 
     // ---- within lanes ----
     static Vec Shuffle8(Vec a, Vec places) { return _mm256_shuffle_epi8(a, places); }
@@ -114,7 +111,7 @@ struct Avx2 {
     {
         return _mm256_permutevar8x32_epi32(a, _mm256_setr_epi32(0, 4, 2, 6, 1, 5, 3, 7));
     }
-    // With the lanes a0 | a1 and n0 | n1, the middle is a1 | n0: each lane's successor.
+    // a0 | a1 and n0 | n1  to  a1 | n0, each lane's successor, of which each lane takes a byte at its end
     static Vec SkipByte(Vec a, Vec after)
     {
         return _mm256_alignr_epi8(_mm256_permute2x128_si256(a, after, 0x21), a, 1);

@@ -70,13 +70,11 @@ struct Sse41 {
     static Vec Sub16(Vec a, Vec b) { return _mm_sub_epi16(a, b); }
     static Vec AddSaturated16(Vec a, Vec b) { return _mm_adds_epi16(a, b); }
     static Vec SubSaturated16U(Vec a, Vec b) { return _mm_subs_epu16(a, b); }
-    static Vec Max16(Vec a, Vec b) { return _mm_max_epi16(a, b); }
     static Vec Max16U(Vec a, Vec b) { return _mm_max_epu16(a, b); }
     static Vec Mul16(Vec a, Vec b) { return _mm_mullo_epi16(a, b); }     // low half of the product
     static Vec MulHigh16(Vec a, Vec b) { return _mm_mulhi_epi16(a, b); } // high half
     static Vec MulHigh16U(Vec a, Vec b) { return _mm_mulhi_epu16(a, b); }
     static Vec Add32(Vec a, Vec b) { return _mm_add_epi32(a, b); }
-    static Vec Sub32(Vec a, Vec b) { return _mm_sub_epi32(a, b); }
     // Sums of the products of two neighbours: unsigned bytes of a with signed ones of b to saturated words, and words
     // to double words.
     static Vec MulAddPairs8(Vec a, Vec b) { return _mm_maddubs_epi16(a, b); }
@@ -91,7 +89,6 @@ struct Sse41 {
 
     static Vec Equal16(Vec a, Vec b) { return _mm_cmpeq_epi16(a, b); }
     static Vec Equal32(Vec a, Vec b) { return _mm_cmpeq_epi32(a, b); }
-    static Vec Greater16(Vec a, Vec b) { return _mm_cmpgt_epi16(a, b); }
 
     // ---- within lanes ----
     // Byte i becomes byte places[i], or 0 where that is negative. Places are below 16.
@@ -146,7 +143,7 @@ struct Sse41 {
         Store(p + 32, c);
     }
 
-    // ---- doubles: 2 or 4, wider sets may use a part of their vectors ----
+    // ---- doubles: 2, or 4 with LookUpTwo32 as AVX2 has it; wider sets may use a part of their vectors ----
     using Doubles = __m128d;
     static constexpr int kDoubles = 2;
     static Doubles LoadDoubles(const double* p) { return _mm_loadu_pd(p); }
@@ -165,6 +162,9 @@ struct Sse41 {
     static Doubles LoadTwice(const double* p) { return _mm_loaddup_pd(p); }
 
     // ---- what only sets of one lane define ----
+    static Vec Max16(Vec a, Vec b) { return _mm_max_epi16(a, b); }
+    static Vec Sub32(Vec a, Vec b) { return _mm_sub_epi32(a, b); }
+    static Vec Greater16(Vec a, Vec b) { return _mm_cmpgt_epi16(a, b); }
     // Bit i is the highest one of byte i.
     static int SignBits8(Vec a) { return _mm_movemask_epi8(a); }
     // 4 bytes from each address, or 8. With two addresses the high half is 0.
