@@ -6,6 +6,9 @@ enum class InstructionSet : int { Plain, Sse41, Avx2 };
 
 constexpr int kInstructionSets = 3;
 
+// Bytes; no set has longer ones. Memory that vectors fill from its beginning is aligned to it.
+constexpr int kLongestVector = 64;
+
 // The best set that this build holds and this processor has.
 InstructionSet BestInstructionSet();
 

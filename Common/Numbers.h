@@ -2,9 +2,14 @@
 #ifndef ENCMGR_NUMBERS_H
 #define ENCMGR_NUMBERS_H
 
+#include <cfloat>
 #include <cstdint>
 #include <limits>
 #include <optional>
+
+// Doubles decide how many pictures and samples come out: no operation may keep more bits than a double has, as those of
+// the x87 do, which a plain -m32 uses.
+static_assert(FLT_EVAL_METHOD == 0);
 
 constexpr double kTimeUnitsPerSecond = 10000000.0; // times count 100 ns
 

@@ -12,7 +12,6 @@ namespace
 {
 
 constexpr KXDWORD kCopyFormat = KX_FOURCC('C', 'O', 'P', 'Y'); // pictures pass untouched
-constexpr int kBlackLuma = 16;
 constexpr int kNeutralChroma = 128;
 
 // What a scaler has written of a plane, in samples; nothing if it refused.
@@ -21,29 +20,50 @@ struct Written {
     int64_t y;
     int64_t cx;
     int64_t cy;
+};
 
-    static Written Luma(const IMG_PARAM& dst, int done) { return {dst.x, dst.y, dst.cx, done ? dst.cy : 0}; }
-    static Written Chroma(const IMG_PARAM& dst, int done)
+// A plane on its way through the scaler. The two chroma planes share their records.
+struct Plane {
+    IMG_PARAM& src;
+    IMG_PARAM& dst;
+    unsigned char* source;
+    int sourcePitch;
+    unsigned char* target;
+    int64_t width; // of the target
+    int64_t height;
+    bool isChroma;
+
+    Written Scale(IMAGE_INTERPOLATION method) const
     {
-        return {dst.x / 2, dst.y / 2, ChromaSize(dst.cx), done ? ChromaSize(dst.cy) : 0};
+        src.pBits = source;
+        src.nPitch = sourcePitch;
+        dst.pBits = target;
+        if (isChroma) {
+            const int done = ImageResizeUV(src, dst, method);
+            return {dst.x / 2, dst.y / 2, ChromaSize(dst.cx), done ? ChromaSize(dst.cy) : 0};
+        }
+        const int done = ImageResizeY(src, dst, method);
+        return {dst.x, dst.y, dst.cx, done ? dst.cy : 0};
     }
 };
 
-// Fills all else of a plane whose rows follow each other without a gap.
-void FillAround(const Written& written, unsigned char* plane, int64_t width, int64_t height, int value)
+// Fills all else of the plane, whose rows follow each other without a gap.
+void FillAround(const Written& written, const Plane& plane)
 {
-    if (width <= 0 || height <= 0)
+    const int64_t width = plane.width;
+    if (width <= 0 || plane.height <= 0)
         return;
     int64_t from = 0;
     const auto fillTo = [&](int64_t to) {
         if (to > from)
-            std::memset(plane + from, value, static_cast<size_t>(to - from));
+            std::memset(plane.target + from, plane.isChroma ? kNeutralChroma : kBlackLuma,
+                        static_cast<size_t>(to - from));
     };
     for (int64_t row = written.y; row < written.y + written.cy; ++row) {
         fillTo(row * width + written.x);
         from = row * width + written.x + written.cx;
     }
-    fillTo(width * height);
+    fillTo(width * plane.height);
 }
 
 } // namespace
@@ -87,23 +107,14 @@ const MEDIA_FRAME* MediaFile::GetResizeFrame(const MEDIA_FRAME* pFrame)
     unsigned char* const pV = pY + layout.ySize;
     unsigned char* const pU = pV + layout.cSize;
 
-    m_SrcY.pBits = pFrame->video.pY;
-    m_SrcY.nPitch = pFrame->video.nPitchY;
-    m_DstY.pBits = pY;
-    int nDone = ImageResizeY(m_SrcY, m_DstY, method);
-    FillAround(Written::Luma(m_DstY, nDone), pY, video.nWidth, video.nHeight, kBlackLuma);
-
-    m_SrcUV.pBits = pFrame->video.pV;
-    m_SrcUV.nPitch = pFrame->video.nPitchV;
-    m_DstUV.pBits = pV;
-    nDone = ImageResizeUV(m_SrcUV, m_DstUV, method);
-    FillAround(Written::Chroma(m_DstUV, nDone), pV, nChromaWidth, nChromaHeight, kNeutralChroma);
-
-    m_SrcUV.pBits = pFrame->video.pU;
-    m_SrcUV.nPitch = pFrame->video.nPitchU;
-    m_DstUV.pBits = pU;
-    nDone = ImageResizeUV(m_SrcUV, m_DstUV, method);
-    FillAround(Written::Chroma(m_DstUV, nDone), pU, nChromaWidth, nChromaHeight, kNeutralChroma);
+    const auto& source = pFrame->video;
+    const Plane planes[] = {
+        {m_SrcY, m_DstY, source.pY, source.nPitchY, pY, video.nWidth, video.nHeight, false},
+        {m_SrcUV, m_DstUV, source.pV, source.nPitchV, pV, nChromaWidth, nChromaHeight, true},
+        {m_SrcUV, m_DstUV, source.pU, source.nPitchU, pU, nChromaWidth, nChromaHeight, true},
+    };
+    for (const Plane& plane : planes)
+        FillAround(plane.Scale(method), plane);
 
     m_OutFrame = *pFrame;
     m_OutFrame.video.nWidth = video.nWidth;

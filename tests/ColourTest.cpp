@@ -14,7 +14,6 @@
 #include <functional>
 #include <gtest/gtest.h>
 #include <numeric>
-#include <random>
 #include <vector>
 
 namespace
@@ -29,7 +28,7 @@ constexpr int sampleStep = 1;
 using Bytes = std::vector<unsigned char>;
 using Triple = std::array<int, 3>;
 
-// Sums of products with an offset, over 2^bits and rounded down, each held to a range.
+// Sums of products with an offset, over 2^bits and rounded down, each clamped to a range.
 struct Matrix {
     int bits;
     int row[3][6];
@@ -108,8 +107,6 @@ tagBITMAPINFOHEADER Header(const Converter& c, int width, int height)
 class ColourTest : public AtEachSet
 {
 protected:
-    int Random(int low, int high) { return std::uniform_int_distribution(low, high)(m_random); }
-
     // Planes for one trial. A source ends with the last row's last byte; a target has guards around.
     Plane& Source(int bytes, int rows) { return Add(0, bytes, rows, Random(0, 5), Random(0, 1)); }
     Plane& Target(int bytes, int rows) { return Add(61, bytes, rows, Random(0, 5), Random(0, 1)); }
@@ -137,14 +134,11 @@ protected:
     void Compare(const std::string& what, int width)
     {
         for (size_t i = 0; i < m_planes.size(); ++i)
-            ASSERT_TRUE(m_planes[i].bits == m_planes[i].other) << what << ", plane " << i << ", width " << width;
+            ASSERT_EQ(m_planes[i].bits, m_planes[i].other) << what << ", plane " << i << ", width " << width;
         m_planes.clear();
     }
 
     std::deque<Plane> m_planes;
-    const int m_seed = GTEST_FLAG_GET(random_seed) ? GTEST_FLAG_GET(random_seed) : std::random_device()() % 99999 + 1;
-    std::minstd_rand m_random{static_cast<unsigned>(m_seed)};
-    testing::ScopedTrace m_replay{__FILE__, __LINE__, "--gtest_random_seed=" + std::to_string(m_seed)};
 };
 
 TEST_P(ColourTest, PicturesEqualTheFormulaAtEverySize)
@@ -268,7 +262,6 @@ TEST_P(ColourTest, EveryColourEqualsTheFormula)
                                      Header(converters[0], 256, 1), Header(converters[1], 256, 1),
                                      Header(converters[0], 256, 2)};
     for (int i = 0; i < 65536; i += i % 256 < 255 ? sampleStep : 256 * sampleStep - 255) {
-        bool right = true;
         Bytes madePairs(1024);
         for (size_t k = 0; k < 512; ++k) {
             const Triple from = {static_cast<int>(k / 2), i / 256, i % 256}, yuv = fromBgr * from, bgr = fromYuv * from;
@@ -298,21 +291,27 @@ TEST_P(ColourTest, EveryColourEqualsTheFormula)
             Triple pixel, back;
             PixelRGB_2_YUV(from[2], from[1], from[0], pixel[0], pixel[1], pixel[2]);
             PixelYUV_2_RGB(from[0], from[1], from[2], back[2], back[1], back[0]);
-            right &= pixel == yuvRounded && back == bgrRounded;
+            ASSERT_EQ(pixel, yuvRounded) << i;
+            ASSERT_EQ(back, bgrRounded) << i;
         }
         Rgb24_2_yuv420(&planes24[0], &planes24[1536], &planes24[2048], 512, 256, 256, &headers[0], bgr24.data());
         Rgb32_2_yuv420(&planes32[0], &planes32[1536], &planes32[2048], 512, 256, 256, &headers[1], bgr32.data());
         Rgb24_2_yuv420Simple(&simple[0], &simple[1536], &simple[2048], 512, 256, 256, &headers[0], bgr24.data());
         Rgb24_2_YUY2(madePairs.data(), 1024, 0, 0, 512, 1, 1, bgr24.data(), 3, 1536, 0, 0);
-        right &= planes24 == planes && planes32 == planes && simple == rounded && madePairs == pairs;
+        ASSERT_EQ(planes24, planes) << i;
+        ASSERT_EQ(planes32, planes) << i;
+        ASSERT_EQ(simple, rounded) << i;
+        ASSERT_EQ(madePairs, pairs) << i;
         Yuv420_2_rgb24(&headers[2], made24.data(), y.data(), u.data(), v.data(), 256, 128, 128);
-        right &= made24 == to24;
+        ASSERT_EQ(made24, to24) << i;
         Yuv420_2_rgb32(&headers[3], made32.data(), y.data(), u.data(), v.data(), 256, 128, 128);
+        ASSERT_EQ(made32, to32) << i;
         Yuv420_2_Argb(&headers[3], argb.data(), y.data(), u.data(), v.data(), 256, 128, 128);
+        ASSERT_EQ(argb, to32) << i;
         Yuv420_2_rgb24Simple(&headers[4], madeRounded.data(), y.data(), u.data(), v.data(), 256, 128, 128);
+        ASSERT_EQ(madeRounded, toRounded) << i;
         YUY2_2_Rgb24(made24.data(), 1, 768, 0, 0, 256, 1, packed.data(), 512, 1, 0, 0);
-        right &= madeRounded == toRounded;
-        ASSERT_TRUE(right && made24 == to24 && made32 == to32 && argb == to32) << i;
+        ASSERT_EQ(made24, to24) << i;
     }
 }
 
@@ -321,21 +320,31 @@ TEST(Colour, EverySetHasFormsOfItsOwn)
     ExpectFormsOfTheirOwn(ColourRows);
 }
 
-// Worked out by hand: a colour, its image by the block kernels, its image rounded. The library equals these formulas.
+// Worked out by hand. The library equals these formulas.
 TEST(Colour, KnownColours)
 {
-    constexpr int ofBgr[] = {0,   0,   0,   16,  128, 128, 16,  128, 128, 255, 255, 255, 235, 128, 128,
-                             235, 128, 128, 0,   0,   255, 81,  90,  239, 81,  90,  240, 0,   255, 0,
-                             144, 53,  34,  144, 54,  34,  255, 0,   0,   40,  239, 109, 41,  240, 110};
-    constexpr int ofYuv[] = {16,  128, 128, 0,   0,   0,   0,   0,   0,   235, 128, 128, 254, 254, 254,
-                             255, 255, 255, 255, 128, 128, 255, 255, 255, 255, 255, 255, 128, 128, 128,
-                             130, 130, 130, 130, 130, 130, 81,  90,  240, 0,   0,   254, 0,   0,   254};
-    for (int i = 0; i < 90; i += 9) {
-        const int* const n = i < 45 ? ofBgr + i : ofYuv + i - 45;
-        EXPECT_EQ((i < 45 ? fromBgr : fromYuv) * Triple({n[0], n[1], n[2]}), Triple({n[3], n[4], n[5]}));
-        EXPECT_EQ((i < 45 ? fromBgrRounded : fromYuvRounded) * Triple({n[0], n[1], n[2]}), Triple({n[6], n[7], n[8]}));
+    struct Known {
+        Triple colour, byBlockKernels, rounded;
+    };
+    constexpr Known ofBgr[] = {{{0, 0, 0}, {16, 128, 128}, {16, 128, 128}},
+                               {{255, 255, 255}, {235, 128, 128}, {235, 128, 128}},
+                               {{0, 0, 255}, {81, 90, 239}, {81, 90, 240}},
+                               {{0, 255, 0}, {144, 53, 34}, {144, 54, 34}},
+                               {{255, 0, 0}, {40, 239, 109}, {41, 240, 110}}};
+    constexpr Known ofYuv[] = {{{16, 128, 128}, {0, 0, 0}, {0, 0, 0}},
+                               {{235, 128, 128}, {254, 254, 254}, {255, 255, 255}},
+                               {{255, 128, 128}, {255, 255, 255}, {255, 255, 255}},
+                               {{128, 128, 128}, {130, 130, 130}, {130, 130, 130}},
+                               {{81, 90, 240}, {0, 0, 254}, {0, 0, 254}}};
+    for (const Known& known : ofBgr) {
+        EXPECT_EQ(fromBgr * known.colour, known.byBlockKernels);
+        EXPECT_EQ(fromBgrRounded * known.colour, known.rounded);
     }
-    Triple t; // arguments beyond a byte are held to the ranges too
+    for (const Known& known : ofYuv) {
+        EXPECT_EQ(fromYuv * known.colour, known.byBlockKernels);
+        EXPECT_EQ(fromYuvRounded * known.colour, known.rounded);
+    }
+    Triple t; // arguments beyond a byte are clamped to the ranges too
     PixelRGB_2_YUV(INT_MAX, INT_MIN, INT_MAX, t[0], t[1], t[2]);
     EXPECT_EQ(t, Triple({16, 240, 240}));
     PixelRGB_2_YUV(INT_MIN, INT_MAX, INT_MIN, t[0], t[1], t[2]);
@@ -434,10 +443,10 @@ TEST(Colour, TracesAPictureToTheSink)
     std::memcpy(block.data(), &given, 40);
     unsigned char* const planes = &block[40]; // V begins at 15, U at 21
     Yuv420_2_rgb24(&wanted, expected.data(), planes, planes + 21, planes + 15, 5, 3, 3);
-    for (const bool behind : {true, false}) {
+    for (const bool after : {true, false}) {
         trace = {};
         KXTraceSetSink(sink, &trace);
-        xTraceImage(behind ? reinterpret_cast<tagBITMAPINFO*>(block.data()) : &given, behind ? nullptr : planes);
+        xTraceImage(after ? reinterpret_cast<tagBITMAPINFO*>(block.data()) : &given, after ? nullptr : planes);
         EXPECT_EQ(std::memcmp(&trace.first, &wanted, sizeof(wanted)), 0);
         EXPECT_EQ(trace.second, expected);
     }

@@ -6,8 +6,6 @@
 #include <algorithm>
 #include <climits>
 #include <gtest/gtest.h>
-#include <random>
-#include <tuple>
 #include <vector>
 
 namespace
@@ -77,23 +75,20 @@ protected:
 // From any balance that another job left, and from buffers too small for anything.
 TEST_P(ConverterTest, EqualsTheModelAtEveryBlockSize)
 {
-    const int seed = GTEST_FLAG_GET(random_seed) ? GTEST_FLAG_GET(random_seed) : std::random_device()() % 99999 + 1;
-    SCOPED_TRACE("--gtest_random_seed=" + std::to_string(seed));
-    std::minstd_rand random(static_cast<unsigned>(seed));
     const int rates[] = {8000, 11025, 22050, 44100, 48000, 96000, 384000};
     const int channels[][2] = {{1, 1}, {1, 2}, {2, 1}, {2, 2}, {6, 2}, {6, 1}, {2, 6}, {6, 6}};
     for (size_t i = 0; i < std::size(channels) * 49; ++i) {
         const Format f = {channels[i / 49][0], channels[i / 49][1], rates[i / 7 % 7], rates[i % 7]};
         const bool copied = f.in == f.out && f.rateIn == f.rateOut;
-        Model model = {f, static_cast<int>(random() % 101) / 10.0 - 5};
+        Model model = {f, static_cast<int>(m_random() % 101) / 10.0 - 5};
         CAudioConverter::Spare() = model.spare;
-        CAudioConverter converter(f.in, f.out, f.rateIn, f.rateOut, 1 + static_cast<int>(random() % 50));
-        for (const int size : {1, 64, 2, 3, 7, 500, 1, 1, 129, static_cast<int>(random() % 700) + 1}) {
-            const bool torn = random() % 8 == 0; // not whole sample blocks
+        CAudioConverter converter(f.in, f.out, f.rateIn, f.rateOut, 1 + static_cast<int>(m_random() % 50));
+        for (const int size : {1, 64, 2, 3, 7, 500, 1, 1, 129, static_cast<int>(m_random() % 700) + 1}) {
+            const bool torn = m_random() % 8 == 0; // not whole sample blocks
             Samples block(static_cast<size_t>(size * f.in + torn));
-            const unsigned style = random() % 4;
+            const unsigned style = m_random() % 4;
             for (short& value : block)
-                value = static_cast<short>(style ? random() >> 8 : random() % 2 ? SHRT_MAX : SHRT_MIN);
+                value = static_cast<short>(style ? m_random() >> 8 : m_random() % 2 ? SHRT_MAX : SHRT_MIN);
             ASSERT_EQ(Convert(converter, block), copied ? block : model.Convert(block))
                 << f.in << " to " << f.out << ", " << f.rateIn << " to " << f.rateOut << ", block of " << size;
             ASSERT_EQ(CAudioConverter::Spare(), model.spare);
@@ -103,7 +98,13 @@ TEST_P(ConverterTest, EqualsTheModelAtEveryBlockSize)
 
 TEST_P(ConverterTest, GivesTheKnownSamples)
 {
-    const std::tuple<Format, double, Samples, Samples, double> blocks[] = {
+    struct Known {
+        Format format;
+        double spare;
+        Samples block, expected;
+        double left; // of the balance
+    };
+    const Known blocks[] = {
         {{1, 1, 8000, 16000}, 0, {0, 1000, 2000, 3000}, {0, 0, 500, 1000, 1500, 2000, 2500, 3000}, 0},
         {{1, 1, 16000, 8000}, 0, {-32768, -32768}, {-32767}, 0},
         {{2, 1, 8000, 8000}, 0, {3, 4, -3, -4, -1, -1, -32768, -32768}, {3, -3, 0, -32768}, 0},
@@ -114,11 +115,11 @@ TEST_P(ConverterTest, GivesTheKnownSamples)
         {{2, 1, 8000, 8000}, -9, {8, 8, 4, 4}, {}, -7},
         {{2, 2, 8000, 8000}, 3, {1, 2, 3, 4}, {1, 2, 3, 4}, 3},
     };
-    for (const auto& [f, spare, block, expected, left] : blocks) {
-        CAudioConverter::Spare() = spare;
-        CAudioConverter converter(f.in, f.out, f.rateIn, f.rateOut, 0);
-        EXPECT_EQ(Convert(converter, block), expected);
-        EXPECT_EQ(CAudioConverter::Spare(), left);
+    for (const Known& k : blocks) {
+        CAudioConverter::Spare() = k.spare;
+        CAudioConverter converter(k.format.in, k.format.out, k.format.rateIn, k.format.rateOut, 0);
+        EXPECT_EQ(Convert(converter, k.block), k.expected);
+        EXPECT_EQ(CAudioConverter::Spare(), k.left);
     }
     const auto counts = [](const Format& f, const std::vector<int>& expected) {
         CAudioConverter::Spare() = 0;
@@ -202,13 +203,12 @@ TEST_P(ConverterTest, TellsTheLongestBlockThatFits)
 TEST_P(ConverterTest, EveryFormOfARowEqualsThePlainOne)
 {
     const ResampleTable& rows = ResampleRows();
-    std::minstd_rand random(7);
     for (int i = 0; i < 4000; ++i) {
-        const int n = 1 + i % 83, nOut = i % 5 ? static_cast<int>(random() % 200) : n, first = i % 9;
+        const int n = 1 + i % 83, nOut = i % 5 ? static_cast<int>(m_random() % 200) : n, first = i % 9;
         Samples work(static_cast<size_t>(kHistory + n + kLookahead)), pairs(static_cast<size_t>(2 * n));
         for (Samples* samples : {&work, &pairs})
             for (short& value : *samples)
-                value = static_cast<short>(i % 3 ? random() >> 8 : SHRT_MIN + random() % 2 * 65535);
+                value = static_cast<short>(i % 3 ? m_random() >> 8 : SHRT_MIN + m_random() % 2 * 65535);
         std::fill_n(work.end() - kLookahead, kLookahead, short{0});
         Samples made(static_cast<size_t>(nOut)), expected = made;
         ResampleBlock block = {work.data() + kHistory, n, made.data(), nOut};

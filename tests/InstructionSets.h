@@ -1,4 +1,4 @@
-// Tests that run once for each instruction set that this machine has.
+// Tests that run once for each instruction set that this machine has, with random numbers that can come again.
 #ifndef ENCMGR_TESTS_INSTRUCTION_SETS_H
 #define ENCMGR_TESTS_INSTRUCTION_SETS_H
 
@@ -7,6 +7,7 @@
 #include <array>
 #include <bit>
 #include <gtest/gtest.h>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,13 @@ class AtEachSet : public testing::TestWithParam<InstructionSet>
 protected:
     AtEachSet() { UseInstructionSet(GetParam()); }
     ~AtEachSet() override { UseInstructionSet(BestInstructionSet()); }
+
+    int Random(int low, int high) { return std::uniform_int_distribution(low, high)(m_random); }
+
+    // Another one in each run, unless the command line gives it; a failure tells it.
+    const int m_seed = GTEST_FLAG_GET(random_seed) ? GTEST_FLAG_GET(random_seed) : std::random_device()() % 99999 + 1;
+    std::minstd_rand m_random{static_cast<unsigned>(m_seed)};
+    testing::ScopedTrace m_replay{__FILE__, __LINE__, "--gtest_random_seed=" + std::to_string(m_seed)};
 };
 
 inline std::vector<InstructionSet> InstructionSets()

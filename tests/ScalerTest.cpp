@@ -8,8 +8,7 @@
 #include <cstring>
 #include <gtest/gtest.h>
 #include <memory>
-#include <random>
-#include <tuple>
+#include <numeric>
 #include <vector>
 
 namespace
@@ -19,33 +18,43 @@ using Bytes = std::vector<unsigned char>;
 
 enum Kind { nearest, table, bilinear, mean };
 
+enum Trait { bottomUp = 1, chroma = 2, margins = 4, forcedColumn = 8, forcedRow = 16, forced = 24 };
+
 struct Scaler {
     const char* name;
     int (*run)(const IMG_PARAM& src, IMG_PARAM& dst);
     Kind kind;
     int bytes; // per pixel
-    bool bottomUp, chroma, margins, forcedColumn, forcedRow;
+    int traits;
+
+    bool Is(Trait trait) const { return traits & trait; }
 };
 
 constexpr Scaler scalers[] = {
-    {"Near", DIB_ResizeNear, nearest, 4, true, false, false, true, true},
-    {"Near8", DIB_ResizeNear8, table, 1, false, false, false, true, true},
-    {"NearY", DIB_ResizeNearY, nearest, 1, false, false, true, false, false},
-    {"NearUV", DIB_ResizeNearUV, nearest, 1, false, true, false, false, true},
-    {"BiLiner", DIB_ResizeBiLiner, bilinear, 4, true, false, false, true, true},
-    {"BiLiner8", DIB_ResizeBiLiner8, bilinear, 1, true, false, false, true, true},
-    {"BiLinerY", DIB_ResizeBiLinerY, bilinear, 1, false, false, true, false, true},
-    {"BiLinerUV", DIB_ResizeBiLinerUV, bilinear, 1, false, true, false, false, true},
-    {"BiLinerY_Simulate", DIB_ResizeBiLinerY_Simulate, mean, 1, false, false, false, false, true},
+    {"Near", DIB_ResizeNear, nearest, 4, bottomUp | forced},
+    {"Near8", DIB_ResizeNear8, table, 1, forced},
+    {"NearY", DIB_ResizeNearY, nearest, 1, margins},
+    {"NearUV", DIB_ResizeNearUV, nearest, 1, chroma | forcedRow},
+    {"BiLiner", DIB_ResizeBiLiner, bilinear, 4, bottomUp | forced},
+    {"BiLiner8", DIB_ResizeBiLiner8, bilinear, 1, bottomUp | forced},
+    {"BiLinerY", DIB_ResizeBiLinerY, bilinear, 1, margins | forcedRow},
+    {"BiLinerUV", DIB_ResizeBiLinerUV, bilinear, 1, chroma | forcedRow},
+    {"BiLinerY_Simulate", DIB_ResizeBiLinerY_Simulate, mean, 1, forcedRow},
 };
 constexpr int mostColumns = (1 << 19) - 1;
+
+#ifdef __SANITIZE_ADDRESS__
+constexpr uint32_t weightStep = 89; // divides 4094, so that both ends are among the weights
+#else
+constexpr uint32_t weightStep = 1;
+#endif
 
 // The byte at a place of the image, which for chroma is told in luma pixels.
 unsigned char& ByteAt(const Scaler& s, const IMG_PARAM& image, int64_t column, int64_t row, int k)
 {
-    if (s.chroma)
+    if (s.Is(chroma))
         column /= 2, row /= 2;
-    const int64_t memoryRow = s.bottomUp ? image.nHeight - 1 - row : row;
+    const int64_t memoryRow = s.Is(bottomUp) ? image.nHeight - 1 - row : row;
     return image.pBits[memoryRow * image.nPitch + column * s.bytes + k];
 }
 
@@ -56,8 +65,8 @@ int64_t Value(const Scaler& s, const IMG_PARAM& src, const IMG_PARAM& dst, int64
     const auto sample = [&](int64_t column, int64_t row, int64_t weight = 1) -> int64_t {
         return weight ? weight * ByteAt(s, src, src.x + column, src.y + row, k) : 0;
     };
-    const bool lastColumn = s.forcedColumn && c == dst.cx - 1;
-    const bool lastRow = s.forcedRow && r >= dst.cy - (s.chroma ? 2 : 1);
+    const bool lastColumn = s.Is(forcedColumn) && c == dst.cx - 1;
+    const bool lastRow = s.Is(forcedRow) && r >= dst.cy - (s.Is(chroma) ? 2 : 1);
     if (s.kind == table) {
         const auto at = [](int64_t i, int64_t from, int64_t to) {
             return std::min((to / 2 + i * from) / to, from - 1);
@@ -76,20 +85,30 @@ int64_t Value(const Scaler& s, const IMG_PARAM& src, const IMG_PARAM& dst, int64
     return (across(row) * (4096 - fy) + (fy ? across(row + 1) * fy : 0)) / 4096;
 }
 
+// A rectangle, and the image around it.
+struct Shape {
+    int x = 0, y = 0, cx = 0, cy = 0;
+    int extraPitch = 0;  // bytes
+    int below = 0;       // rows
+    bool upward = false; // in memory
+};
+enum Use { source, target };
+
 // An image with a rectangle. A source's buffer ends with the last byte of the rectangle; a target has guards
 // around. Fields that no scaler may read hold nonsense.
 struct Image {
-    Image(const Scaler& s, int x, int y, int cx, int cy, int extraPitch, int below, bool upward, bool isTarget)
+    Image(const Scaler& s, Use use, const Shape& shape)
     {
-        const int right = s.chroma ? (x + cx + 1) / 2 : x + cx;
-        const int pitch = right * s.bytes + extraPitch;
-        const int height = y + cy + below;
-        const int lastRow = s.bottomUp ? height - 1 - y : (y + cy - 1) / (s.chroma ? 2 : 1);
-        const size_t guard = isTarget ? 61 : 0, rows = static_cast<size_t>(lastRow) * static_cast<size_t>(pitch);
-        size = guard + rows + static_cast<size_t>(isTarget && s.margins ? pitch : right * s.bytes) + guard;
+        const int right = s.Is(chroma) ? (shape.x + shape.cx + 1) / 2 : shape.x + shape.cx;
+        const int pitch = right * s.bytes + shape.extraPitch;
+        const int height = shape.y + shape.cy + shape.below;
+        const int lastRow = s.Is(bottomUp) ? height - 1 - shape.y : (shape.y + shape.cy - 1) / (s.Is(chroma) ? 2 : 1);
+        const size_t guard = use == target ? 61 : 0, rows = static_cast<size_t>(lastRow) * static_cast<size_t>(pitch);
+        size = guard + rows + static_cast<size_t>(use == target && s.Is(margins) ? pitch : right * s.bytes) + guard;
         bits = std::make_unique<unsigned char[]>(size);
-        unsigned char* const first = bits.get() + guard + (upward ? rows : 0);
-        record = {first, -7, s.bottomUp ? height : -7, upward ? -pitch : pitch, -7, x, y, cx, cy};
+        unsigned char* const first = bits.get() + guard + (shape.upward ? rows : 0);
+        record = {first,    -7,      s.Is(bottomUp) ? height : -7, shape.upward ? -pitch : pitch, -7, shape.x, shape.y,
+                  shape.cx, shape.cy};
     }
     Bytes Content() const { return Bytes(bits.get(), bits.get() + size); }
 
@@ -102,8 +121,6 @@ struct Image {
 class ScalerTest : public AtEachSet
 {
 protected:
-    int Random(int low, int high) { return std::uniform_int_distribution(low, high)(m_random); }
-
     void Fill(unsigned char* bits, size_t size) // with 0 and 255, with 0, with 255, mostly with anything
     {
         const int style = Random(0, 7);
@@ -119,10 +136,10 @@ protected:
         Fill(dst.bits.get(), dst.size);
         const Bytes before = dst.Content();
         const IMG_PARAM given = dst.record, &to = dst.record;
-        for (int r = 0; r < to.cy; r += s.chroma ? 2 : 1) {
-            if (s.margins)
+        for (int r = 0; r < to.cy; r += s.Is(chroma) ? 2 : 1) {
+            if (s.Is(margins))
                 std::fill_n(&ByteAt(s, to, 0, to.y + r, 0), to.nPitch, static_cast<unsigned char>(16));
-            for (int c = 0; c < to.cx; c += s.chroma ? 2 : 1)
+            for (int c = 0; c < to.cx; c += s.Is(chroma) ? 2 : 1)
                 for (int k = 0; k < s.bytes; ++k)
                     ByteAt(s, to, to.x + c, to.y + r, k) =
                         static_cast<unsigned char>(Value(s, src.record, to, c, r, k));
@@ -138,10 +155,6 @@ protected:
             << differs.first - result.begin() << " is " << int{*differs.first} << ", not " << int{*differs.second};
         ASSERT_EQ(std::memcmp(&given, &to, sizeof(to)), 0) << s.name;
     }
-
-    const int m_seed = GTEST_FLAG_GET(random_seed) ? GTEST_FLAG_GET(random_seed) : std::random_device()() % 99999 + 1;
-    std::minstd_rand m_random{static_cast<unsigned>(m_seed)};
-    testing::ScopedTrace m_replay{__FILE__, __LINE__, "--gtest_random_seed=" + std::to_string(m_seed)};
 };
 
 TEST_P(ScalerTest, EqualsTheDefinitionAtEverySize)
@@ -150,22 +163,33 @@ TEST_P(ScalerTest, EqualsTheDefinitionAtEverySize)
         for (int cx = s.kind == table ? 1 : 2; cx < 70; ++cx)
             for (int trial = 0; trial < 16 && !HasFatalFailure(); ++trial) {
                 const int widths[] = {1, 2, cx, cx + 1, cx * 2 - 1, cx * 2 + Random(0, 3), cx * 3 + 1, Random(1, 500)};
-                Image src(s, Random(0, 5), Random(0, 5), widths[trial % 8], Random(1, 30), Random(0, 5), Random(0, 2),
-                          Random(0, 1), false);
-                Image dst(s, Random(0, 5), Random(0, 5), cx, Random(s.kind == table ? 1 : 2, 9), Random(0, 5),
-                          Random(0, 2), !s.margins && Random(0, 1), true);
+                const auto shape = [&](int width, int leastHeight, int mostHeight, bool mayGoUpward) {
+                    return Shape{.x = Random(0, 5),
+                                 .y = Random(0, 5),
+                                 .cx = width,
+                                 .cy = Random(leastHeight, mostHeight),
+                                 .extraPitch = Random(0, 5),
+                                 .below = Random(0, 2),
+                                 .upward = mayGoUpward && Random(0, 1)};
+                };
+                Image src(s, source, shape(widths[trial % 8], 1, 30, true));
+                Image dst(s, target, shape(cx, s.kind == table ? 1 : 2, 9, !s.Is(margins)));
                 Check(s, src, dst);
             }
 }
 
 TEST_P(ScalerTest, HoldsAtTheLargestSizes)
 {
-    constexpr int n = mostColumns,
-                  sizes[][4] = {{n, 1, n, 2}, {n, 2, 2, 2}, {n, 2, 3, 2},       {2, 2, n, 2},       {1, n, 2, n},
-                                {2, n, 2, 3}, {2, 2, 2, n}, {4101, 9, 2049, 4}, {1400, 2, 4100, 3}, {6200, 4, 2050, 3}};
+    constexpr int n = mostColumns;
+    struct Sizes {
+        int srcWidth, srcHeight, dstWidth, dstHeight;
+    };
+    constexpr Sizes sizes[] = {{n, 1, n, 2}, {n, 2, 2, 2}, {n, 2, 3, 2},       {2, 2, n, 2},       {1, n, 2, n},
+                               {2, n, 2, 3}, {2, 2, 2, n}, {4101, 9, 2049, 4}, {1400, 2, 4100, 3}, {6200, 4, 2050, 3}};
     for (const Scaler& s : scalers)
-        for (const auto& [sx, sy, dx, dy] : sizes) {
-            Image src(s, 1, 1, sx, sy, 0, 0, false, false), dst(s, 0, 1, dx, dy, 1, 0, false, true);
+        for (const Sizes& z : sizes) {
+            Image src(s, source, {.x = 1, .y = 1, .cx = z.srcWidth, .cy = z.srcHeight});
+            Image dst(s, target, {.y = 1, .cx = z.dstWidth, .cy = z.dstHeight, .extraPitch = 1});
             Check(s, src, dst);
             ASSERT_FALSE(HasFatalFailure());
         }
@@ -174,13 +198,17 @@ TEST_P(ScalerTest, HoldsAtTheLargestSizes)
 // Worked out by hand, from a source of two rows that are alike.
 TEST_P(ScalerTest, GivesTheKnownRows)
 {
-    // Scaler, widths in luma pixels, samples.
-    const std::tuple<int, int, int, Bytes, Bytes> rows[] = {
+    struct Known {
+        size_t scaler;
+        int srcWidth, dstWidth; // luma pixels
+        Bytes samples, expected;
+    };
+    const Known rows[] = {
         {0, 5, 4, {0, 1, 2, 3, 4}, {0, 1, 2, 4}},
         {2, 5, 4, {0, 1, 2, 3, 4}, {0, 1, 2, 3}},
         {2, 1, 3, {9}, {9, 9, 9}},
         {1, 10, 4, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9}, {0, 3, 5, 9}},
-        {1, 2, 8, {0, 1}, {0, 0, 1, 1, 1, 1, 1, 1}}, // entry 6 is held to the source
+        {1, 2, 8, {0, 1}, {0, 0, 1, 1, 1, 1, 1, 1}}, // entry 6 is clamped to the source
         {1, 3, 1, {0, 1, 2}, {2}},
         {3, 8, 8, {1, 2, 3, 4}, {1, 2, 3, 4}},
         {4, 2, 5, {0, 255}, {0, 63, 127, 191, 255}},
@@ -189,14 +217,15 @@ TEST_P(ScalerTest, GivesTheKnownRows)
         {7, 4, 8, {0, 255}, {0, 0, 182, 255}}, // a copy on even luma columns, a mix on odd ones
         {8, 3, 3, {10, 20, 40}, {15, 30, 40}},
     };
-    for (const auto& [scaler, sourceWidth, targetWidth, source, expected] : rows) {
-        const Scaler& s = scalers[scaler];
-        Image src(s, 0, 0, sourceWidth, 2, 0, 0, false, false), dst(s, 0, 0, targetWidth, 4, 0, 0, false, true);
+    for (const Known& row : rows) {
+        const Scaler& s = scalers[row.scaler];
+        Image src(s, source, {.cx = row.srcWidth, .cy = 2}), dst(s, target, {.cx = row.dstWidth, .cy = 4});
         for (size_t i = 0; i < src.size; ++i)
-            src.bits[i] = source[i / static_cast<size_t>(s.bytes) % source.size()];
+            src.bits[i] = row.samples[i / static_cast<size_t>(s.bytes) % row.samples.size()];
         ASSERT_EQ(s.run(src.record, dst.record), 1) << s.name;
-        for (size_t c = 0; c < expected.size(); ++c)
-            EXPECT_EQ(ByteAt(s, dst.record, static_cast<int>(s.chroma ? 2 * c : c), 0, 0), expected[c]) << s.name << c;
+        for (size_t c = 0; c < row.expected.size(); ++c)
+            EXPECT_EQ(ByteAt(s, dst.record, static_cast<int>(s.Is(chroma) ? 2 * c : c), 0, 0), row.expected[c])
+                << s.name << c;
     }
 }
 
@@ -205,13 +234,14 @@ TEST_P(ScalerTest, RefusesBadRecordsAndTouchesNothing)
     for (const Scaler& s : scalers)
         for (int IMG_PARAM::*side : {&IMG_PARAM::cx, &IMG_PARAM::cy})
             for (const int bad : {0, -1, INT_MIN, mostColumns + 1, INT_MAX, 1}) {
-                Image src(s, 0, 0, 8, 8, 0, 0, false, false), dst(s, 0, 0, 8, 8, 0, 0, false, true);
+                Image src(s, source, {.cx = 8, .cy = 8}), dst(s, target, {.cx = 8, .cy = 8});
                 Fill(dst.bits.get(), dst.size);
                 const Bytes before = dst.Content();
                 IMG_PARAM from = src.record, to = dst.record;
                 from.*side = to.*side = bad;
-                EXPECT_TRUE(bad == 1 || !s.run(from, dst.record)) << s.name << " from " << bad;
-                EXPECT_TRUE((bad == 1 && s.kind == table) || !s.run(src.record, to)) << s.name << " to " << bad;
+                // A side of 1 is enough for a source, and for the target of a table.
+                EXPECT_EQ(bad == 1 ? 0 : s.run(from, dst.record), 0) << s.name << " from " << bad;
+                EXPECT_EQ(bad == 1 && s.kind == table ? 0 : s.run(src.record, to), 0) << s.name << " to " << bad;
                 from = src.record, to = dst.record;
                 from.pBits = to.pBits = nullptr;
                 EXPECT_EQ(s.run(from, dst.record), 0) << s.name;
@@ -226,8 +256,9 @@ TEST_P(ScalerTest, EntryPointsChooseByMethod)
     for (int i = 0; i < 3; ++i)
         for (const int method : {-1, 0, 1, 2, 3, 4}) {
             const Scaler& s = scalers[method == 1 ? 1 + i : 5 + i];
-            Image src(s, 2, 2, 20, 12, 0, 0, false, false), dst(s, 2, 2, 9, 7, 3, 0, false, true);
-            Image expected(s, 2, 2, 9, 7, 3, 0, false, true);
+            const Shape shape = {.x = 2, .y = 2, .cx = 9, .cy = 7, .extraPitch = 3};
+            Image src(s, source, {.x = 2, .y = 2, .cx = 20, .cy = 12}), dst(s, target, shape),
+                expected(s, target, shape);
             std::generate_n(src.bits.get(), src.size, [&] { return static_cast<unsigned char>(Random(0, 255)); });
             const int known = method >= 0 && method <= 2 ? s.run(src.record, expected.record) : 0;
             EXPECT_EQ(entries[i](src.record, dst.record, static_cast<IMAGE_INTERPOLATION>(method)), known);
@@ -240,9 +271,9 @@ TEST_P(ScalerTest, PicturesAreScaledPlaneByPlane)
 {
     constexpr size_t size = 1000;
     constexpr int sp[] = {31, 32, 33, 34}, dp[] = {35, 36, 37, 38}, sides[] = {1, 2, 21};
-    Bytes source(4 * size);
-    std::generate(source.begin(), source.end(), [&] { return static_cast<unsigned char>(Random(0, 255)); });
-    unsigned char* const p[] = {&source[0], &source[size], &source[2 * size], &source[3 * size]};
+    Bytes sources(4 * size);
+    std::generate(sources.begin(), sources.end(), [&] { return static_cast<unsigned char>(Random(0, 255)); });
+    unsigned char* const p[] = {&sources[0], &sources[size], &sources[2 * size], &sources[3 * size]};
     for (int i = 0; i < 54; ++i) {
         const auto method = static_cast<IMAGE_INTERPOLATION>(1 + i % 3);
         const bool four = i % 2;
@@ -263,6 +294,34 @@ TEST_P(ScalerTest, PicturesAreScaledPlaneByPlane)
         }
         EXPECT_EQ(result, dst.cx > 1 && dst.cy > 1);
         EXPECT_EQ(made, expected) << "case " << i;
+    }
+}
+
+// All pairs of bytes with all weights, which are too many for the compiler to prove: rows as they are, and through
+// columns.
+TEST_P(ScalerTest, EveryMixOfTwoRowsEqualsTheDefinition)
+{
+    alignas(kLongestVector) unsigned char upper[kStripBytes], lower[kStripBytes], made[2][kStripBytes];
+    alignas(kLongestVector) static unsigned char prepared[kPreparedColumnBytes];
+    static Columns columns = {kStripBytes, 1, kStripBytes, 0, {}, {}, prepared};
+    std::iota(columns.index, columns.index + kStripBytes, 0);
+    const ScaleRowTable& rows = ScaleRows();
+    rows.prepare(columns, false);
+    for (int first = 0; first < 65536; first += kStripBytes) {
+        for (int i = 0; i < kStripBytes; ++i) {
+            upper[i] = static_cast<unsigned char>((first + i) / 256);
+            lower[i] = static_cast<unsigned char>((first + i) % 256);
+        }
+        for (uint32_t fraction = 1; fraction < kOne; fraction += weightStep) {
+            rows.mixRows({upper, lower, fraction}, made[0], kStripBytes, 0);
+            rows.mixQuads(columns, {upper, lower, fraction}, made[1]);
+            uint32_t wrong = 0;
+            for (int i = 0; i < kStripBytes; ++i) {
+                const uint32_t mix = (upper[i] * (kOne - fraction) + lower[i] * fraction) / kOne;
+                wrong |= (made[0][i] ^ mix) | (made[1][i] ^ mix);
+            }
+            ASSERT_EQ(wrong, 0U) << "weight " << fraction << ", pairs from " << first;
+        }
     }
 }
 

@@ -6,7 +6,6 @@
 
 #include <functional>
 #include <memory>
-#include <random>
 
 namespace
 {
@@ -16,9 +15,7 @@ using Bytes = std::vector<unsigned char>;
 class SetsTest : public AtEachSet
 {
 protected:
-    int Random(int low, int high) { return std::uniform_int_distribution(low, high)(m_random); }
-
-    // A block of its own, so that no byte behind it can be touched unseen.
+    // A block of its own, so that no byte after it can be touched unseen.
     std::unique_ptr<unsigned char[]> Block(size_t size)
     {
         std::unique_ptr<unsigned char[]> block(new unsigned char[size]);
@@ -43,10 +40,6 @@ protected:
         const auto differs = std::mismatch(expected.begin(), expected.end(), target);
         EXPECT_EQ(differs.first, expected.end()) << what << ": byte " << differs.first - expected.begin();
     }
-
-    const int m_seed = GTEST_FLAG_GET(random_seed) ? GTEST_FLAG_GET(random_seed) : std::random_device()() % 99999 + 1;
-    std::minstd_rand m_random{static_cast<unsigned>(m_seed)};
-    testing::ScopedTrace m_replay{__FILE__, __LINE__, "--gtest_random_seed=" + std::to_string(m_seed)};
 };
 
 TEST_P(SetsTest, ScaleLargePicturesAlike)

@@ -177,7 +177,7 @@ int CAudioConverter::OutputCount(int64_t nWork) const
     return m_nSrcRate != m_nDstRate && m_nDstChannels != 1 ? nOut / 2 * 2 : nOut;
 }
 
-// The channel step: fills the work buffer behind the history, and clears what may be read behind the block.
+// The channel step: fills the work buffer after the history, and clears what may be read after the block.
 void CAudioConverter::FillWork(const short* pSamples, int nWork)
 {
     int16_t* work = m_pWork + kHistory;

@@ -28,7 +28,7 @@ public:
     // Takes a block of whole sample blocks and returns the number of finished samples that now wait. A null block and
     // one beyond what 32-bit counts can hold make none.
     int Put(const short* pSamples, int nSamples);
-    // Converts a block behind the waiting samples and returns how many it made. They don't count as waiting: that is
+    // Converts a block to after the waiting samples and returns how many it made. They don't count as waiting: that is
     // Put's part.
     int ConvertData(const short* pSamples, int nSamples);
     // Hands out up to nMax waiting samples, the oldest first, and returns how many.
@@ -57,7 +57,7 @@ private:
     ENCMGR_LOCAL void FillWork(const short* pSamples, int nWork);
 
     int16_t* m_pOutput; // finished samples from index 0
-    int16_t* m_pWork;   // one block from index 2 on, behind the two samples of history
+    int16_t* m_pWork;   // one block from index 2 on, after the two samples of history
     int32_t m_nCapacity;
     int32_t m_nValid = 0;
     int32_t m_nSrcChannels;

@@ -3,7 +3,12 @@
 #include "Common/InstructionSet.h"
 
 #include <algorithm>
+#include <cfloat>
 #include <cstddef>
+
+// Positions are rounded at each operation, which every form repeats. A plain -m32, with the x87's longer doubles, would
+// give other fractions.
+static_assert(FLT_EVAL_METHOD == 0);
 
 void ResampleMono(const ResampleBlock& block, int first)
 {

@@ -5,8 +5,8 @@
 
 #include <cstdint>
 
-constexpr int kHistory = 2;   // samples of the block before that stand in front of a block
-constexpr int kLookahead = 2; // samples behind a block that may be read; their weight is 0
+constexpr int kHistory = 2;   // samples of the block before that stand before a block
+constexpr int kLookahead = 2; // samples after a block that may be read; their weight is 0
 
 // From work[-kHistory] to work[n + kLookahead - 1] all is there to be read. Position i of the output lies
 // (i + 1) * n / nOut - 1 positions into the block, the last one exactly on its last position: a correction by the
@@ -20,7 +20,7 @@ struct ResampleBlock {
 };
 
 struct ResampleTable {
-    // Output positions from first on. Mono holds results to -32767..32767, stereo gives -32768 too.
+    // Output positions from first on. Mono clamps results to -32767..32767, stereo gives -32768 too.
     void (*mono)(const ResampleBlock& block, int first);
     void (*stereo)(const ResampleBlock& block, int first);
     // count mono samples become count pairs; source and target lie apart.

@@ -39,7 +39,7 @@ struct ColourTable {
     YuvToRgb yuvToRgb24Rounded; // by the pixel functions' arithmetic
 
     // ---- RGB to YUV ----
-    // With an odd width the last column's luma goes into the column behind it as well, and its chroma is that of its
+    // With an odd width the last column's luma goes into the column after it as well, and its chroma is that of its
     // two pixels.
     using RgbToYuv = void (*)(const ConstPixelRows& in, const YuvRows& out, int width);
     RgbToYuv rgb24ToYuv;

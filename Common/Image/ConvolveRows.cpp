@@ -1,14 +1,11 @@
 #include "Common/Image/ConvolveRows.h"
 
 #include "Common/Image/ScaleRows.h"
-#include "Common/InstructionSet.h"
 
 #include <algorithm>
 
 namespace
 {
-
-constexpr int kBytesPerPixel = 4;
 
 // The point of four taps between the inner two: weighted, with a half added before the fraction is dropped toward zero.
 // Smoothing first averages each inner tap with its point on the line between the outer ones.
@@ -35,17 +32,34 @@ constexpr double CubicFar(double d) // distances from 1 to 2
     return -(d * d * d) + 5.0 * d * d - 8.0 * d + 4.0;
 }
 
-// The digits of the weights of two taps, for each byte of a pixel.
-void WriteDigits(const int64_t (&weights)[4], int digit, int pair, int8_t (&out)[8])
+struct Weights {
+    double of[4];
+};
+
+constexpr Weights WeightsOf(uint32_t fraction)
 {
-    const int shift = 30 - 6 * digit;
-    for (int i = 0; i < 8; ++i) {
-        const int64_t weight = weights[2 * pair + i % 2] >> shift;
-        out[i] = static_cast<int8_t>(digit == 0 ? weight : weight & 63);
-    }
-    out[6] = 0;
-    out[7] = digit == 0 && pair == 0 ? 64 : 0;
+    const double t = fraction / static_cast<double>(kOne);
+    return {{CubicFar(1.0 + t), CubicNear(t), CubicNear(1.0 - t), CubicFar(2.0 - t)}};
 }
+
+// Of all weights: steps of 2^-36 are exact, and four bytes filtered with them and rounded lie between -64 and 319.
+constexpr bool AreExactAndBounded()
+{
+    for (uint32_t fraction = 0; fraction < kOne; ++fraction) {
+        double low = 0.5, high = 0.5;
+        for (const double weight : WeightsOf(fraction).of) {
+            (weight < 0 ? low : high) += 255 * weight;
+            if (static_cast<double>(WeightInSteps(weight)) != weight * 0x1p36)
+                return false;
+        }
+        if (static_cast<int>(low) < -64 || static_cast<int>(high) > 319)
+            return false;
+    }
+    return true;
+}
+static_assert(AreExactAndBounded());
+
+void Prepare(ColumnStrip&) {}
 
 void FilterColumn(const ColumnStrip& strip, int column, const unsigned char* row, int16_t* out)
 {
@@ -63,41 +77,22 @@ void FilterColumn(const ColumnStrip& strip, int column, const unsigned char* row
 
 void CubicWeights(uint32_t fraction, double (&weights)[4])
 {
-    const double t = fraction / static_cast<double>(kOne);
-    weights[0] = CubicFar(1.0 + t);
-    weights[1] = CubicNear(t);
-    weights[2] = CubicNear(1.0 - t);
-    weights[3] = CubicFar(2.0 - t);
+    std::copy_n(WeightsOf(fraction).of, 4, weights);
 }
 
 void CubicWeightsInSteps(uint32_t fraction, int64_t (&weights)[4])
 {
-    double exact[4];
-    CubicWeights(fraction, exact);
-    for (int i = 0; i < 4; ++i)
-        weights[i] = static_cast<int64_t>(exact[i] * 0x1p36);
+    const Weights exact = WeightsOf(fraction);
+    std::transform(exact.of, exact.of + 4, weights, WeightInSteps);
 }
 
-ColumnStrip::ColumnStrip(uint32_t position, uint32_t step, int columns, int last, bool smoothed)
-    : count(columns), lastColumn(last), smooth(smoothed), insideFirst(0)
+ColumnStrip::ColumnStrip(uint32_t position, uint32_t step, int columns, int last, bool smoothed, unsigned char* memory)
+    : count(columns), lastColumn(last), smooth(smoothed), prepared(memory)
 {
-    const int padded = (count + kColumnGroup - 1) / kColumnGroup * kColumnGroup;
-    for (int c = 0; c < padded; ++c) {
+    for (int c = 0; c < count; ++c, position += step) {
         offsets[c] = (static_cast<int32_t>(Whole(position)) - 1) * kBytesPerPixel;
         CubicWeights(Fraction(position), weights[c]);
-        int64_t steps[4];
-        CubicWeightsInSteps(Fraction(position), steps);
-        for (int digit = 0; digit < kDigits; ++digit)
-            for (int pair = 0; pair < 2; ++pair)
-                WriteDigits(steps, digit, pair, digits[c / kColumnGroup][digit][pair][c % kColumnGroup]);
-        if (c < count - 1)
-            position += step;
     }
-    while (insideFirst < padded && offsets[insideFirst] < 0)
-        insideFirst += kColumnGroup;
-    insideEnd = padded;
-    while (insideEnd > insideFirst && offsets[insideEnd - 1] > (lastColumn - 3) * kBytesPerPixel)
-        insideEnd -= kColumnGroup;
 }
 
 void FilterColumns(const ColumnStrip& strip, const unsigned char* row, int16_t* out)
@@ -122,7 +117,7 @@ void FilterRows(const FilteredRows& rows, unsigned char* dst, int count)
 
 const ConvolveTable& ConvolveRows()
 {
-    constexpr ConvolveTable plain = {FilterColumns, FilterRows};
+    constexpr ConvolveTable plain = {Prepare, FilterColumns, FilterRows};
 #if ENCMGR_X86_SETS
     static const RowTables<ConvolveTable> tables(plain, OverwriteConvolveSse41, OverwriteConvolveAvx2);
 #else

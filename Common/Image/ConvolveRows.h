@@ -4,11 +4,13 @@
 #ifndef ENCMGR_CONVOLVE_ROWS_H
 #define ENCMGR_CONVOLVE_ROWS_H
 
+#include "Common/InstructionSet.h"
+
 #include <cstddef>
 #include <cstdint>
 
+constexpr int kBytesPerPixel = 4;
 constexpr int kStripColumns = 256; // the longest strip: what is worked out for its columns stays near the processor
-constexpr int kColumnGroup = 8;    // columns that vector forms filter together
 
 // Added to the words of filtered rows, which lie between -64 and 319: sums of their products with the lower digits of
 // weights, which are not negative, are not negative either.
@@ -18,29 +20,30 @@ constexpr int kFilteredBias = 128;
 // cubic convolution kernel with parameter -1. Multiples of 2^-36, and so exact, like every sum that they enter.
 void CubicWeights(uint32_t fraction, double (&weights)[4]);
 
-// The same in steps of 2^-36.
+// A weight in steps of 2^-36.
+constexpr int64_t WeightInSteps(double weight)
+{
+    return static_cast<int64_t>(weight * 0x1p36);
+}
+
 void CubicWeightsInSteps(uint32_t fraction, int64_t (&weights)[4]);
 
-// Neighbouring columns of the target, and how each comes out of a source row. From `count` up to a multiple of
-// kColumnGroup the last column is repeated.
+// Memory for what a set prepares from a strip. It is the caller's and opaque to it.
+constexpr int kPreparedStripBytes = 24 * 1024 + kLongestVector;
+
+// Neighbouring columns of the target, and how each comes out of a source row.
 struct ColumnStrip {
     // columns: 1 to kStripColumns. Positions have 12 fractional bits and count from the source rectangle's left column;
-    // all lie in it, and taps are held to 0 and `last`.
-    ColumnStrip(uint32_t position, uint32_t step, int columns, int last, bool smoothed);
+    // all lie in it, and taps are clamped to 0 and `last`. memory: kPreparedStripBytes, aligned to kLongestVector,
+    // which the strip needs as long as it lives.
+    ColumnStrip(uint32_t position, uint32_t step, int columns, int last, bool smoothed, unsigned char* memory);
 
     int count;
     int lastColumn;
     bool smooth;
-    // From the first to before the second, in whole groups: columns with all taps between 0 and lastColumn.
-    int insideFirst;
-    int insideEnd;
-    int32_t offsets[kStripColumns]; // bytes from a source row's start to where tap 0 were if it was not held
+    int32_t offsets[kStripColumns]; // bytes from a source row's start to where tap 0 were if it was not clamped
     double weights[kStripColumns][4];
-
-    // Weights as digits: a first one in steps of 1/64, which may be negative, and five of 6 bits. Two taps stand beside
-    // each other for each byte of a pixel; the digits of byte 3 just copy tap 1.
-    static constexpr int kDigits = 6;
-    alignas(64) int8_t digits[kStripColumns / kColumnGroup][kDigits][2][kColumnGroup][8];
+    unsigned char* prepared; // filled by the table's prepare
 };
 
 // Filtered rows that meet in a target row, and the fraction of its position.
@@ -51,6 +54,9 @@ struct FilteredRows {
 };
 
 struct ConvolveTable {
+    // To be called once for a strip. Fills what `prepared` points to, which filterColumns of the same table reads back,
+    // and may repeat the offset of the last column after it.
+    void (*prepare)(ColumnStrip& strip);
     // From the source rectangle's left column on: `count` filtered pixels of 4 words, biased. Byte 3 is the one at or
     // before the position. out: room for kStripColumns pixels.
     void (*filterColumns)(const ColumnStrip& strip, const unsigned char* row, int16_t* out);
@@ -61,7 +67,7 @@ struct ConvolveTable {
 // Of the instruction set that is active now.
 const ConvolveTable& ConvolveRows();
 
-// ---- the plain forms ----
+// ---- the plain forms; they prepare nothing ----
 void FilterColumns(const ColumnStrip& strip, const unsigned char* row, int16_t* out);
 void FilterRows(const FilteredRows& rows, unsigned char* dst, int count);
 

@@ -93,7 +93,7 @@ ENCMGR_API void YV12_Blt_fast(unsigned char* pY, unsigned char* pU, unsigned cha
                               unsigned char* pVSrc, int nPtSrc_Y, int nPtSrc_U, int nPtSrc_V, int xSrc, int ySrc);
 
 // Makes a 24-bit bitmap of a planar picture and hands it to the log's trace sink, if a host has set one. The planes lie
-// one behind the other in the order Y, V, U, without padding, at lpBits or, if that is null, behind the 40-byte header.
+// one after the other in the order Y, V, U, without padding, at lpBits or, if that is null, after the 40-byte header.
 // A size that is not positive or overflows makes no picture.
 ENCMGR_API void xTraceImage(tagBITMAPINFO* lpBmi, unsigned char* lpBits);
 

@@ -12,11 +12,11 @@
 //   scaler                        pixel            rows       last column, row   outside the target rectangle
 //   DIB_ResizeNear                4 bytes          bottom-up  forced, forced     untouched
 //   DIB_ResizeNear8               1 byte           top-down   forced, forced     untouched
-//   DIB_ResizeNearY               luma             top-down   formula, formula   margins of its rows set to 16
+//   DIB_ResizeNearY               luma             top-down   formula, formula   margins set to kBlackLuma
 //   DIB_ResizeNearUV              chroma of 4:2:0  top-down   formula, forced    untouched
 //   DIB_ResizeBiLiner             4 bytes          bottom-up  forced, forced     untouched
 //   DIB_ResizeBiLiner8            1 byte           bottom-up  forced, forced     untouched
-//   DIB_ResizeBiLinerY            luma             top-down   formula, forced    margins of its rows set to 16
+//   DIB_ResizeBiLinerY            luma             top-down   formula, forced    margins set to kBlackLuma
 //   DIB_ResizeBiLinerUV           chroma of 4:2:0  top-down   formula, forced    untouched
 //   DIB_ResizeBiLinerY_Simulate   luma             top-down   formula, forced    untouched
 //   DIB_ResizeConvolve            4 bytes          bottom-up  formula, formula   untouched
@@ -31,6 +31,8 @@
 
 #include "Common/Image/ImageParam.h"
 #include "encmgr/Export.h"
+
+constexpr int kBlackLuma = 16; // of BT.601's studio range, in margins
 
 // ---- nearest neighbour: the pixel at or before the position, copied ----
 ENCMGR_API int DIB_ResizeNear(const IMG_PARAM& src, IMG_PARAM& dst);

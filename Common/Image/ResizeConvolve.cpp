@@ -9,8 +9,6 @@
 namespace
 {
 
-constexpr int kBytes = 4;
-
 // On from double size and from half size on.
 bool IsSmooth(uint32_t step)
 {
@@ -29,9 +27,9 @@ public:
     {
         const int slot = row % kRows;
         if (m_rows[slot] != row) {
-            // A strip meets a short piece of each row, and the processor can't foresee where the next one begins.
+            // A strip meets a short piece of each row, and the processor can't predict where the next one begins.
             const unsigned char* next = Source(std::min(row + 1, m_src.cy - 1));
-            const int last = m_strip.offsets[m_strip.count - 1] + kBytes; // of tap 1, which is never held
+            const int last = m_strip.offsets[m_strip.count - 1] + kBytesPerPixel; // of tap 1, which is never clamped
             for (int i = std::max(m_strip.offsets[0], 0); i <= last; i += kCacheLine)
                 __builtin_prefetch(next + i);
             functions.filterColumns(m_strip, Source(row), m_words[slot]);
@@ -46,13 +44,13 @@ private:
 
     const unsigned char* Source(int row) const
     {
-        return BottomUp::Row(m_src, int64_t{m_src.y} + row) + ptrdiff_t{m_src.x} * kBytes;
+        return BottomUp::Row(m_src, int64_t{m_src.y} + row) + ptrdiff_t{m_src.x} * kBytesPerPixel;
     }
 
     const IMG_PARAM& m_src;
     const ColumnStrip& m_strip;
     int m_rows[kRows] = {-1, -1, -1, -1}; // which one each slot holds
-    alignas(32) int16_t m_words[kRows][kStripColumns * kBytes];
+    alignas(kLongestVector) int16_t m_words[kRows][kStripColumns * kBytesPerPixel];
 };
 
 void ConvolveStrip(const IMG_PARAM& src, IMG_PARAM& dst, const ColumnStrip& strip, int firstColumn, uint32_t stepY)
@@ -69,7 +67,7 @@ void ConvolveStrip(const IMG_PARAM& src, IMG_PARAM& dst, const ColumnStrip& stri
         FilteredRows rows = {{}, Fraction(position), IsSmooth(stepY)};
         for (int i = 0; i < 4; ++i)
             rows.taps[i] = ring.Row(functions, taps[i]);
-        unsigned char* out = BottomUp::Row(dst, int64_t{dst.y} + r) + (ptrdiff_t{dst.x} + firstColumn) * kBytes;
+        unsigned char* out = BottomUp::Row(dst, int64_t{dst.y} + r) + (ptrdiff_t{dst.x} + firstColumn) * kBytesPerPixel;
         functions.filterRows(rows, out, strip.count);
     }
 }
@@ -81,9 +79,11 @@ int DIB_ResizeConvolve(const IMG_PARAM& src, IMG_PARAM& dst)
     if (!CanScale(src, dst))
         return 0;
     const Steps step(src, dst);
+    alignas(kLongestVector) unsigned char memory[kPreparedStripBytes];
     for (int c = 0; c < dst.cx; c += kStripColumns) {
-        const ColumnStrip strip(static_cast<uint32_t>(c) * step.x, step.x, std::min(kStripColumns, dst.cx - c),
-                                src.cx - 1, IsSmooth(step.x));
+        ColumnStrip strip(static_cast<uint32_t>(c) * step.x, step.x, std::min(kStripColumns, dst.cx - c), src.cx - 1,
+                          IsSmooth(step.x), memory);
+        ConvolveRows().prepare(strip);
         ConvolveStrip(src, dst, strip, c, step.y);
     }
     return 1;

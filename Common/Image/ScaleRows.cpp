@@ -1,7 +1,5 @@
 #include "Common/Image/ScaleRows.h"
 
-#include "Common/InstructionSet.h"
-
 #include <cstddef>
 #include <cstring>
 

@@ -6,6 +6,8 @@
 #ifndef ENCMGR_SCALE_ROWS_H
 #define ENCMGR_SCALE_ROWS_H
 
+#include "Common/InstructionSet.h"
+
 #include <cstddef>
 #include <cstdint>
 
@@ -33,42 +35,20 @@ struct RowPair {
 // ---- columns ----
 
 constexpr int kStripBytes = 2048; // of pixels
-constexpr int kRowUnit = 32;
+constexpr int kRowUnit = kLongestVector;
 
-// What byte shuffles make of columns: where groups of output bytes load 16 source bytes, and which of them they take.
-struct ShuffleTable {
-    enum Form {
-        None,      // the plain functions serve
-        Picks,     // 16 bytes a group, picked only
-        WidePicks, // the same from two loads, one for each half
-        Pairs,     // 8 bytes a group, each with the byte that is mixed in behind it
-    };
-    // Of pairs, by vector of output.
-    enum Block : unsigned char {
-        Straight, // every second pixel and its neighbour: the source as it lies
-        OneLoad,  // of each group
-        TwoLoads,
-        FourLoads,
-    };
-    static constexpr int kMostLoads = 4;
-
-    Form form;
-    Block blocks[kStripBytes / 16];
-    int16_t runs[kStripBytes / 16]; // of blocks from each one on that are alike, and if straight, without a gap
-    int32_t offsets[kMostLoads][kStripBytes / 8];
-    alignas(32) unsigned char masks[kMostLoads][kStripBytes * 2];
-    alignas(32) int16_t weights[kStripBytes]; // of the bytes that are mixed in
-};
+// Memory for what a set prepares from columns. It is the caller's and opaque to it.
+constexpr int kPreparedColumnBytes = 12 * kStripBytes + 320;
 
 // The columns of a strip.
 struct Columns {
     int count;        // kStripBytes / pixelBytes at most
     int pixelBytes;   // 1 or 4
-    int32_t rowBytes; // of the source row: nothing behind them is read
+    int32_t rowBytes; // of the source row: nothing after them is read
     ptrdiff_t ahead;  // from a source row to the one that will be needed after it; as in Ahead
     int32_t index[kStripBytes];
     uint16_t fraction[kStripBytes]; // weight of the next pixel; where it is 0 that pixel isn't read
-    ShuffleTable shuffles;
+    unsigned char* prepared;        // kPreparedColumnBytes, aligned to kLongestVector; filled by the table's prepare
 };
 
 // From rows that a function works on to those that will follow, in bytes: they are on their way to the cache meanwhile.
@@ -81,7 +61,8 @@ struct Ahead {
 // ---- the table ----
 
 struct ScaleRowTable {
-    // To be called once the columns are set: `picked` says that they will be picked from, never mixed.
+    // To be called once the columns are set: `picked` says that they will be picked from, never mixed. Fills what
+    // `prepared` points to, which the functions of the same table read back, and may repeat the last column after it.
     void (*prepare)(Columns& columns, bool picked);
 
     // The pixel at or before each column.

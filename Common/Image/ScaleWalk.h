@@ -4,6 +4,7 @@
 #define ENCMGR_SCALE_WALK_H
 
 #include "Common/Image/ImageParam.h"
+#include "Common/Image/ImageResize.h"
 #include "Common/Image/PlaneRows.h"
 #include "Common/Image/StripSampler.h"
 
@@ -11,7 +12,6 @@
 #include <cstdint>
 #include <cstring>
 
-constexpr int kBlackLuma = 16;
 constexpr int kSideLimit = 1 << 19; // positions are 31 bits with 12 of fraction
 
 inline bool CanScale(const IMG_PARAM& src, const IMG_PARAM& dst, int leastTargetSide = 2)
@@ -86,7 +86,7 @@ template <class RowsOf, class WriteRow>
 void WalkStrips(const ColumnLine& line, uint32_t stepY, const Ahead& pitches, int columns, int rows, RowsOf rowsOf,
                 WriteRow writeRow)
 {
-    for (int first = 0; first < columns; first += StripSampler::ColumnsOf(line)) {
+    for (int first = 0; first < columns; first += line.ColumnsOfStrip()) {
         StripSampler strip(line, stepY, pitches, first, columns);
         for (int r = 0; r < rows; ++r)
             writeRow(strip, r, rowsOf(r));

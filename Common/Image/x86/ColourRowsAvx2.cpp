@@ -1,6 +1,7 @@
-#include "Common/Image/x86/ColourRowsVector.h"
+#include "Common/Image/vector/ColourRowsVector.h"
+#include "Common/x86/SetAvx2.h"
 
 void OverwriteColourRowsAvx2(ColourTable& table)
 {
-    OverwriteColourRows(table);
+    ColourRowsVector<Avx2>::Overwrite(table);
 }

@@ -1,6 +1,7 @@
-#include "Common/Image/x86/ColourRowsVector.h"
+#include "Common/Image/vector/ColourRowsVector.h"
+#include "Common/x86/SetSse41.h"
 
 void OverwriteColourRowsSse41(ColourTable& table)
 {
-    OverwriteColourRows(table);
+    ColourRowsVector<Sse41>::Overwrite(table);
 }

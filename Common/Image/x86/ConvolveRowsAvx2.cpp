@@ -1,6 +1,7 @@
-#include "Common/Image/x86/ConvolveRowsVector.h"
+#include "Common/Image/vector/ConvolveRowsVector.h"
+#include "Common/x86/SetAvx2.h"
 
 void OverwriteConvolveAvx2(ConvolveTable& table)
 {
-    table = {FilterColumnsVector, FilterRowsVector};
+    ConvolveRowsVector<Avx2>::Overwrite(table);
 }

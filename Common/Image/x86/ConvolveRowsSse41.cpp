@@ -1,6 +1,7 @@
-#include "Common/Image/x86/ConvolveRowsVector.h"
+#include "Common/Image/vector/ConvolveRowsVector.h"
+#include "Common/x86/SetSse41.h"
 
 void OverwriteConvolveSse41(ConvolveTable& table)
 {
-    table = {FilterColumnsVector, FilterRowsVector};
+    ConvolveRowsVector<Sse41>::Overwrite(table);
 }

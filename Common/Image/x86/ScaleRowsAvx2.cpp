@@ -1,6 +1,7 @@
-#include "Common/Image/x86/ScaleRowsVector.h"
+#include "Common/Image/vector/ScaleRowsVector.h"
+#include "Common/x86/SetAvx2.h"
 
 void OverwriteScaleRowsAvx2(ScaleRowTable& table)
 {
-    OverwriteScaleRows(table);
+    ScaleRowsVector<Avx2>::Overwrite(table);
 }

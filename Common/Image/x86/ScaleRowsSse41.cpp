@@ -1,6 +1,7 @@
-#include "Common/Image/x86/ScaleRowsVector.h"
+#include "Common/Image/vector/ScaleRowsVector.h"
+#include "Common/x86/SetSse41.h"
 
 void OverwriteScaleRowsSse41(ScaleRowTable& table)
 {
-    OverwriteScaleRows(table);
+    ScaleRowsVector<Sse41>::Overwrite(table);
 }
