@@ -36,7 +36,8 @@ struct Model {
         int count = std::max(0, static_cast<int>((n + spare) / ratio + 0.5));
         count -= f.rateIn == f.rateOut ? 0 : count % stride;
         for (int i = 0; i < count; ++i) {
-            const double pos = (i / stride + 1.0) * n / count - 1.0;
+            const int position = i / stride;
+            const double pos = (position + 1.0) * n / count - 1.0;
             const int idx = static_cast<int>(pos + 1.0) - 1, left = idx * stride + i % stride;
             if (f.rateIn == f.rateOut)
                 out.push_back(at(i < n ? i : n - stride + (i - n) % stride));

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cstdarg>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <map>
 #include <sstream>
@@ -45,7 +46,8 @@ std::string Narrow(const wchar_t* pszText)
 {
     std::string text(std::wcslen(pszText) * 4 + 1, '\0');
     WtoUTF8(pszText, -1, text.data(), static_cast<int>(text.size()), false);
-    return text.c_str();
+    text.resize(std::strlen(text.c_str()));
+    return text;
 }
 
 void Replace(std::string& text, const std::string& from, const std::string& to)

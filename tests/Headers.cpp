@@ -1,1 +1,1 @@
-#include "tests/Headers.c"
+#include "tests/Headers.c" // NOLINT(bugprone-suspicious-include): the same text in both languages

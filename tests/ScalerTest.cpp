@@ -73,6 +73,7 @@ int64_t Value(const Scaler& s, const IMG_PARAM& src, const IMG_PARAM& dst, int64
         };
         return sample(lastColumn ? src.cx - 1 : at(c, src.cx, dst.cx), lastRow ? src.cy - 1 : at(r, src.cy, dst.cy));
     }
+    // NOLINTNEXTLINE(clang-analyzer-core.DivideZero): by formula only targets of two columns and rows are scaled to
     const int64_t stepX = (src.cx * 4096 - 4096) / (dst.cx - 1), stepY = (src.cy * 4096 - 4096) / (dst.cy - 1);
     const int64_t column = lastColumn ? src.cx - 1 : c * stepX / 4096, row = lastRow ? src.cy - 1 : r * stepY / 4096;
     if (s.kind == mean && !lastRow) {

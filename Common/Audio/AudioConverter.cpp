@@ -173,7 +173,7 @@ int CAudioConverter::OutputCount(int64_t nWork) const
 {
     const double dRatio = static_cast<double>(m_nSrcRate) / m_nDstRate;
     const double dSpare = Spare().load(std::memory_order_relaxed);
-    const int nOut = std::max(0, SaturatingTruncate<int32_t>((nWork + dSpare) / dRatio + 0.5));
+    const int nOut = std::max(0, SaturatingTruncate<int32_t>((static_cast<double>(nWork) + dSpare) / dRatio + 0.5));
     return m_nSrcRate != m_nDstRate && m_nDstChannels != 1 ? nOut / 2 * 2 : nOut;
 }
 

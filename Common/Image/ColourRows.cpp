@@ -3,6 +3,7 @@
 #include "Common/Image/ColourKernels.h"
 #include "Common/InstructionSet.h"
 
+#include <cstddef>
 #include <cstdint>
 
 namespace
@@ -60,7 +61,7 @@ template <int bytes> void RgbToYuv(const ConstPixelRows& in, const YuvRows& out,
 {
     const unsigned char *upper = in.upper, *lower = in.lower;
     int x = 0;
-    for (; x < width - 1; x += 2, upper += 2 * bytes, lower += 2 * bytes) {
+    for (; x < width - 1; x += 2, upper += ptrdiff_t{2} * bytes, lower += ptrdiff_t{2} * bytes) {
         const Bgr a(upper), b(upper + bytes), c(lower), d(lower + bytes);
         out.upperY[x] = Byte(LumaTerm(a));
         out.upperY[x + 1] = Byte(LumaTerm(b));

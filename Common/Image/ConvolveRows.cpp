@@ -98,7 +98,7 @@ ColumnStrip::ColumnStrip(uint32_t position, uint32_t step, int columns, int last
 void FilterColumns(const ColumnStrip& strip, const unsigned char* row, int16_t* out)
 {
     for (int c = 0; c < strip.count; ++c)
-        FilterColumn(strip, c, row, out + c * kBytesPerPixel);
+        FilterColumn(strip, c, row, out + ptrdiff_t{c} * kBytesPerPixel);
 }
 
 void FilterRows(const FilteredRows& rows, unsigned char* dst, int count)

@@ -65,7 +65,7 @@ void SendThroughYuv420(Bitmap& picture)
     // With an odd width, a row of luma gets one sample more than the picture is wide.
     const int pitchY = picture.width + picture.width % 2;
     const int pitchC = pitchY / 2;
-    const size_t rows = static_cast<size_t>(picture.height + picture.height % 2);
+    const size_t rows = static_cast<size_t>(picture.height) + static_cast<size_t>(picture.height % 2);
     std::vector<unsigned char> y(static_cast<size_t>(pitchY) * rows), u(static_cast<size_t>(pitchC) * rows / 2), v(u);
     tagBITMAPINFOHEADER header = picture.Header();
     Rgb32_2_yuv420(y.data(), u.data(), v.data(), pitchY, pitchC, pitchC, &header, picture.bytes.data());

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstddef>
 #include <cstring>
 
 namespace host
@@ -122,13 +123,13 @@ void CardPainter::Fill(AVFrame& frame, Box box, Colour colour) const
     if (box.left >= box.right || box.top >= box.bottom)
         return;
     for (int y = box.top; y < box.bottom; ++y)
-        std::memset(frame.data[0] + y * frame.linesize[0] + box.left, colour.y,
+        std::memset(frame.data[0] + ptrdiff_t{y} * frame.linesize[0] + box.left, colour.y,
                     static_cast<size_t>(box.right - box.left));
     const int left = box.left / 2;
     const auto count = static_cast<size_t>((box.right + 1) / 2 - left);
     for (int y = box.top / 2; y < (box.bottom + 1) / 2; ++y) {
-        std::memset(frame.data[1] + y * frame.linesize[1] + left, colour.u, count);
-        std::memset(frame.data[2] + y * frame.linesize[2] + left, colour.v, count);
+        std::memset(frame.data[1] + ptrdiff_t{y} * frame.linesize[1] + left, colour.u, count);
+        std::memset(frame.data[2] + ptrdiff_t{y} * frame.linesize[2] + left, colour.v, count);
     }
 }
 

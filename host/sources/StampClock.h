@@ -51,7 +51,7 @@ public:
     // Returns the stream's number for Place.
     size_t AddStream(const StampKind& kind);
 
-    Nanoseconds Place(size_t stream, std::optional<Nanoseconds> stamp, int64_t units);
+    Nanoseconds Place(size_t number, std::optional<Nanoseconds> stamp, int64_t units);
 
     // Jumps closed up so far.
     int Jumps() const { return m_jumps; }
@@ -62,7 +62,7 @@ private:
         Nanoseconds offset; // added to its stamps
     };
 
-    bool Fits(Nanoseconds stamp, Nanoseconds expected, Nanoseconds most) const;
+    bool Fits(Nanoseconds stamp, Nanoseconds expected, Nanoseconds longestGap) const;
     Nanoseconds CloseUp(const Stream& stream, Nanoseconds stamp, Nanoseconds expected) const;
 
     Nanoseconds m_longestGap;

@@ -310,7 +310,7 @@ static void WriteHeader(File* file, int complete)
     const unsigned int words[] = {file->width,   file->height,     file->milliRate, file->pictures,
                                   file->largest, file->sampleRate, file->channels};
     unsigned char header[HEADER_BYTES] = "TPL1";
-    for (int i = 0; i < 7; ++i)
+    for (size_t i = 0; i < 7; ++i)
         PutWord(header + 4 + 4 * i, words[i], 4);
     PutWord(header + 32, file->audioBytes, 8);
     PutWord(header + 40, complete ? 1 : 0, 4);
