@@ -1,4 +1,5 @@
 // The program encmgr as its users run it: what it writes, what it says, how it ends.
+#include "tests/HostRun.h"
 #include "tests/MediaReader.h"
 
 #include <cmath>
@@ -13,36 +14,6 @@
 
 namespace
 {
-
-class HostTest : public testing::Test
-{
-protected:
-    void SetUp() override
-    {
-        m_folder = std::filesystem::temp_directory_path() / ("encmgr-host-test-" + std::to_string(getpid()));
-        std::filesystem::create_directories(m_folder);
-    }
-    void TearDown() override { std::filesystem::remove_all(m_folder); }
-
-    std::string Path(const std::string& name) const { return (m_folder / name).string(); }
-
-    // Runs encmgr in the test's folder; m_said holds what it said. Returns its exit code, or -1 if a signal ended it.
-    int Run(const std::string& arguments, const std::string& before = "")
-    {
-        const std::string command = "cd " + m_folder.string() + " && " + before + " " ENCMGR_PROGRAM " " + arguments +
-                                    (before.empty() ? " </dev/null" : "") + " 2>&1";
-        m_said.clear();
-        FILE* pipe = popen(command.c_str(), "r");
-        for (int c; (c = std::fgetc(pipe)) != EOF;)
-            m_said += static_cast<char>(c);
-        const int status = pclose(pipe);
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    }
-    bool Said(const std::string& text) const { return m_said.find(text) != std::string::npos; }
-
-    std::filesystem::path m_folder;
-    std::string m_said;
-};
 
 // Times at which the picture's top flashes white, and at which the tone begins.
 std::vector<double> Flashes(const DecodedFile& file)

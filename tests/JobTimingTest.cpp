@@ -61,7 +61,9 @@ Item Numbered(int number, Nanoseconds time, Nanoseconds duration = 0)
 struct Result {
     RecordingWriter writer;
     Counts counts;
+    Nanoseconds position;
     bool isRefused;
+    bool wroteAudio;
 };
 
 // sourceRate 0: no pictures.
@@ -87,7 +89,7 @@ Result RunJob(std::vector<Item> items, AVRational sourceRate, AVRational rate, s
     writer.refuses = refuses;
     Job job(plan, merge, writer, progress);
     job.Run();
-    return {std::move(writer), job.GetCounts(), job.IsRefused()};
+    return {std::move(writer), job.GetCounts(), job.Position(), job.IsRefused(), job.WroteAudio()};
 }
 
 std::vector<Item> Steady(double rate, int pictures, double startMs = 0.0)
@@ -272,6 +274,8 @@ TEST(JobAudio, GoesInShortBlocksWithTheirTimes)
     using Blocks = std::vector<std::pair<Nanoseconds, size_t>>;
     EXPECT_EQ(result.writer.blocks, (Blocks{{0, 4096}, {4096 * kMs, 4096}, {8192 * kMs, 808}, {9500 * kMs, 100}}));
     EXPECT_TRUE(std::equal(samples.begin(), samples.end(), result.writer.samples.begin()));
+    EXPECT_EQ(result.position, 9600 * kMs);
+    EXPECT_TRUE(result.wroteAudio);
 }
 
 TEST(JobRefusal, EndsAJobThatNothingIsWrittenOf)
@@ -280,7 +284,9 @@ TEST(JobRefusal, EndsAJobThatNothingIsWrittenOf)
     EXPECT_TRUE(result.isRefused);
     EXPECT_EQ(result.counts.pictures, 0);
     std::vector<Item> blocks(600, Block(0, 10));
-    EXPECT_TRUE(RunJob(std::move(blocks), {0, 1}, {25, 1}, {}, true).isRefused);
+    const Result audio = RunJob(std::move(blocks), {0, 1}, {25, 1}, {}, true);
+    EXPECT_TRUE(audio.isRefused);
+    EXPECT_FALSE(audio.wroteAudio);
 }
 
 } // namespace

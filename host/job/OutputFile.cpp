@@ -86,8 +86,6 @@ void OutputFile::CheckFolder() const
     struct stat status = {};
     if (stat(folder.c_str(), &status) != 0 || access(folder.c_str(), W_OK | X_OK) != 0)
         Refuse(m_path, std::strerror(errno));
-    if (!S_ISDIR(status.st_mode))
-        Refuse(m_path, std::strerror(ENOTDIR));
 }
 
 void OutputFile::Create() const

@@ -1,0 +1,105 @@
+// What encmgr says while it works and at its end.
+#include "tests/HostRun.h"
+
+#include <algorithm>
+#include <fstream>
+#include <sstream>
+
+namespace
+{
+
+class HostSaysTest : public HostTest
+{
+protected:
+    // What was said, by lines; those that were overwritten in place too.
+    std::vector<std::string> Lines() const
+    {
+        std::vector<std::string> lines;
+        std::string text = m_said;
+        std::replace(text.begin(), text.end(), '\r', '\n');
+        std::istringstream stream(text);
+        for (std::string line; std::getline(stream, line);)
+            lines.push_back(line);
+        return lines;
+    }
+
+    // Cuts a file, or puts noise into it.
+    void Damage(const std::string& from, const std::string& to, double keep, bool isNoisy) const
+    {
+        std::ifstream in(Path(from), std::ios::binary);
+        std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+        bytes.resize(static_cast<size_t>(static_cast<double>(bytes.size()) * keep));
+        for (size_t i = bytes.size() / 2; isNoisy && i < bytes.size() / 2 + 3000; ++i)
+            bytes[i] = static_cast<char>(i * 37);
+        std::ofstream(Path(to), std::ios::binary) << bytes;
+    }
+};
+
+} // namespace
+
+TEST_F(HostSaysTest, TheSummaryCountsWhatWasWritten)
+{
+    ASSERT_EQ(Run("encode testcard:seconds=2,size=160x90,rate=30 -o a.y4m -r 25 --an"), 0);
+    EXPECT_TRUE(m_said.starts_with("encmgr: a.y4m: 50 pictures, 2.000 s, 1.1 MB, in ")) << m_said;
+    EXPECT_TRUE(m_said.ends_with("x), 0 repeated, 10 dropped\n")) << m_said;
+    ASSERT_EQ(Run("encode testcard:seconds=2 -o a.wav"), 0);
+    EXPECT_TRUE(m_said.find("encmgr: a.wav: audio 2.000 s, 384.1 kB, in ") != std::string::npos) << m_said;
+    ASSERT_EQ(Run("-q encode testcard:seconds=2,size=160x90 -o a.mkv"), 0);
+    EXPECT_EQ(m_said, "");
+    ASSERT_EQ(Run("-v encode testcard:seconds=1,size=160x90 -o b.mkv"), 0);
+    EXPECT_TRUE(Said("video: 160x90, pixels 1:1, 25/1 fps -> 160x90, 25/1 fps, H264")) << m_said;
+    EXPECT_TRUE(Said("audio: 48000 Hz, 2 channels -> 48000 Hz, 2 channels, AAC")) << m_said;
+    EXPECT_TRUE(Said("encmgr: log: ")) << m_said;
+}
+
+TEST_F(HostSaysTest, ATerminalShowsHowFarTheJobIs)
+{
+    const std::string job =
+        "stty cols 50; " ENCMGR_PROGRAM " encode testcard:seconds=20,size=640x360,audio=none -o a.mp4";
+    ASSERT_EQ(Shell("script -qec '" + job + "' /dev/null"), 0) << m_said;
+    const std::vector<std::string> lines = Lines();
+    const auto isProgress = [](const std::string& line) { return line.find("%  ") < 5; };
+    const auto first = std::find_if(lines.begin(), lines.end(), isProgress);
+    ASSERT_NE(first, lines.end()) << m_said;
+    EXPECT_NE(first->find(" pictures  "), std::string::npos);
+    EXPECT_NE(first->find(" fps  "), std::string::npos);
+    EXPECT_LT(std::count_if(lines.begin(), lines.end(), isProgress), 100); // not for each picture
+    EXPECT_TRUE(std::none_of(lines.begin(), lines.end(),
+                             [&](const std::string& line) { return isProgress(line) && line.size() >= 50; }));
+}
+
+TEST_F(HostSaysTest, WhatTheInputLacksIsTold)
+{
+    ASSERT_EQ(Shell("encmgr -q encode testcard:seconds=4,size=160x90 -o a.mp4 && "
+                    "ffmpeg -v error -i a.mp4 -c copy -movflags +faststart whole.mp4 && "
+                    "ffmpeg -v error -i a.mp4 -c copy -metadata:s:v rotate=90 turned.mp4 </dev/null"),
+              0)
+        << m_said;
+    Damage("whole.mp4", "noisy.mp4", 1, true);
+    ASSERT_EQ(Run("encode noisy.mp4 -o noisy.mkv"), 0) << m_said;
+    EXPECT_TRUE(Said("warning: noisy.mp4: error in its ")) << m_said;
+    EXPECT_TRUE(Said("what couldn't be decoded is left out")) << m_said;
+    Damage("whole.mp4", "cut.mp4", 0.5, false);
+    Run("encode cut.mp4 -o cut.mkv");
+    EXPECT_TRUE(Said("warning: cut.mp4 ends after ") || Said("cut.mp4 breaks off")) << m_said;
+    ASSERT_EQ(Run("encode turned.mp4 -o turned.mkv"), 0) << m_said;
+    EXPECT_TRUE(Said("is to be shown turned")) << m_said;
+    ASSERT_EQ(Run("encode a.mp4 -o a.wav --frames 5"), 0) << m_said;
+    EXPECT_TRUE(Said("a.wav holds audio alone; the input's video is left out")) << m_said;
+    EXPECT_TRUE(Said("without video, --frames has no effect")) << m_said;
+    EXPECT_EQ(Run("convert a.wav -o a.png"), 3) << m_said;
+    EXPECT_TRUE(Said("can't read a picture from a.wav")) << m_said;
+}
+
+TEST_F(HostSaysTest, AnInterruptBeforeTheFirstPictureLeavesNothing)
+{
+    // A pipe that gives a file's head and then stalls.
+    ASSERT_EQ(Run("-q encode testcard:seconds=2,size=160x90 -o a.mkv"), 0);
+    EXPECT_EQ(Shell("mkfifo pipe; (head -c 3000 a.mkv; exec sleep 20) >pipe & feeder=$!; "
+                    "timeout --preserve-status -s INT 1 " ENCMGR_PROGRAM " encode pipe -o b.mkv </dev/null; code=$?; kill $feeder; "
+                    "test $code = 130"),
+              0)
+        << m_said;
+    EXPECT_TRUE(Said("interrupted")) << m_said;
+    EXPECT_FALSE(std::filesystem::exists(Path("b.mkv")));
+}
