@@ -68,7 +68,7 @@ ColumnLine TableColumns(int sourceColumns, int targetColumns)
 }
 
 ColumnMap::ColumnMap(const ColumnLine& line, int first, int columns, ptrdiff_t ahead, const ScaleRowTable& functions)
-    : m_first(first), m_count(std::min(columns - first, line.ColumnsOfStrip()))
+    : m_first(first), m_count(std::min(columns - first, line.ColumnsOfStrip())), m_bytes(m_count * line.pixelBytes)
 {
     m_columns.count = m_count + line.extra;
     m_columns.pixelBytes = line.pixelBytes;

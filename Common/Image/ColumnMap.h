@@ -44,7 +44,7 @@ public:
 
     int First() const { return m_first; }
     int Count() const { return m_count; } // without extra ones
-    int Bytes() const { return m_count * m_columns.pixelBytes; }
+    int Bytes() const { return m_bytes; }
     int PixelBytes() const { return m_columns.pixelBytes; }
     // Columns are those of the source, one by one: the strip lies in the row as it is, from CopyOf on.
     bool IsCopy() const { return m_isCopy; }
@@ -58,6 +58,7 @@ public:
 private:
     int m_first;
     int m_count;
+    int m_bytes;
     bool m_isCopy;
     Columns m_columns;
     alignas(kLongestVector) unsigned char m_prepared[kPreparedColumnBytes];

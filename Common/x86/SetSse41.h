@@ -168,7 +168,10 @@ struct Sse41 {
     // Bit i is the highest one of byte i.
     static int SignBits8(Vec a) { return _mm_movemask_epi8(a); }
     // 4 bytes from each address, or 8. With two addresses the high half is 0.
-    static Vec Gather32(const void* a, const void* b) { return _mm_setr_epi32(Int32At(a), Int32At(b), 0, 0); }
+    static Vec Gather32(const void* a, const void* b)
+    {
+        return _mm_unpacklo_epi32(_mm_cvtsi32_si128(Int32At(a)), _mm_cvtsi32_si128(Int32At(b)));
+    }
     static Vec Gather32(const void* a, const void* b, const void* c, const void* d)
     {
         return _mm_setr_epi32(Int32At(a), Int32At(b), Int32At(c), Int32At(d));

@@ -34,8 +34,8 @@ template <class S> struct RgbToYuvVector {
         static Terms Of(Vec brgr)
         {
             using Splits = FlooredSplits;
-            // 4 R, and two bits of G where all else has zeros and nothing carries.
             const Vec luma = Sum(brgr, Splits::luma), cb = Sum(brgr, Splits::cb), cr = Sum(brgr, Splits::cr);
+            // Cr lacks 4 R; with it come two bits of G, where all else has zeros and nothing carries.
             return {luma, cb, S::Add32(cr, S::ShiftRight32U(brgr, 22))};
         }
     };
@@ -44,8 +44,8 @@ template <class S> struct RgbToYuvVector {
     struct RoundedTerms {
         static Terms Of(Vec brgr)
         {
-            const Vec half = S::Broadcast32(1 << 15);
             using Splits = RoundedSplits;
+            const Vec half = S::Broadcast32(1 << 15);
             const Vec cb = Sum(brgr, Splits::cb), cr = Sum(brgr, Splits::cr), luma = Sum(brgr, Splits::luma);
             return {S::Add32(luma, half), S::Add32(cb, half), S::Add32(cr, half)};
         }

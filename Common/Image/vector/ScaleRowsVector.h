@@ -144,13 +144,24 @@ template <class S> struct ScaleRowsVector {
                          ptrdiff_t bytes)
     {
         const Place place = {table, table.offsets[0][i / kGroup] - 2 * i};
-        for (; i < end; i += S::kBytes) {
-            words.PrefetchAt(block == ShuffleTable::Straight ? place.straight + 2 * i : table.offsets[0][i / kGroup]);
-            const Vec vector = BlockAt<block, pixels>(words, place, i);
-            if (Words::isStrip || i <= bytes - S::kBytes)
-                S::Store(dst + i, vector);
-            else
-                S::StoreFirst(dst + i, vector, bytes - i);
+        if constexpr (block == ShuffleTable::Straight) {
+            const ptrdiff_t whole = Words::isStrip || end <= bytes ? end : bytes - S::kBytes + 1;
+#pragma GCC unroll 2 // a turn of one vector is short
+            for (; i < whole; i += S::kBytes) {
+                words.PrefetchAt(place.straight + 2 * i);
+                S::Store(dst + i, BlockAt<block, pixels>(words, place, i));
+            }
+            if (i < end)
+                S::StoreFirst(dst + i, BlockAt<block, pixels>(words, place, i), bytes - i);
+        } else {
+            for (; i < end; i += S::kBytes) {
+                words.PrefetchAt(table.offsets[0][i / kGroup]);
+                const Vec vector = BlockAt<block, pixels>(words, place, i);
+                if (Words::isStrip || i <= bytes - S::kBytes)
+                    S::Store(dst + i, vector);
+                else
+                    S::StoreFirst(dst + i, vector, bytes - i);
+            }
         }
     }
 
