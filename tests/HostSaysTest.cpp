@@ -68,6 +68,17 @@ TEST_F(HostSaysTest, ATerminalShowsHowFarTheJobIs)
                              [&](const std::string& line) { return isProgress(line) && line.size() >= 50; }));
 }
 
+TEST_F(HostSaysTest, TheListHasColumns)
+{
+    ASSERT_EQ(Run("list"), 0);
+    std::vector<size_t> columns;
+    for (const std::string& line : Lines())
+        if (line.starts_with("    video  ") || line.starts_with("    audio  "))
+            columns.push_back(line.rfind("  ") + 2); // where the description begins
+    ASSERT_GT(columns.size(), 3u);
+    EXPECT_EQ(std::count(columns.begin(), columns.end(), columns.front()), static_cast<std::ptrdiff_t>(columns.size()));
+}
+
 TEST_F(HostSaysTest, WhatTheInputLacksIsTold)
 {
     ASSERT_EQ(Shell("encmgr -q encode testcard:seconds=4,size=160x90 -o a.mp4 && "
@@ -96,7 +107,8 @@ TEST_F(HostSaysTest, AnInterruptBeforeTheFirstPictureLeavesNothing)
     // A pipe that gives a file's head and then stalls.
     ASSERT_EQ(Run("-q encode testcard:seconds=2,size=160x90 -o a.mkv"), 0);
     EXPECT_EQ(Shell("mkfifo pipe; (head -c 3000 a.mkv; exec sleep 20) >pipe & feeder=$!; "
-                    "timeout --preserve-status -s INT 1 " ENCMGR_PROGRAM " encode pipe -o b.mkv </dev/null; code=$?; kill $feeder; "
+                    "timeout --preserve-status -s INT 1 " ENCMGR_PROGRAM
+                    " encode pipe -o b.mkv </dev/null; code=$?; kill $feeder; "
                     "test $code = 130"),
               0)
         << m_said;

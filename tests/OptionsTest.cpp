@@ -207,3 +207,25 @@ TEST(Options, ARefusalNamesWhatIsWrong)
     EXPECT_EQ(RefusalOf({"encode", "in", "-o", "out", "-s", "10", "-s", "64x64"}), "") << "the last one counts";
     EXPECT_EQ(RefusalOf(convert), "");
 }
+
+TEST(Values, LimitsBelongToTheRange)
+{
+    const struct {
+        const char* command;
+        const char* option;
+        std::vector<const char*> taken, refused;
+    } cases[] = {
+        {"encode", "-s", {"16x16", "16384x16384"}, {"15x16", "16x15", "16385x16", "16x16385"}},
+        {"encode", "--ar", {"1000", "384000"}, {"999", "384001"}},
+        {"encode", "--channels", {"1", "2"}, {"0", "3"}},
+        {"encode", "--frames", {"1", "2000000000"}, {"0", "2000000001"}},
+        {"encode", "--vb", {"1000", "2147483647"}, {"999", "2147483648"}},
+        {"convert", "-s", {"2x2", "16384x2"}, {"1x2", "2x1", "16385x2"}},
+    };
+    for (const auto& [command, option, taken, refused] : cases) {
+        for (const char* value : taken)
+            EXPECT_EQ(RefusalOf({command, "in", "-o", "out", option, value}), "") << option << " " << value;
+        for (const char* value : refused)
+            EXPECT_NE(RefusalOf({command, "in", "-o", "out", option, value}), "") << option << " " << value;
+    }
+}
