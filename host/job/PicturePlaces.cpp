@@ -34,6 +34,7 @@ public:
     }
 
 private:
+    // NOLINTNEXTLINE(misc-no-recursion): as deep as pictures wait, three
     void Try(size_t i, int64_t free, double cost)
     {
         if (cost >= m_cost)
