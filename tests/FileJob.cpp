@@ -21,7 +21,7 @@ std::vector<std::wstring> s_log;
 void TakeLine(void*, const wchar_t* text)
 {
     const std::lock_guard lock(s_mutex);
-    s_log.push_back(text);
+    s_log.emplace_back(text);
 }
 
 } // namespace

@@ -55,7 +55,7 @@ TEST_F(HostSaysTest, TheSummaryCountsWhatWasWritten)
 TEST_F(HostSaysTest, ATerminalShowsHowFarTheJobIs)
 {
     const std::string job =
-        "stty cols 50; " ENCMGR_PROGRAM " encode testcard:seconds=20,size=640x360,audio=none -o a.mp4";
+        "stty cols 70; " ENCMGR_PROGRAM " encode testcard:seconds=20,size=640x360,audio=none -o a.mp4";
     ASSERT_EQ(Shell("script -qec '" + job + "' /dev/null"), 0) << m_said;
     const std::vector<std::string> lines = Lines();
     const auto isProgress = [](const std::string& line) { return line.find("%  ") < 5; };
@@ -63,9 +63,11 @@ TEST_F(HostSaysTest, ATerminalShowsHowFarTheJobIs)
     ASSERT_NE(first, lines.end()) << m_said;
     EXPECT_NE(first->find(" pictures  "), std::string::npos);
     EXPECT_NE(first->find(" fps  "), std::string::npos);
+    EXPECT_NE(first->find("  ETA 0:0"), std::string::npos);
+    EXPECT_EQ(first->find("repeated"), std::string::npos);                 // no room
     EXPECT_LT(std::count_if(lines.begin(), lines.end(), isProgress), 100); // not for each picture
     EXPECT_TRUE(std::none_of(lines.begin(), lines.end(),
-                             [&](const std::string& line) { return isProgress(line) && line.size() >= 50; }));
+                             [&](const std::string& line) { return isProgress(line) && line.size() >= 70; }));
 }
 
 TEST_F(HostSaysTest, TheListHasColumns)
@@ -104,14 +106,15 @@ TEST_F(HostSaysTest, WhatTheInputLacksIsTold)
 
 TEST_F(HostSaysTest, AnInterruptBeforeTheFirstPictureLeavesNothing)
 {
-    // A pipe that gives a file's head and then stalls.
-    ASSERT_EQ(Run("-q encode testcard:seconds=2,size=160x90 -o a.mkv"), 0);
-    EXPECT_EQ(Shell("mkfifo pipe; (head -c 3000 a.mkv; exec sleep 20) >pipe & feeder=$!; "
-                    "timeout --preserve-status -s INT 1 " ENCMGR_PROGRAM
-                    " encode pipe -o b.mkv </dev/null; code=$?; kill $feeder; "
-                    "test $code = 130"),
-              0)
-        << m_said;
+    // Pipes that stall: in the file's head, and behind its first picture.
+    ASSERT_EQ(Run("-q encode testcard:seconds=2,size=160x90 --an -o a.y4m"), 0);
+    for (const std::string bytes : {"10", "30000"})
+        EXPECT_EQ(Shell("rm -f pipe; mkfifo pipe; (head -c " + bytes +
+                        " a.y4m; exec sleep 20) >pipe & feeder=$!; "
+                        "timeout --preserve-status -s INT 0.7 " ENCMGR_PROGRAM " encode pipe -o b.mkv </dev/null; "
+                        "code=$?; kill $feeder; test $code = 130"),
+                  0)
+            << m_said;
     EXPECT_TRUE(Said("interrupted")) << m_said;
     EXPECT_FALSE(std::filesystem::exists(Path("b.mkv")));
 }
