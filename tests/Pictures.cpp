@@ -33,6 +33,7 @@ std::vector<int16_t> TestSamples(int rate, int channels, double seconds)
 {
     std::vector<int16_t> samples(static_cast<size_t>(rate * seconds) * static_cast<size_t>(channels));
     for (size_t i = 0; i < samples.size(); ++i)
-        samples[i] = static_cast<int16_t>(9000 * std::sin(static_cast<double>(i) * 0.07) + (i * 7919) % 601);
+        samples[i] =
+            static_cast<int16_t>(9000 * std::sin(static_cast<double>(i) * 0.07) + static_cast<double>(i * 7919 % 601));
     return samples;
 }
