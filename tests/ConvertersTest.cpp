@@ -91,7 +91,7 @@ const AVChannelLayout kMono = AV_CHANNEL_LAYOUT_MONO, kStereo = AV_CHANNEL_LAYOU
 
 TEST(PictureConverter, WhatIsRightAlreadyPassesAsItIs)
 {
-    PictureConverter converter(64, 48);
+    PictureConverter converter(64, 48, AVCOL_SPC_SMPTE170M);
     const auto frame = Flat(AV_PIX_FMT_YUV420P, 64, 48, {200, 90, 160});
     EXPECT_EQ(converter.Convert(frame), frame);
     frame->color_range = AVCOL_RANGE_MPEG;
@@ -100,7 +100,7 @@ TEST(PictureConverter, WhatIsRightAlreadyPassesAsItIs)
 
 TEST(PictureConverter, FullRangeBecomesLimitedHoweverItIsTold)
 {
-    PictureConverter converter(64, 48); // one for all: each frame differs from the one before
+    PictureConverter converter(64, 48, AVCOL_SPC_SMPTE170M); // one for all: each frame differs from the one before
     for (const AVPixelFormat format : {AV_PIX_FMT_YUVJ420P, AV_PIX_FMT_YUVJ422P, AV_PIX_FMT_YUVJ444P,
                                        AV_PIX_FMT_YUVJ440P, AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUV444P}) {
         SCOPED_TRACE(av_get_pix_fmt_name(format));
@@ -115,25 +115,52 @@ TEST(PictureConverter, FullRangeBecomesLimitedHoweverItIsTold)
     ExpectFlat(converter.Convert(limited).get(), 64, 48, {235, 16, 240});
 }
 
-// The colours of BT.601 and BT.709 for red, as players assume them by the size.
-TEST(PictureConverter, RgbGetsTheMatrixOfItsSize)
+// Red in BT.601 and BT.709.
+TEST(PictureConverter, EveryPictureHasTheMatrixThatIsAnnounced)
 {
-    PictureConverter small(640, 360), large(1280, 720);
-    ExpectFlat(small.Convert(Flat(AV_PIX_FMT_RGB24, 640, 360, {255, 0, 0})).get(), 640, 360, {81, 90, 240});
-    ExpectFlat(large.Convert(Flat(AV_PIX_FMT_RGB24, 1280, 720, {255, 0, 0})).get(), 1280, 720, {63, 102, 240});
+    const std::vector<uint8_t> red601 = {81, 90, 240}, red709 = {63, 102, 240};
+    PictureConverter small(64, 48, AVCOL_SPC_SMPTE170M), large(64, 48, AVCOL_SPC_BT709);
+    const auto rgb = Flat(AV_PIX_FMT_RGB24, 64, 48, {255, 0, 0});
+    ExpectFlat(small.Convert(rgb).get(), 64, 48, {81, 90, 240});
+    ExpectFlat(large.Convert(rgb).get(), 64, 48, {63, 102, 240});
+    for (const AVPixelFormat format : {AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUV444P}) {
+        const auto frame = Flat(format, 64, 48, red601);
+        ExpectFlat(large.Convert(frame).get(), 64, 48, {81, 90, 240}); // names none
+        frame->colorspace = AVCOL_SPC_BT470BG;                         // another name of small's
+        ExpectFlat(small.Convert(frame).get(), 64, 48, {81, 90, 240});
+        ExpectFlat(large.Convert(frame).get(), 64, 48, {63, 102, 240});
+    }
+}
+
+TEST(PictureColour, IsTheStreamsWithAMatrixInAnyCase)
+{
+    AVCodecParameters stream = {};
+    stream.width = 720;
+    stream.height = 576;
+    stream.format = AV_PIX_FMT_YUV420P;
+    stream.color_space = AVCOL_SPC_UNSPECIFIED;
+    stream.color_primaries = AVCOL_PRI_UNSPECIFIED;
+    stream.color_trc = AVCOL_TRC_RESERVED;
+    EXPECT_EQ(ColourOf(stream).matrix, AVCOL_SPC_SMPTE170M);
+    EXPECT_EQ(ColourOf(stream).primaries, 0);
+    EXPECT_EQ(ColourOf(stream).transfer, 0);
+    stream.height = 577;
+    EXPECT_EQ(ColourOf(stream).matrix, AVCOL_SPC_BT709);
+    stream.color_space = AVCOL_SPC_BT2020_NCL;
+    stream.color_primaries = AVCOL_PRI_BT2020;
+    stream.color_trc = AVCOL_TRC_SMPTE2084;
+    EXPECT_EQ(ColourOf(stream).matrix, AVCOL_SPC_BT2020_NCL);
+    EXPECT_EQ(ColourOf(stream).primaries, AVCOL_PRI_BT2020);
+    EXPECT_STREQ(HdrTransferName(ColourOf(stream)), "PQ");
+    stream.format = AV_PIX_FMT_GBRP;
+    EXPECT_EQ(ColourOf(stream).matrix, AVCOL_SPC_BT709);
     EXPECT_FALSE(IsHighDefinition(1279, 576));
     EXPECT_TRUE(IsHighDefinition(1280, 576));
-    EXPECT_TRUE(IsHighDefinition(720, 577));
-
-    // YUV keeps its own.
-    const auto tagged = Flat(AV_PIX_FMT_YUV444P, 1280, 720, {81, 90, 240});
-    tagged->colorspace = AVCOL_SPC_SMPTE170M;
-    ExpectFlat(large.Convert(tagged).get(), 1280, 720, {81, 90, 240});
 }
 
 TEST(PictureConverter, OddSizesAndOtherSizesFillTheWholePicture)
 {
-    PictureConverter converter(65, 33);
+    PictureConverter converter(65, 33, AVCOL_SPC_SMPTE170M);
     ExpectFlat(converter.Convert(Flat(AV_PIX_FMT_YUV422P, 65, 33, {100, 50, 200})).get(), 65, 33, {100, 50, 200});
     ExpectFlat(converter.Convert(Flat(AV_PIX_FMT_YUV420P, 31, 99, {100, 50, 200})).get(), 65, 33, {100, 50, 200});
     ExpectFlat(converter.Convert(Flat(AV_PIX_FMT_YUV444P, 65, 33, {90, 60, 70})).get(), 65, 33, {90, 60, 70});

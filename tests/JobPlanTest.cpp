@@ -75,7 +75,7 @@ TEST(JobPlan, TheRateIsTheSourcesWithinTheLibrarysLimits)
 
 TEST(JobPlan, WhatIsAskedForGoesBeforeTheSources)
 {
-    const VideoFormat video = {720, 576, {25, 1}, {64, 45}};
+    const VideoFormat video = {720, 576, {25, 1}, {64, 45}, {.matrix = 9, .primaries = 8, .transfer = 16}};
     const AudioFormat audio = {44100, 2};
     const JobPlan asked = Plan({.size = PictureSize{321, 123},
                                 .interpolation = IMAGE_INTERPOLATION_NEAR,
@@ -96,6 +96,7 @@ TEST(JobPlan, WhatIsAskedForGoesBeforeTheSources)
     EXPECT_EQ(asked.audioInfo.samplerate, 44100);
     EXPECT_EQ(asked.audioInfo.channels, 2);
     EXPECT_EQ(asked.pictures, 7);
+    EXPECT_EQ(asked.param.video.dwColour, KX_COLOUR(KX_RANGE_LIMITED, 9, 8, 16));
     EXPECT_EQ(Plan({.size = PictureSize{99, 99}, .fit = IMAGE_RESIZE_CROP}, &video).param.video.nResizeMethod,
               IMAGE_RESIZE_CROP);
 

@@ -39,6 +39,9 @@ Sources OpenSources(const EncodeOptions& options, const Choice& choice, Messages
     }
     if (!sources.Video() && options.pictures)
         messages.Warn("without video, --frames has no effect");
+    if (const char* const hdr = sources.Video() ? HdrTransferName(sources.Video()->Video()->colour) : nullptr)
+        messages.Warn(Format("%s has high dynamic range (%s); it is written with 8 bits, under the same name",
+                             ShownName(options.input).c_str(), hdr));
     return sources;
 }
 

@@ -62,6 +62,7 @@ void PlanVideo(JobPlan& plan, const EncodeOptions& options, const Choice& choice
     param.nBitRate = options.videoBitRate;
     param.nResizeMethod = fit;
     param.nInterpolation = options.interpolation;
+    param.dwColour = KX_COLOUR(KX_RANGE_LIMITED, video.colour.matrix, video.colour.primaries, video.colour.transfer);
 
     KXVideoInfo& info = plan.videoInfo;
     info.width = video.width;

@@ -160,8 +160,9 @@ void MediaInput::OpenVideo(int streamIndex)
 
     const AVRational aspect = av_guess_sample_aspect_ratio(m_container.get(), stream, nullptr);
     const StampKind kind = KindOfVideo(streamIndex);
-    m_video = VideoFormat{par.width, par.height, kind.rate, IsUsable(aspect) ? aspect : AVRational{1, 1}};
-    m_pictures.emplace(par.width, par.height);
+    m_video =
+        VideoFormat{par.width, par.height, kind.rate, IsUsable(aspect) ? aspect : AVRational{1, 1}, ColourOf(par)};
+    m_pictures.emplace(par.width, par.height, m_video->colour.matrix);
     m_videoTrack.number = m_times.AddStream(kind, stream->time_base);
     RemarkOnRotation();
 }

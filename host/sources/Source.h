@@ -2,6 +2,8 @@
 #ifndef ENCMGR_HOST_SOURCE_H
 #define ENCMGR_HOST_SOURCE_H
 
+#include "host/sources/PictureColour.h"
+
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -31,10 +33,11 @@ inline double InSeconds(Nanoseconds time)
 }
 
 struct VideoFormat {
-    int width;              // pixels of every picture
-    int height;             //
-    AVRational frameRate;   // the rate stated or measured; never 0
-    AVRational pixelAspect; // width of a pixel to its height; never 0
+    int width;                 // pixels of every picture
+    int height;                //
+    AVRational frameRate;      // the rate stated or measured; never 0
+    AVRational pixelAspect;    // width of a pixel to its height; never 0
+    PictureColour colour = {}; // of limited range
 };
 
 struct AudioFormat {

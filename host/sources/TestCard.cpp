@@ -118,7 +118,11 @@ TestCard::TestCard(const TestCardSettings& settings, Streams wanted)
     m_duration = av_rescale(m_pictures, kSecond * rate.den, rate.num);
     m_present = {true, settings.hasAudio};
     if (wanted.video)
-        m_video = VideoFormat{settings.width, settings.height, rate, PixelAspectOf(settings)};
+        m_video = VideoFormat{settings.width,
+                              settings.height,
+                              rate,
+                              PixelAspectOf(settings),
+                              {.matrix = UsualMatrix(settings.width, settings.height)}};
     if (!wanted.audio || !settings.hasAudio)
         return;
     m_audio = settings.audio;
