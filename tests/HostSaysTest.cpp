@@ -72,7 +72,7 @@ TEST_F(HostSaysTest, WhatTheInputLacksIsTold)
 {
     ASSERT_EQ(Shell("encmgr -q encode testcard:seconds=4,size=160x90 -o a.mp4 && "
                     "ffmpeg -v error -i a.mp4 -c copy -movflags +faststart whole.mp4 && "
-                    "ffmpeg -v error -i a.mp4 -c copy -metadata:s:v rotate=90 turned.mp4 </dev/null"),
+                    "ffmpeg -v error -i a.mp4 -c copy -metadata:s:v rotate=30 turned.mp4 </dev/null"),
               0)
         << m_said;
     Damage("whole.mp4", "noisy.mp4", 1, true);
@@ -83,7 +83,7 @@ TEST_F(HostSaysTest, WhatTheInputLacksIsTold)
     Run("encode cut.mp4 -o cut.mkv");
     EXPECT_TRUE(Said("warning: cut.mp4 ends after ") || Said("cut.mp4 breaks off")) << m_said;
     ASSERT_EQ(Run("encode turned.mp4 -o turned.mkv"), 0) << m_said;
-    EXPECT_TRUE(Said("is to be shown turned")) << m_said;
+    EXPECT_TRUE(Said("is to be shown turned left by 30 degrees")) << m_said;
     ASSERT_EQ(Run("encode a.mp4 -o a.wav --frames 5"), 0) << m_said;
     EXPECT_TRUE(Said("a.wav holds audio alone; the input's video is left out")) << m_said;
     EXPECT_TRUE(Said("without video, --frames has no effect")) << m_said;
@@ -96,7 +96,8 @@ TEST_F(HostSaysTest, AnInterruptBeforeTheFirstPictureLeavesNothing)
     // A pipe that gives a file's head and then stalls.
     ASSERT_EQ(Run("-q encode testcard:seconds=2,size=160x90 -o a.mkv"), 0);
     EXPECT_EQ(Shell("mkfifo pipe; (head -c 3000 a.mkv; exec sleep 20) >pipe & feeder=$!; "
-                    "timeout --preserve-status -s INT 1 " ENCMGR_PROGRAM " encode pipe -o b.mkv </dev/null; code=$?; kill $feeder; "
+                    "timeout --preserve-status -s INT 1 " ENCMGR_PROGRAM
+                    " encode pipe -o b.mkv </dev/null; code=$?; kill $feeder; "
                     "test $code = 130"),
               0)
         << m_said;

@@ -74,6 +74,16 @@ void AddVideo(CLI::App& command, EncodeOptions& options)
     AddWord(command, "--scale", options.interpolation, scalings, "Scaling: bilinear (the default) or near")
         ->type_name("METHOD")
         ->group(group);
+    command
+        .add_flag_callback(
+            "--deinterlace", [&options] { options.deinterlace = true; },
+            "Make whole pictures of two fields (default: of interlaced ones whose height changes)")
+        ->group(group);
+    command
+        .add_flag_callback(
+            "--no-deinterlace", [&options] { options.deinterlace = false; }, "Leave fields as they are")
+        ->excludes("--deinterlace")
+        ->group(group);
     AddValue(command, "--vb", options.videoBitRate, ParseBitRate, "a bit rate such as 800k or 2.5M",
              "Bit rate, as in 800k or 2.5M (default: the encoder's own)")
         ->type_name("RATE")

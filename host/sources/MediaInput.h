@@ -5,8 +5,10 @@
 #include "host/sources/FrameTimes.h"
 #include "host/sources/Libav.h"
 #include "host/sources/PictureConverter.h"
+#include "host/sources/PictureFilter.h"
 #include "host/sources/SampleConverter.h"
 #include "host/sources/Source.h"
+#include "host/sources/StreamInfo.h"
 
 #include <deque>
 
@@ -21,6 +23,7 @@ public:
     // Opens the input and the decoders of what is wanted and there. Throws HostError.
     MediaInput(const std::string& name, Streams wanted, Messages& messages);
 
+    void Deinterlace(bool isEveryPicture) override;
     Item Next() override;
 
 private:
@@ -30,18 +33,18 @@ private:
         size_t number = 0; // in m_times
     };
 
-    void Open();
     void OpenVideo(int streamIndex);
     void OpenAudio(int streamIndex);
     void OpenDecoder(Track& track, int streamIndex);
     StampKind KindOfVideo(int streamIndex);
     std::vector<Nanoseconds> ReadAhead(int streamIndex);
-    void RemarkOnRotation();
+    void FilterPictures(const std::string& deinterlacer);
 
     int NextPacket();
     void ReadPacket();
     void Decode(Track& track, AVPacket* packet);
     void TakePicture();
+    void TakeFiltered();
     void TakeAudio();
     Nanoseconds Place(Track& track, int64_t units);
     void NoteDamage(const char* what, const std::string& reason);
@@ -58,6 +61,8 @@ private:
     Track m_audioTrack;
     FrameTimes m_times;
     std::optional<PictureConverter> m_pictures;
+    Turn m_turn;                           // of the pictures
+    std::optional<PictureFilter> m_filter; // behind the conversion
     std::optional<SampleConverter> m_samples;
     std::deque<Item> m_ready;
     bool m_isAtEnd = false;

@@ -117,6 +117,7 @@ std::shared_ptr<const AVFrame> PictureConverter::Convert(const std::shared_ptr<c
     const auto converted = NewPicture(AV_PIX_FMT_YUV420P, m_width, m_height);
     if (!Prepare(*frame) || sws_scale_frame(m_context.get(), converted.get(), frame.get()) < 0)
         return nullptr;
+    CopyFieldMarks(*converted, *frame);
     return converted;
 }
 

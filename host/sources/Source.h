@@ -32,12 +32,22 @@ inline double InSeconds(Nanoseconds time)
     return static_cast<double>(time) / static_cast<double>(kSecond);
 }
 
+// Whether pictures consist of two fields, of the even rows and the odd ones, that were taken one after the other.
+enum class Fields {
+    kUnknown,
+    kNone,
+    kTopFirst,
+    kBottomFirst,
+    kMixed, // two, but not in rows of their own
+};
+
 struct VideoFormat {
     int width;                 // pixels of every picture
     int height;                //
     AVRational frameRate;      // the rate stated or measured; never 0
     AVRational pixelAspect;    // width of a pixel to its height; never 0
     PictureColour colour = {}; // of limited range
+    Fields fields = Fields::kUnknown;
 };
 
 struct AudioFormat {
@@ -82,6 +92,10 @@ public:
     // Length as far as it is known beforehand, otherwise 0; and whether that is more than a guess.
     Nanoseconds Duration() const { return m_duration; }
     bool IsDurationStated() const { return m_isDurationStated; }
+
+    // Has every picture made of all its rows at one time: those that are marked as interlaced, or all. Before the first
+    // Next; no matter for a source that makes whole pictures.
+    virtual void Deinterlace([[maybe_unused]] bool isEveryPicture) {}
 
     // The next picture or block in the source's own order; within a stream times rise.
     virtual Item Next() = 0;
