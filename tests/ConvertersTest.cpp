@@ -164,6 +164,11 @@ TEST(PictureConverter, OddSizesAndOtherSizesFillTheWholePicture)
     ExpectFlat(converter.Convert(Flat(AV_PIX_FMT_YUV422P, 65, 33, {100, 50, 200})).get(), 65, 33, {100, 50, 200});
     ExpectFlat(converter.Convert(Flat(AV_PIX_FMT_YUV420P, 31, 99, {100, 50, 200})).get(), 65, 33, {100, 50, 200});
     ExpectFlat(converter.Convert(Flat(AV_PIX_FMT_YUV444P, 65, 33, {90, 60, 70})).get(), 65, 33, {90, 60, 70});
+    for (const auto& [width, height] : {std::pair(1, 1), {1, 64}, {3, 5}, {65, 33}}) {
+        PictureConverter small(width, height, AVCOL_SPC_SMPTE170M);
+        ExpectFlat(small.Convert(Flat(AV_PIX_FMT_RGB24, width, height, {255, 0, 0})).get(), width, height,
+                   {81, 90, 240});
+    }
 }
 
 TEST(SampleConverter, SixteenBitsPassAndFloatsAreScaled)

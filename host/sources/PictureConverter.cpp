@@ -84,7 +84,9 @@ bool PictureConverter::Prepare(const AVFrame& frame)
         return false;
     // The ranges have to be known when the context is set up: without a difference it may turn out to be a copy.
     // These flags give the same bytes on every processor.
-    constexpr int flags = SWS_BICUBIC | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT | SWS_BITEXACT;
+    // Without the last, RGB of an odd width has its last column mixed with grey.
+    const int flags =
+        SWS_BICUBIC | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT | SWS_BITEXACT | (kind.width % 2 ? SWS_FULL_CHR_H_INP : 0);
     const std::pair<const char*, int> options[] = {
         {"srcw", kind.width},
         {"srch", kind.height},
