@@ -211,3 +211,48 @@ TEST(SampleConverter, ARateThatChangesInMidStreamIsBroughtToTheFirst)
     converter.Convert(*Tone(AV_SAMPLE_FMT_FLTP, 24000, nameless));
     EXPECT_EQ(converter.Convert(*Tone(AV_SAMPLE_FMT_FLTP, 24000, nameless))->size(), 4800u);
 }
+
+// 10 kHz at 44.1 kHz come out at 48 kHz as 10 kHz and hardly anything else; what lies above the lower rate's reach is
+// gone.
+TEST(SampleConverter, TonesStayPureAndHighOnesDontFoldBack)
+{
+    const auto run = [](int rateIn, int rateOut, double hertz) {
+        SampleConverter converter({rateOut, 2});
+        std::vector<int16_t> samples;
+        for (int block = 0; block < 50; ++block) {
+            auto frame = Tone(AV_SAMPLE_FMT_S16, rateIn, kMono);
+            frame->nb_samples = 1001;
+            for (int i = 0; i < 1001; ++i)
+                reinterpret_cast<int16_t*>(frame->data[0])[i] = static_cast<int16_t>(
+                    std::lround(16384 * std::sin(2 * std::numbers::pi * hertz * (block * 1001 + i) / rateIn)));
+            const auto part = converter.Convert(*frame);
+            samples.insert(samples.end(), part->begin(), part->end());
+        }
+        const auto rest = converter.Flush();
+        samples.insert(samples.end(), rest.begin(), rest.end());
+        EXPECT_EQ(samples.size(), 2u * static_cast<size_t>(std::ceil(50050.0 * rateOut / rateIn))) << rateIn;
+        return samples;
+    };
+    // The part of the tone by projection, over whole periods in the middle; the rest is junk.
+    const auto samples = run(44100, 48000, 10000.0);
+    constexpr size_t first = 4800, count = 38400;
+    double sine = 0, cosine = 0, power = 0;
+    for (size_t i = first; i < first + count; ++i) {
+        EXPECT_EQ(samples[2 * i], samples[2 * i + 1]);
+        const double angle = 2 * std::numbers::pi * 10000.0 * static_cast<double>(i) / 48000;
+        sine += samples[2 * i] * std::sin(angle) * 2 / count;
+        cosine += samples[2 * i] * std::cos(angle) * 2 / count;
+        power += samples[2 * i] * samples[2 * i] * 2.0 / count;
+    }
+    const double tone = sine * sine + cosine * cosine;
+    EXPECT_NEAR(std::sqrt(tone), 16384, 20);
+    EXPECT_GT(10 * std::log10(tone / (power - tone)), 80.0);
+
+    const auto folded = run(96000, 44100, 30000.0);
+    EXPECT_LT(PeakOf(std::vector<int16_t>(folded.begin() + 2000, folded.end() - 2000), 0, 2), 4);
+    SampleConverter brief({48000, 1});
+    const auto few = Tone(AV_SAMPLE_FMT_S16, 44100, kMono);
+    few->nb_samples = 7;
+    EXPECT_TRUE(brief.Convert(*few)->empty());
+    EXPECT_EQ(brief.Flush().size(), 8u); // shorter than the filter, but there
+}

@@ -105,6 +105,11 @@ void AddAudio(CLI::App& command, EncodeOptions& options)
                "Samples per second (default: the input's)")
         ->type_name("HZ")
         ->group(group);
+    const Words<bool> resamplers = {{"filter", false}, {"library", true}};
+    AddWord(command, "--resampler", options.isLibraryResampling, resamplers,
+            "To another rate: filter (a low-pass filter, the default) or library (EncMgr's own, between two samples)")
+        ->type_name("METHOD")
+        ->group(group);
     AddInteger(command, "--channels", options.channels, {1, 2}, "1 or 2", "1 or 2 (default: the input's, at most 2)")
         ->type_name("N")
         ->group(group);

@@ -28,8 +28,9 @@ struct EncodeOptions {
     std::optional<bool> deinterlace; // without it: where rows are scaled
     int videoBitRate = 0;            // 0 leaves it to the encoder
     int audioBitRate = 0;
-    int sampleRate = 0; // 0: the source's
-    int channels = 0;   // 0: the source's
+    int sampleRate = 0;               // 0: the source's
+    int channels = 0;                 // 0: the source's
+    bool isLibraryResampling = false; // rather than the source
     std::optional<int64_t> pictures;
     bool overwrite = false;
 };

@@ -50,7 +50,7 @@ Nanoseconds DurationOf(const AVFrame& frame, AVRational timeBase)
 
 } // namespace
 
-MediaInput::MediaInput(const std::string& name, Streams wanted, Messages& messages)
+MediaInput::MediaInput(const std::string& name, const Wanted& wanted, Messages& messages)
     : m_address(AddressOf(name)), m_name(ShownName(name)), m_messages(messages),
       m_container(OpenContainer(m_address, m_name, messages)), m_packet(av_packet_alloc()), m_frame(NewFrame()),
       m_times(m_container->iformat->flags & AVFMT_TS_DISCONT ? kLongestGapOfJumpyFormat : kLongestGap)
@@ -70,7 +70,7 @@ MediaInput::MediaInput(const std::string& name, Streams wanted, Messages& messag
     if (wanted.video && video >= 0)
         OpenVideo(video);
     if (wanted.audio && audio >= 0)
-        OpenAudio(audio);
+        OpenAudio(audio, wanted.audioFormat);
 }
 
 void MediaInput::OpenDecoder(Track& track, int streamIndex)
@@ -126,7 +126,7 @@ void MediaInput::OpenVideo(int streamIndex)
         m_video->fields = Fields::kMixed;
 }
 
-void MediaInput::OpenAudio(int streamIndex)
+void MediaInput::OpenAudio(int streamIndex, const AudioFormat& wanted)
 {
     AVStream* const stream = m_container->streams[streamIndex];
     const AVCodecParameters& par = *stream->codecpar;
@@ -135,9 +135,11 @@ void MediaInput::OpenAudio(int streamIndex)
         return;
     }
     OpenDecoder(m_audioTrack, streamIndex);
-    m_audio = AudioFormat{par.sample_rate, std::min(par.ch_layout.nb_channels, 2)};
+    m_audio = wanted.Or({par.sample_rate, std::min(par.ch_layout.nb_channels, 2)});
+    m_messages.Detail(
+        Format("%s: audio of %d Hz, %d channels", m_name.c_str(), par.sample_rate, par.ch_layout.nb_channels));
     m_samples.emplace(*m_audio);
-    m_audioTrack.number = m_times.AddStream({{par.sample_rate, 1}, kAudioTolerance}, stream->time_base);
+    m_audioTrack.number = m_times.AddStream({{m_audio->sampleRate, 1}, kAudioTolerance}, stream->time_base);
 }
 
 // The rate is that of the grid on which the stamps stand, if they show one.
@@ -239,6 +241,8 @@ void MediaInput::ReadPacket()
         m_filter->Put({});
         TakeFiltered();
     }
+    if (m_samples)
+        AddSamples(m_samples->Flush());
 }
 
 // Takes what the packet gives, or for null what the decoder still holds.
@@ -300,10 +304,16 @@ void MediaInput::TakeAudio()
         NoteDamage("audio", "samples that can't be converted");
         return;
     }
-    if (samples->empty())
+    AddSamples(std::move(*samples));
+}
+
+// They have the time stamp of the frame just decoded, or follow on what came before.
+void MediaInput::AddSamples(std::vector<int16_t> samples)
+{
+    if (samples.empty())
         return;
-    const auto count = static_cast<int64_t>(samples->size()) / m_audio->channels;
-    m_ready.push_back({Item::Kind::kAudio, Place(m_audioTrack, count), 0, nullptr, std::move(*samples)});
+    const auto count = static_cast<int64_t>(samples.size()) / m_audio->channels;
+    m_ready.push_back({Item::Kind::kAudio, Place(m_audioTrack, count), 0, nullptr, std::move(samples)});
 }
 
 Nanoseconds MediaInput::Place(Track& track, int64_t units)

@@ -21,7 +21,7 @@ class MediaInput : public Source
 {
 public:
     // Opens the input and the decoders of what is wanted and there. Throws HostError.
-    MediaInput(const std::string& name, Streams wanted, Messages& messages);
+    MediaInput(const std::string& name, const Wanted& wanted, Messages& messages);
 
     void Deinterlace(bool isEveryPicture) override;
     Item Next() override;
@@ -34,7 +34,7 @@ private:
     };
 
     void OpenVideo(int streamIndex);
-    void OpenAudio(int streamIndex);
+    void OpenAudio(int streamIndex, const AudioFormat& wanted);
     void OpenDecoder(Track& track, int streamIndex);
     StampKind KindOfVideo(int streamIndex);
     std::vector<Nanoseconds> ReadAhead(int streamIndex);
@@ -46,6 +46,7 @@ private:
     void TakePicture();
     void TakeFiltered();
     void TakeAudio();
+    void AddSamples(std::vector<int16_t> samples);
     Nanoseconds Place(Track& track, int64_t units);
     void NoteDamage(const char* what, const std::string& reason);
 

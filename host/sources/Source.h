@@ -53,6 +53,12 @@ struct VideoFormat {
 struct AudioFormat {
     int sampleRate; // Hz
     int channels;   // 1 or 2
+
+    // With another's values for those that are 0.
+    AudioFormat Or(const AudioFormat& other) const
+    {
+        return {sampleRate ? sampleRate : other.sampleRate, channels ? channels : other.channels};
+    }
 };
 
 // A picture or a block of audio.
@@ -75,6 +81,13 @@ struct Item {
 struct Streams {
     bool video;
     bool audio;
+};
+
+// What a source is to deliver as far as it has it.
+struct Wanted {
+    bool video;
+    bool audio;
+    AudioFormat audioFormat = {}; // 0 in a field: the source's own
 };
 
 class Source
@@ -118,7 +131,7 @@ protected:
 
 // name is a path, "-" for the standard input, an address with "://", or "testcard:" and its parameters. Throws
 // HostError.
-std::unique_ptr<Source> OpenSource(const std::string& name, Streams wanted, Messages& messages);
+std::unique_ptr<Source> OpenSource(const std::string& name, const Wanted& wanted, Messages& messages);
 
 // A source's name as messages show it.
 std::string ShownName(const std::string& name);
