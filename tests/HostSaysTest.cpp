@@ -52,6 +52,17 @@ TEST_F(HostSaysTest, TheSummaryCountsWhatWasWritten)
     EXPECT_TRUE(Said("encmgr: log: ")) << m_said;
 }
 
+TEST_F(HostSaysTest, WhatAnEncoderMadeOfTheOptionsIsTold)
+{
+    const std::string job = "encode testcard:seconds=1,size=160x90 -o a.mp4 -y -s 321x201 --ar 11111";
+    ASSERT_EQ(Run(job), 0) << m_said;
+    EXPECT_TRUE(Said("encmgr: a.mp4: its video is written with 320x200 pixels rather than 321x201 pixels")) << m_said;
+    EXPECT_TRUE(Said("encmgr: a.mp4: its audio is written with 11025 Hz rather than 11111 Hz")) << m_said;
+    EXPECT_FALSE(Said("bits/s")) << m_said;
+    ASSERT_EQ(Run("-q " + job), 0);
+    EXPECT_EQ(m_said, "");
+}
+
 TEST_F(HostSaysTest, ATerminalShowsHowFarTheJobIs)
 {
     const std::string job =

@@ -71,6 +71,8 @@ int RunJob(const EncodeOptions& options, const Sources& sources, const JobPlan& 
     output.Create();
     TimeMerge merge(sources.Video(), sources.Audio());
     JobWriter writer(plan, output);
+    for (const std::string& line : writer.Revisions())
+        messages.Say(Format("%s: its %s", output.Path().c_str(), line.c_str()));
     Progress progress(messages, output, ExpectedLength(plan, sources), plan.hasVideo);
     Job job(plan, merge, writer, progress);
     job.Run();
