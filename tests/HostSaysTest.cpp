@@ -63,6 +63,21 @@ TEST_F(HostSaysTest, WhatAnEncoderMadeOfTheOptionsIsTold)
     EXPECT_EQ(m_said, "");
 }
 
+TEST_F(HostSaysTest, FilesThatAreNoPluginsAreTold)
+{
+    ASSERT_EQ(Shell("mkdir -p a/PlugIns && cd a/PlugIns && echo bad >wpbad.dylib && touch wpx.so README"), 0) << m_said;
+    EXPECT_EQ(Run("--plugins a list"), 5) << m_said;
+    EXPECT_TRUE(Said("wpbad.dylib: file too short")) << m_said;
+    EXPECT_TRUE(Said("wpx.so isn't loaded: the names of plug-ins begin with \"wp\"")) << m_said;
+    EXPECT_FALSE(Said("README")) << m_said;
+    const std::string good = std::filesystem::path(ENCMGR_PROGRAM).parent_path() / "PlugIns/wpraw.dylib";
+    ASSERT_EQ(Shell("cp " + good + " a/PlugIns/wp1.dylib && cp " + good + " a/PlugIns/wp2.dylib"), 0) << m_said;
+    EXPECT_EQ(Run("--plugins a list"), 0) << m_said;
+    EXPECT_TRUE(Said("which has the same FourCC, I420")) << m_said;
+    EXPECT_EQ(Run("list"), 0);
+    EXPECT_FALSE(Said("warning")) << m_said;
+}
+
 TEST_F(HostSaysTest, ATerminalShowsHowFarTheJobIs)
 {
     const std::string job =
