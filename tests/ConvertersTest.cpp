@@ -91,7 +91,7 @@ const AVChannelLayout kMono = AV_CHANNEL_LAYOUT_MONO, kStereo = AV_CHANNEL_LAYOU
 
 TEST(PictureConverter, WhatIsRightAlreadyPassesAsItIs)
 {
-    PictureConverter converter(64, 48);
+    PictureConverter converter(64, 48, AVCOL_SPC_SMPTE170M);
     const auto frame = Flat(AV_PIX_FMT_YUV420P, 64, 48, {200, 90, 160});
     EXPECT_EQ(converter.Convert(frame), frame);
     frame->color_range = AVCOL_RANGE_MPEG;
@@ -100,7 +100,7 @@ TEST(PictureConverter, WhatIsRightAlreadyPassesAsItIs)
 
 TEST(PictureConverter, FullRangeBecomesLimitedHoweverItIsTold)
 {
-    PictureConverter converter(64, 48); // one for all: each frame differs from the one before
+    PictureConverter converter(64, 48, AVCOL_SPC_SMPTE170M); // one for all: each frame differs from the one before
     for (const AVPixelFormat format : {AV_PIX_FMT_YUVJ420P, AV_PIX_FMT_YUVJ422P, AV_PIX_FMT_YUVJ444P,
                                        AV_PIX_FMT_YUVJ440P, AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUV444P}) {
         SCOPED_TRACE(av_get_pix_fmt_name(format));
@@ -115,28 +115,55 @@ TEST(PictureConverter, FullRangeBecomesLimitedHoweverItIsTold)
     ExpectFlat(converter.Convert(limited).get(), 64, 48, {235, 16, 240});
 }
 
-// The colours of BT.601 and BT.709 for red, as players assume them by the size.
-TEST(PictureConverter, RgbGetsTheMatrixOfItsSize)
+// Red in BT.601 and BT.709.
+TEST(PictureConverter, EveryPictureHasTheMatrixThatIsAnnounced)
 {
-    PictureConverter small(640, 360), large(1280, 720);
-    ExpectFlat(small.Convert(Flat(AV_PIX_FMT_RGB24, 640, 360, {255, 0, 0})).get(), 640, 360, {81, 90, 240});
-    ExpectFlat(large.Convert(Flat(AV_PIX_FMT_RGB24, 1280, 720, {255, 0, 0})).get(), 1280, 720, {63, 102, 240});
-    EXPECT_FALSE(IsHighDefinition(1279, 576));
-    EXPECT_TRUE(IsHighDefinition(1280, 576));
-    EXPECT_TRUE(IsHighDefinition(720, 577));
+    const std::vector<uint8_t> red601 = {81, 90, 240}, red709 = {63, 102, 240};
+    PictureConverter small(64, 48, AVCOL_SPC_SMPTE170M), large(64, 48, AVCOL_SPC_BT709);
+    const auto rgb = Flat(AV_PIX_FMT_RGB24, 64, 48, {255, 0, 0});
+    ExpectFlat(small.Convert(rgb).get(), 64, 48, {81, 90, 240});
+    ExpectFlat(large.Convert(rgb).get(), 64, 48, {63, 102, 240});
+    for (const AVPixelFormat format : {AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUV444P}) {
+        const auto frame = Flat(format, 64, 48, red601);
+        ExpectFlat(large.Convert(frame).get(), 64, 48, {81, 90, 240}); // names none
+        frame->colorspace = AVCOL_SPC_BT470BG;                         // another name of small's
+        ExpectFlat(small.Convert(frame).get(), 64, 48, {81, 90, 240});
+        ExpectFlat(large.Convert(frame).get(), 64, 48, {63, 102, 240});
+    }
+}
 
-    // YUV keeps its own.
-    const auto tagged = Flat(AV_PIX_FMT_YUV444P, 1280, 720, {81, 90, 240});
-    tagged->colorspace = AVCOL_SPC_SMPTE170M;
-    ExpectFlat(large.Convert(tagged).get(), 1280, 720, {81, 90, 240});
+TEST(PictureColour, IsTheStreamsWithAMatrixInAnyCase)
+{
+    const auto colour = [](int height, AVPixelFormat format, AVColorSpace matrix) {
+        AVCodecParameters stream = {};
+        stream.width = 1279;
+        stream.height = height;
+        stream.format = format;
+        stream.color_space = matrix;
+        stream.color_primaries = AVCOL_PRI_UNSPECIFIED;
+        stream.color_trc = AVCOL_TRC_SMPTE2084;
+        return ColourOf(stream);
+    };
+    EXPECT_EQ(colour(576, AV_PIX_FMT_YUV420P, AVCOL_SPC_UNSPECIFIED).matrix, AVCOL_SPC_SMPTE170M);
+    EXPECT_EQ(colour(577, AV_PIX_FMT_YUV420P, AVCOL_SPC_UNSPECIFIED).matrix, AVCOL_SPC_BT709);
+    EXPECT_EQ(colour(577, AV_PIX_FMT_GBRP, AVCOL_SPC_RGB).matrix, AVCOL_SPC_BT709);
+    const PictureColour hdr = colour(576, AV_PIX_FMT_YUV420P10, AVCOL_SPC_BT2020_NCL);
+    EXPECT_EQ(hdr.matrix, AVCOL_SPC_BT2020_NCL);
+    EXPECT_EQ(hdr.primaries, 0);
+    EXPECT_STREQ(HdrTransferName(hdr), "PQ");
 }
 
 TEST(PictureConverter, OddSizesAndOtherSizesFillTheWholePicture)
 {
-    PictureConverter converter(65, 33);
+    PictureConverter converter(65, 33, AVCOL_SPC_SMPTE170M);
     ExpectFlat(converter.Convert(Flat(AV_PIX_FMT_YUV422P, 65, 33, {100, 50, 200})).get(), 65, 33, {100, 50, 200});
     ExpectFlat(converter.Convert(Flat(AV_PIX_FMT_YUV420P, 31, 99, {100, 50, 200})).get(), 65, 33, {100, 50, 200});
     ExpectFlat(converter.Convert(Flat(AV_PIX_FMT_YUV444P, 65, 33, {90, 60, 70})).get(), 65, 33, {90, 60, 70});
+    for (const auto& [width, height] : {std::pair(1, 1), {1, 64}, {3, 5}, {65, 33}}) {
+        PictureConverter small(width, height, AVCOL_SPC_SMPTE170M);
+        ExpectFlat(small.Convert(Flat(AV_PIX_FMT_RGB24, width, height, {255, 0, 0})).get(), width, height,
+                   {81, 90, 240});
+    }
 }
 
 TEST(SampleConverter, SixteenBitsPassAndFloatsAreScaled)
@@ -178,4 +205,41 @@ TEST(SampleConverter, ARateThatChangesInMidStreamIsBroughtToTheFirst)
     const AVChannelLayout nameless = {.order = AV_CHANNEL_ORDER_UNSPEC, .nb_channels = 1, .u = {}, .opaque = nullptr};
     converter.Convert(*Tone(AV_SAMPLE_FMT_FLTP, 24000, nameless));
     EXPECT_EQ(converter.Convert(*Tone(AV_SAMPLE_FMT_FLTP, 24000, nameless))->size(), 4800u);
+}
+
+TEST(SampleConverter, TonesStayPureAndHighOnesDontFoldBack)
+{
+    const auto wave = [](double hertz, int rate, int i) {
+        return 16384 * std::sin(2 * std::numbers::pi * hertz * i / rate);
+    };
+    // What comes out at 30 to 70 % of a second is the tone, or silence if the rate is too low for it, but for 4 steps
+    // of 16384: 70 dB. The count is right to the sample.
+    for (const auto& [in, out, hertz] :
+         {std::tuple(44100, 48000, 10000), {48000, 44100, 15000}, {96000, 44100, 30000}}) {
+        SampleConverter converter({out, 2});
+        std::vector<int16_t> samples;
+        const auto add = [&samples](const std::vector<int16_t>& part) {
+            samples.insert(samples.end(), part.begin(), part.end());
+        };
+        for (int first = 0; first + 1001 <= in; first += 1001) {
+            auto frame = Tone(AV_SAMPLE_FMT_S16, in, kMono);
+            frame->nb_samples = 1001;
+            for (int i = 0; i < 1001; ++i)
+                reinterpret_cast<int16_t*>(frame->data[0])[i] =
+                    static_cast<int16_t>(std::lround(wave(hertz, in, first + i)));
+            add(*converter.Convert(*frame));
+        }
+        add(converter.Flush());
+        ASSERT_EQ(samples.size(), 2u * static_cast<size_t>(std::ceil(in / 1001 * 1001.0 * out / in)));
+        double most = 0;
+        for (int i = out * 3 / 10; i < out * 7 / 10; ++i)
+            for (size_t side = 0; side < 2; ++side)
+                most = std::max(most, std::fabs(samples[2 * static_cast<size_t>(i) + side] -
+                                                (2 * hertz < out ? wave(hertz, out, i) : 0)));
+        EXPECT_LT(most, 4) << in << " to " << out;
+    }
+    SampleConverter brief({48000, 1}); // shorter than the filter
+    const auto few = Tone(AV_SAMPLE_FMT_S16, 44100, kMono);
+    few->nb_samples = 7;
+    EXPECT_EQ(brief.Convert(*few)->size() + brief.Flush().size(), 8u);
 }

@@ -52,6 +52,32 @@ TEST_F(HostSaysTest, TheSummaryCountsWhatWasWritten)
     EXPECT_TRUE(Said("encmgr: log: ")) << m_said;
 }
 
+TEST_F(HostSaysTest, WhatAnEncoderMadeOfTheOptionsIsTold)
+{
+    const std::string job = "encode testcard:seconds=1,size=160x90 -o a.mp4 -y -s 321x201 --ar 11111";
+    ASSERT_EQ(Run(job), 0) << m_said;
+    EXPECT_TRUE(Said("encmgr: a.mp4: its video is written with 320x200 pixels rather than 321x201 pixels")) << m_said;
+    EXPECT_TRUE(Said("encmgr: a.mp4: its audio is written with 11025 Hz rather than 11111 Hz")) << m_said;
+    EXPECT_FALSE(Said("bits/s")) << m_said;
+    ASSERT_EQ(Run("-q " + job), 0);
+    EXPECT_EQ(m_said, "");
+}
+
+TEST_F(HostSaysTest, FilesThatAreNoPluginsAreTold)
+{
+    ASSERT_EQ(Shell("mkdir -p a/PlugIns && cd a/PlugIns && echo bad >wpbad.dylib && touch wpx.so README"), 0) << m_said;
+    EXPECT_EQ(Run("--plugins a list"), 5) << m_said;
+    EXPECT_TRUE(Said("wpbad.dylib: file too short")) << m_said;
+    EXPECT_TRUE(Said("wpx.so isn't loaded: the names of plug-ins begin with \"wp\"")) << m_said;
+    EXPECT_FALSE(Said("README")) << m_said;
+    const std::string good = std::filesystem::path(ENCMGR_PROGRAM).parent_path() / "PlugIns/wpraw.dylib";
+    ASSERT_EQ(Shell("cp " + good + " a/PlugIns/wp1.dylib && cp " + good + " a/PlugIns/wp2.dylib"), 0) << m_said;
+    EXPECT_EQ(Run("--plugins a list"), 0) << m_said;
+    EXPECT_TRUE(Said("which has the same FourCC, I420")) << m_said;
+    EXPECT_EQ(Run("list"), 0);
+    EXPECT_FALSE(Said("warning")) << m_said;
+}
+
 TEST_F(HostSaysTest, ATerminalShowsHowFarTheJobIs)
 {
     const std::string job =
@@ -85,7 +111,7 @@ TEST_F(HostSaysTest, WhatTheInputLacksIsTold)
 {
     ASSERT_EQ(Shell("encmgr -q encode testcard:seconds=4,size=160x90 -o a.mp4 && "
                     "ffmpeg -v error -i a.mp4 -c copy -movflags +faststart whole.mp4 && "
-                    "ffmpeg -v error -i a.mp4 -c copy -metadata:s:v rotate=90 turned.mp4 </dev/null"),
+                    "ffmpeg -v error -i a.mp4 -c copy -metadata:s:v rotate=30 turned.mp4 </dev/null"),
               0)
         << m_said;
     Damage("whole.mp4", "noisy.mp4", 1, true);
@@ -96,7 +122,7 @@ TEST_F(HostSaysTest, WhatTheInputLacksIsTold)
     Run("encode cut.mp4 -o cut.mkv");
     EXPECT_TRUE(Said("warning: cut.mp4 ends after ") || Said("cut.mp4 breaks off")) << m_said;
     ASSERT_EQ(Run("encode turned.mp4 -o turned.mkv"), 0) << m_said;
-    EXPECT_TRUE(Said("is to be shown turned")) << m_said;
+    EXPECT_TRUE(Said("is to be shown turned left by 30 degrees")) << m_said;
     ASSERT_EQ(Run("encode a.mp4 -o a.wav --frames 5"), 0) << m_said;
     EXPECT_TRUE(Said("a.wav holds audio alone; the input's video is left out")) << m_said;
     EXPECT_TRUE(Said("without video, --frames has no effect")) << m_said;

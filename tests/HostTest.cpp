@@ -119,6 +119,63 @@ TEST_F(HostTest, StreamsAndPicturesAreLeftOutAsAsked)
     EXPECT_NEAR(seven.AudioSeconds(), 0.28, 0.03);
 }
 
+TEST_F(HostTest, TurnedPicturesAreStoodUpright)
+{
+    ASSERT_EQ(Run("-q encode testcard:seconds=1,size=162x90,audio=none -o straight.mp4"), 0);
+    for (const std::string angle : {"90", "180", "270"}) {
+        const std::string turn =
+            "ffmpeg -v error -y -i straight.mp4 -c copy -metadata:s:v rotate=" + angle + " turned.mp4";
+        ASSERT_EQ(
+            Shell(turn + " && ffmpeg -v error -y -i turned.mp4 wanted.y4m && encmgr encode turned.mp4 -y -o out.y4m"),
+            0)
+            << m_said;
+        EXPECT_FALSE(Said("warning")) << m_said;
+        const DecodedFile wanted = ReadMedia(Path("wanted.y4m")), upright = ReadMedia(Path("out.y4m"));
+        ASSERT_EQ(upright.pictures.size(), 25u);
+        EXPECT_EQ(upright.pictures[9].width, angle == "180" ? 162 : 90);
+        EXPECT_TRUE(upright.pictures[9].planes == wanted.pictures.at(9).planes) << angle;
+    }
+}
+
+TEST_F(HostTest, InterlacedPicturesAreMadeWholeWhenTheirHeightChanges)
+{
+    // A white box that moves 8 pixels from field to field: its edges are combs.
+    ASSERT_EQ(Shell("ffmpeg -v error -f lavfi -i color=black:s=320x240:r=50 -f lavfi -i color=white:s=64x160:r=50 "
+                    "-filter_complex '[0][1]overlay=x=t*400:y=40,interlace=lowpass=off' -t 1 -c:v mpeg2video -q:v 1 "
+                    "-flags +ilme+ildct -top 1 fields.mpg"),
+              0)
+        << m_said;
+    const auto combs = [this](const std::string& options, int height) {
+        EXPECT_EQ(Run("-q encode fields.mpg -y -o out.y4m --fit stretch " + options), 0) << m_said;
+        const DecodedFile file = ReadMedia(Path("out.y4m"));
+        EXPECT_EQ(file.pictures.size(), 25u);
+        const unsigned char* const luma = file.pictures.at(12).planes.data();
+        int count = 0;
+        for (int i = 320; i < 320 * (height - 1); ++i)
+            count += luma[i] - luma[i - 320] > 60 && luma[i] - luma[i + 320] > 60;
+        return count;
+    };
+    EXPECT_GT(combs("", 240), 300);
+    EXPECT_LT(combs("--deinterlace", 240), 30);
+    EXPECT_LT(combs("-s 320x200", 200), 30);
+    EXPECT_GT(combs("-s 320x200 --no-deinterlace", 200), 100);
+}
+
+// Audio comes at once, and pictures with the next that stands by itself, 3 to 10 seconds later.
+TEST_F(HostTest, ATransportStreamCutInTheMiddleStaysInStep)
+{
+    ASSERT_EQ(Shell("encmgr -q encode testcard:seconds=14,size=160x90 -o a.mkv --vc ffv1 --ac pcm && "
+                    "ffmpeg -v error -i a.mkv -c:v libx264 -sc_threshold 0 -c:a aac a.ts && "
+                    "dd if=a.ts bs=188 skip=100 status=none | encmgr encode - -o b.mkv --vc ffv1 --ac pcm"),
+              0)
+        << m_said;
+    const DecodedFile file = ReadMedia(Path("b.mkv"));
+    const std::vector<double> flashes = Flashes(file), beeps = Beeps(file);
+    ASSERT_GE(flashes.size(), 3u);
+    for (size_t i = 1; i <= 3; ++i)
+        EXPECT_NEAR(beeps.at(beeps.size() - i), flashes[flashes.size() - i], 0.020);
+}
+
 TEST_F(HostTest, AFailedFileIsTakenAwayUnlessItWasThere)
 {
     std::ofstream(Path("old.y4m")) << "old";

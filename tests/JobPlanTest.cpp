@@ -73,9 +73,36 @@ TEST(JobPlan, TheRateIsTheSourcesWithinTheLibrarysLimits)
     }
 }
 
+TEST(JobPlan, FieldsStayWhereTheirRowsDo)
+{
+    const struct {
+        const char* what;
+        Fields source;
+        EncodeOptions options;
+        int order;
+        bool isDeinterlaced;
+    } cases[] = {
+        {"unknown", Fields::kUnknown, {.size = PictureSize{320, 240}}, 0, false},
+        {"whole", Fields::kNone, {}, KX_FIELDS_PROGRESSIVE, false},
+        {"kept", Fields::kTopFirst, {}, KX_FIELDS_TOP_FIRST, false},
+        {"wider", Fields::kBottomFirst, {.size = PictureSize{1280, 576}}, KX_FIELDS_BOTTOM_FIRST, false},
+        {"narrower, with bars", Fields::kTopFirst, {.size = PictureSize{640, 576}}, KX_FIELDS_PROGRESSIVE, true},
+        {"lower", Fields::kTopFirst, {.size = PictureSize{720, 288}}, KX_FIELDS_PROGRESSIVE, true},
+        {"turned", Fields::kMixed, {}, KX_FIELDS_PROGRESSIVE, true},
+        {"asked for", Fields::kUnknown, {.deinterlace = true}, KX_FIELDS_PROGRESSIVE, true},
+        {"refused", Fields::kTopFirst, {.size = PictureSize{720, 288}, .deinterlace = false}, 0, false},
+    };
+    for (const auto& [what, source, options, order, isDeinterlaced] : cases) {
+        const VideoFormat video = {720, 576, {25, 1}, {1, 1}, {}, source};
+        const JobPlan plan = Plan(options, &video);
+        EXPECT_EQ(plan.param.video.nFieldOrder, order) << what;
+        EXPECT_EQ(plan.isDeinterlaced, isDeinterlaced) << what;
+    }
+}
+
 TEST(JobPlan, WhatIsAskedForGoesBeforeTheSources)
 {
-    const VideoFormat video = {720, 576, {25, 1}, {64, 45}};
+    const VideoFormat video = {720, 576, {25, 1}, {64, 45}, {.matrix = 9, .primaries = 8, .transfer = 16}};
     const AudioFormat audio = {44100, 2};
     const JobPlan asked = Plan({.size = PictureSize{321, 123},
                                 .interpolation = IMAGE_INTERPOLATION_NEAR,
@@ -96,6 +123,7 @@ TEST(JobPlan, WhatIsAskedForGoesBeforeTheSources)
     EXPECT_EQ(asked.audioInfo.samplerate, 44100);
     EXPECT_EQ(asked.audioInfo.channels, 2);
     EXPECT_EQ(asked.pictures, 7);
+    EXPECT_EQ(asked.param.video.dwColour, KX_COLOUR(KX_RANGE_LIMITED, 9, 8, 16));
     EXPECT_EQ(Plan({.size = PictureSize{99, 99}, .fit = IMAGE_RESIZE_CROP}, &video).param.video.nResizeMethod,
               IMAGE_RESIZE_CROP);
 

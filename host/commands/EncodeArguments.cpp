@@ -74,6 +74,16 @@ void AddVideo(CLI::App& command, EncodeOptions& options)
     AddWord(command, "--scale", options.interpolation, scalings, "Scaling: bilinear (the default) or near")
         ->type_name("METHOD")
         ->group(group);
+    command
+        .add_flag_callback(
+            "--deinterlace", [&options] { options.deinterlace = true; },
+            "Make whole pictures of two fields (default: of interlaced ones whose height changes)")
+        ->group(group);
+    command
+        .add_flag_callback(
+            "--no-deinterlace", [&options] { options.deinterlace = false; }, "Leave fields as they are")
+        ->excludes("--deinterlace")
+        ->group(group);
     AddValue(command, "--vb", options.videoBitRate, ParseBitRate, "a bit rate such as 800k or 2.5M",
              "Bit rate, as in 800k or 2.5M (default: the encoder's own)")
         ->type_name("RATE")
@@ -94,6 +104,11 @@ void AddAudio(CLI::App& command, EncodeOptions& options)
     AddInteger(command, "--ar", options.sampleRate, {1000, 384000}, "a sample rate from 1000 to 384000 Hz",
                "Samples per second (default: the input's)")
         ->type_name("HZ")
+        ->group(group);
+    const Words<bool> resamplers = {{"filter", false}, {"library", true}};
+    AddWord(command, "--resampler", options.isLibraryResampling, resamplers,
+            "To another rate: filter (a low-pass filter, the default) or library (EncMgr's own, between two samples)")
+        ->type_name("METHOD")
         ->group(group);
     AddInteger(command, "--channels", options.channels, {1, 2}, "1 or 2", "1 or 2 (default: the input's, at most 2)")
         ->type_name("N")

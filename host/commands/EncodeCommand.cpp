@@ -32,6 +32,8 @@ void DescribePlan(const JobPlan& plan, const Sources& sources, Messages& message
         messages.Detail(Format("video: %dx%d, pixels %d:%d, %d/%d fps -> %dx%d, %d/%d fps, %s", in.width, in.height,
                                in.pixelAspect.num, in.pixelAspect.den, in.frameRate.num, in.frameRate.den, out.nWidth,
                                out.nHeight, plan.frameRate.num, plan.frameRate.den, FourCCText(out.dwFourCC).c_str()));
+        if (plan.isDeinterlaced)
+            messages.Detail("video: interlaced pictures are made whole");
     }
     if (plan.hasAudio) {
         const KXAudioInfo& in = plan.audioInfo;
@@ -69,6 +71,8 @@ int RunJob(const EncodeOptions& options, const Sources& sources, const JobPlan& 
     output.Create();
     TimeMerge merge(sources.Video(), sources.Audio());
     JobWriter writer(plan, output);
+    for (const std::string& line : writer.Revisions())
+        messages.Say(Format("%s: its %s", output.Path().c_str(), line.c_str()));
     Progress progress(messages, output, ExpectedLength(plan, sources), plan.hasVideo);
     Job job(plan, merge, writer, progress);
     job.Run();
@@ -87,6 +91,8 @@ int RunEncode(const EncodeOptions& options, const Catalogue& catalogue, Messages
     const JobPlan plan = MakePlan(options, choice, sources.Video() ? &*sources.Video()->Video() : nullptr,
                                   sources.Audio() ? &*sources.Audio()->Audio() : nullptr);
     DescribePlan(plan, sources, messages);
+    if (plan.isDeinterlaced)
+        sources.Video()->Deinterlace(options.deinterlace.has_value());
     if (InterruptSignal())
         throw HostError(kExitSignal + InterruptSignal(), "interrupted");
 

@@ -18,9 +18,12 @@ Sources OpenSources(const EncodeOptions& options, const Choice& choice, Messages
         throw HostError(kExitUsage, "only one input can come from the standard input");
     Sources sources;
     const bool isSeparate = choice.audio && !options.audioInput.empty();
-    sources.main = OpenSource(options.input, {choice.video != nullptr, choice.audio && !isSeparate}, messages);
+    AudioFormat format = {};
+    if (!options.isLibraryResampling)
+        format = {options.sampleRate, options.channels};
+    sources.main = OpenSource(options.input, {choice.video != nullptr, choice.audio && !isSeparate, format}, messages);
     if (isSeparate) {
-        sources.separateAudio = OpenSource(options.audioInput, {false, true}, messages);
+        sources.separateAudio = OpenSource(options.audioInput, {false, true, format}, messages);
         if (!sources.separateAudio->Audio())
             throw HostError(kExitInput, Format("%s holds no audio", options.audioInput.c_str()));
     }
@@ -39,6 +42,9 @@ Sources OpenSources(const EncodeOptions& options, const Choice& choice, Messages
     }
     if (!sources.Video() && options.pictures)
         messages.Warn("without video, --frames has no effect");
+    if (const char* const hdr = sources.Video() ? HdrTransferName(sources.Video()->Video()->colour) : nullptr)
+        messages.Warn(Format("%s has high dynamic range (%s); it is written with 8 bits, under the same name",
+                             ShownName(options.input).c_str(), hdr));
     return sources;
 }
 

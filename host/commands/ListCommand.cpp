@@ -37,7 +37,7 @@ template <class Info> void PrintLine(const char* before, const Info& info, const
 int RunList(const CommonOptions& common, Messages& messages)
 {
     const Plugins plugins(common.pluginsFolder, messages);
-    plugins.WarnOfRefused();
+    plugins.WarnOfUnusable();
     Widths formats, encoders;
     for (const FILEFORMAT_INFO* format : plugins.GetCatalogue().Formats()) {
         Widen(formats, *format);

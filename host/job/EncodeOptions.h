@@ -25,10 +25,12 @@ struct EncodeOptions {
     std::optional<AVRational> frameRate;
     std::optional<IMAGE_RESIZE_METHOD> fit;
     IMAGE_INTERPOLATION interpolation = IMAGE_INTERPOLATION_DEFAULT;
-    int videoBitRate = 0; // 0 leaves it to the encoder
+    std::optional<bool> deinterlace; // without it: where rows are scaled
+    int videoBitRate = 0;            // 0 leaves it to the encoder
     int audioBitRate = 0;
-    int sampleRate = 0; // 0: the source's
-    int channels = 0;   // 0: the source's
+    int sampleRate = 0;               // 0: the source's
+    int channels = 0;                 // 0: the source's
+    bool isLibraryResampling = false; // rather than the source
     std::optional<int64_t> pictures;
     bool overwrite = false;
 };

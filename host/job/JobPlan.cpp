@@ -44,6 +44,29 @@ PictureSize SizeWithSquarePixels(const VideoFormat& video)
     return {static_cast<int>(std::clamp<int64_t>(half * 2, 2, kLargestSide)), video.height};
 }
 
+// Whether each row of the output is one of the source's, and so of one field.
+bool KeepsRows(const EncodeParamVideo& param, const KXVideoInfo& info)
+{
+    const auto method = static_cast<IMAGE_RESIZE_METHOD>(param.nResizeMethod);
+    if (param.nHeight != info.height || method == IMAGE_RESIZE_CROP)
+        return false;
+    tagRECT shown = {0, 0, param.nWidth, param.nHeight};
+    ResizeRect(shown, info.aspectx ? tagSIZE{info.aspectx, info.aspecty} : tagSIZE{info.width, info.height}, method);
+    return shown.top == 0;
+}
+
+void PlanFields(JobPlan& plan, const EncodeOptions& options, Fields fields)
+{
+    const bool isInterlaced = fields == Fields::kTopFirst || fields == Fields::kBottomFirst || fields == Fields::kMixed;
+    const bool isKept = fields != Fields::kMixed && KeepsRows(plan.param.video, plan.videoInfo);
+    plan.isDeinterlaced = options.deinterlace.value_or(isInterlaced && !isKept);
+    int& order = plan.param.video.nFieldOrder;
+    if (plan.isDeinterlaced || fields == Fields::kNone)
+        order = KX_FIELDS_PROGRESSIVE;
+    else if (isInterlaced && isKept)
+        order = fields == Fields::kTopFirst ? KX_FIELDS_TOP_FIRST : KX_FIELDS_BOTTOM_FIRST;
+}
+
 void PlanVideo(JobPlan& plan, const EncodeOptions& options, const Choice& choice, const VideoFormat& video)
 {
     plan.hasVideo = true;
@@ -62,6 +85,7 @@ void PlanVideo(JobPlan& plan, const EncodeOptions& options, const Choice& choice
     param.nBitRate = options.videoBitRate;
     param.nResizeMethod = fit;
     param.nInterpolation = options.interpolation;
+    param.dwColour = KX_COLOUR(KX_RANGE_LIMITED, video.colour.matrix, video.colour.primaries, video.colour.transfer);
 
     KXVideoInfo& info = plan.videoInfo;
     info.width = video.width;
@@ -70,6 +94,7 @@ void PlanVideo(JobPlan& plan, const EncodeOptions& options, const Choice& choice
     if (!HasSquarePixels(video))
         av_reduce(&info.aspectx, &info.aspecty, static_cast<int64_t>(video.width) * video.pixelAspect.num,
                   static_cast<int64_t>(video.height) * video.pixelAspect.den, kLargestAspectPart);
+    PlanFields(plan, options, video.fields);
 }
 
 void PlanAudio(JobPlan& plan, const EncodeOptions& options, const Choice& choice, const AudioFormat& audio)

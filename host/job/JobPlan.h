@@ -15,6 +15,7 @@ struct JobPlan {
     KXAudioInfo audioInfo = {};
     bool hasVideo = false;
     bool hasAudio = false;
+    bool isDeinterlaced = false;     // the source is to make whole pictures of its fields
     AVRational frameRate = {25, 1};  // of the output
     std::optional<int64_t> pictures; // the output ends after so many
 };

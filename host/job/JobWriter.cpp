@@ -57,6 +57,33 @@ JobWriter::JobWriter(const JobPlan& plan, const OutputFile& output) : m_plan(pla
         throw HostError(kExitJob, Format("the %s encoder can't be set up", isVideoLost ? "video" : "audio"));
 }
 
+std::vector<std::string> JobWriter::Revisions() const
+{
+    std::vector<std::string> lines;
+    const auto compare = [&lines](const char* stream, const std::string& asked, const std::string& made) {
+        if (asked != made)
+            lines.push_back(Format("%s is written with %s rather than %s", stream, made.c_str(), asked.c_str()));
+    };
+    const EncodeParam& asked = m_plan.param;
+    const EncodeParam& made = m_file.m_EncParam;
+    const auto size = [](const EncodeParamVideo& video) { return Format("%dx%d pixels", video.nWidth, video.nHeight); };
+    const auto rate = [](const EncodeParamVideo& video) { return Format("%.6g pictures/s", video.dFrameRate); };
+    const auto bits = [](int bitRate) { return Format("%d bits/s", bitRate); };
+    if (m_plan.hasVideo) {
+        compare("video", size(asked.video), size(made.video));
+        compare("video", rate(asked.video), rate(made.video));
+        if (asked.video.nBitRate) // 0 leaves it to the encoder
+            compare("video", bits(asked.video.nBitRate), bits(made.video.nBitRate));
+    }
+    if (m_plan.hasAudio) {
+        compare("audio", Format("%d Hz", asked.audio.nSampleRate), Format("%d Hz", made.audio.nSampleRate));
+        compare("audio", Format("%d channels", asked.audio.nChannels), Format("%d channels", made.audio.nChannels));
+        if (asked.audio.nBitRate)
+            compare("audio", bits(asked.audio.nBitRate), bits(made.audio.nBitRate));
+    }
+    return lines;
+}
+
 int JobWriter::WritePicture(const AVFrame& picture, Nanoseconds time, Nanoseconds duration)
 {
     MEDIA_FRAME frame = EmptyFrame();

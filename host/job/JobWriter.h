@@ -25,6 +25,9 @@ public:
     // Sets the job up. Throws HostError, also if a stream that was asked for has come to nothing.
     JobWriter(const JobPlan& plan, const OutputFile& output);
 
+    // What encoder and format have made of what was asked for, a line for each; empty if they took all of it.
+    std::vector<std::string> Revisions() const;
+
     int WritePicture(const AVFrame& picture, Nanoseconds time, Nanoseconds duration) override;
     int WriteSamples(std::span<const int16_t> samples, Nanoseconds time) override;
 

@@ -5,7 +5,11 @@
 #include "host/base/Messages.h"
 #include "host/base/Text.h"
 #include "log/Log.h"
+#include "plugin_host/PluginMgr.h"
 #include "text/Strings.h"
+
+#include <algorithm>
+#include <filesystem>
 
 namespace host
 {
@@ -21,6 +25,45 @@ void SetFolder(const std::string& folder)
     KXLogSetAppPath(wide->c_str());
 }
 
+// What people call a shared library, on any system, without a plug-in's name.
+bool IsMisnamed(const std::string& name)
+{
+    const std::string lower = Lower(name);
+    const bool isLibrary = lower.ends_with(".so") || lower.find(".so.") != std::string::npos ||
+                           lower.ends_with(".dll") || lower.ends_with(".dylib");
+    return isLibrary && !(name.starts_with("wp") && name.ends_with(".dylib"));
+}
+
+void WarnOfMisnamed(Messages& messages)
+{
+    wchar_t folder[4096] = {};
+    GetAppPath(folder, static_cast<int>(std::size(folder)) - 1);
+    std::error_code unreadable;
+    std::vector<std::string> names;
+    const std::string path = text::Utf8FromWide(folder).value_or("") + "/PlugIns";
+    for (std::filesystem::directory_iterator entry(path, unreadable), end; !unreadable && entry != end;
+         entry.increment(unreadable))
+        names.push_back(entry->path().filename().string());
+    std::sort(names.begin(), names.end());
+    for (const std::string& name : names)
+        if (IsMisnamed(name))
+            messages.Warn(
+                Format("%s isn't loaded: the names of plug-ins begin with \"wp\" and end in \".dylib\"", name.c_str()));
+}
+
+// Of several items with one FourCC, jobs take the first.
+template <class Item> void WarnOfHidden(const std::vector<Item>& items, const char* kind, Messages& messages)
+{
+    for (auto item = items.begin(); item != items.end(); ++item) {
+        const auto first =
+            std::find_if(items.begin(), item, [item](const Item& other) { return other.dwFourCC == item->dwFourCC; });
+        if (first != item)
+            messages.Warn(Format("the %s \"%s\" is hidden by \"%s\", which has the same FourCC, %s", kind,
+                                 text::ShownUtf8(item->szName).c_str(), text::ShownUtf8(first->szName).c_str(),
+                                 FourCCText(item->dwFourCC).c_str()));
+    }
+}
+
 } // namespace
 
 Plugins::Plugins(const std::string& folder, Messages& messages) : m_messages(messages), m_mark(messages.Mark())
@@ -28,15 +71,16 @@ Plugins::Plugins(const std::string& folder, Messages& messages) : m_messages(mes
     if (!folder.empty())
         SetFolder(folder);
     const bool isFolderRead = FCInitPlugins() != 0;
-    if (const FILEFORMAT_INFO* const formats = FCGetFileFormatInfos()) {
-        m_catalogue = Catalogue(formats);
+    m_catalogue = Catalogue(FCGetFileFormatInfos());
+    if (!m_catalogue.Formats().empty())
         return;
-    }
-    WarnOfRefused();
+    WarnOfUnusable();
     FCUninitPlugins();
-    throw HostError(kExitPlugins, Format(isFolderRead ? "the folder PlugIns %s holds no plug-in with a file format"
-                                                      : "there is no folder PlugIns %s",
-                                         folder.empty() ? "beside the program" : ("in " + folder).c_str()));
+    throw HostError(kExitPlugins,
+                    Format(isFolderRead
+                               ? "the folder PlugIns %s holds no plug-in with a file format and an encoder for it"
+                               : "there is no folder PlugIns %s",
+                           folder.empty() ? "beside the program" : ("in " + folder).c_str()));
 }
 
 Plugins::~Plugins()
@@ -44,14 +88,29 @@ Plugins::~Plugins()
     FCUninitPlugins();
 }
 
-// The library marks these lines of its log for people to see; nothing else hangs on them.
+void Plugins::WarnOfUnusable() const
+{
+    WarnOfRefused();
+    WarnOfMisnamed(m_messages);
+    WarnOfHidden(PluginMgr::m_arFileFormat, "file format", m_messages);
+    WarnOfHidden(PluginMgr::m_arEncoder, "encoder", m_messages);
+}
+
+// The library marks these lines of its log for people to see, and the loader's reason is the line behind; nothing else
+// hangs on them.
 void Plugins::WarnOfRefused() const
 {
     if (m_messages.GetVolume() == Volume::kVerbose)
         return; // they have been printed with the whole log
-    for (const std::string& line : m_messages.LinesSince(m_mark))
-        if (line.starts_with("***"))
-            m_messages.Warn(line);
+    constexpr std::string_view mark = "***", failed = "***Failed to Load Plugin";
+    const std::vector<std::string> lines = m_messages.LinesSince(m_mark);
+    for (size_t i = 0; i < lines.size(); ++i) {
+        if (!lines[i].starts_with(mark))
+            continue;
+        const bool hasReason = lines[i].starts_with(failed) && i + 1 < lines.size() &&
+                               !lines[i + 1].starts_with(mark) && !lines[i + 1].starts_with("Found ");
+        m_messages.Warn(lines[i].substr(mark.size()) + (hasReason ? " " + lines[i + 1] : ""));
+    }
 }
 
 } // namespace host

@@ -23,10 +23,13 @@ public:
 
     const Catalogue& GetCatalogue() const { return m_catalogue; }
 
-    // Warns of what lies in the folder and couldn't be used as a plug-in.
-    void WarnOfRefused() const;
+    // Warns of what lies in the folder and can't be used: files that the library doesn't load, by their names or for
+    // what is in them, and formats and encoders whose FourCC another one has taken.
+    void WarnOfUnusable() const;
 
 private:
+    void WarnOfRefused() const;
+
     Messages& m_messages;
     uint64_t m_mark; // in the log, where loading began
     Catalogue m_catalogue{nullptr};

@@ -1,6 +1,7 @@
 #include "host/sources/CardPainter.h"
 
-#include "host/sources/PictureConverter.h"
+#include "host/sources/Libav.h"
+#include "host/sources/PictureColour.h"
 
 #include <algorithm>
 #include <array>

@@ -8,6 +8,7 @@
 
 extern "C" {
 #include <libavcodec/avcodec.h>
+#include <libavfilter/avfilter.h>
 #include <libavformat/avformat.h>
 #include <libswresample/swresample.h>
 #include <libswscale/swscale.h>
@@ -21,6 +22,7 @@ struct LibavFree {
     void operator()(AVCodecContext* codec) const { avcodec_free_context(&codec); }
     void operator()(AVPacket* packet) const { av_packet_free(&packet); }
     void operator()(AVFrame* frame) const { av_frame_free(&frame); }
+    void operator()(AVFilterGraph* graph) const { avfilter_graph_free(&graph); }
     void operator()(SwsContext* context) const { sws_freeContext(context); }
     void operator()(SwrContext* context) const { swr_free(&context); }
 };
@@ -54,6 +56,17 @@ inline std::shared_ptr<AVFrame> NewPicture(AVPixelFormat format, int width, int 
     if (av_frame_get_buffer(frame.get(), 0) < 0)
         throw std::bad_alloc();
     return frame;
+}
+
+// Whether a picture is interlaced, and which of its fields is shown first.
+inline void CopyFieldMarks(AVFrame& to, const AVFrame& from)
+{
+#ifdef AV_FRAME_FLAG_INTERLACED
+    to.flags |= from.flags & (AV_FRAME_FLAG_INTERLACED | AV_FRAME_FLAG_TOP_FIELD_FIRST);
+#else
+    to.interlaced_frame = from.interlaced_frame;
+    to.top_field_first = from.top_field_first;
+#endif
 }
 
 inline std::string ErrorText(int error)

@@ -4,17 +4,14 @@
 #include "host/base/Interrupt.h"
 #include "host/base/Messages.h"
 #include "host/base/Text.h"
+#include "host/sources/Container.h"
 #include "host/sources/StampGrid.h"
 #include "host/sources/StampProbe.h"
-#include "host/sources/StreamInfo.h"
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <initializer_list>
 #include <new>
-#include <sys/stat.h>
-#include <unistd.h>
 #include <utility>
 
 namespace host
@@ -35,34 +32,11 @@ constexpr Nanoseconds kLongestGapOfJumpyFormat = 10 * kSecond;
 constexpr size_t kPicturesAhead = 100;
 constexpr int64_t kBytesAhead = 32 << 20;
 
+// Shorter sides don't make an interlaced picture, and the filter refuses the shortest.
+constexpr int kLeastOfDeinterlacer = 16;
+
 // Reads that may fail in a row before the input counts as broken off.
 constexpr int kMostFailedReads = 16;
-
-int StopIfInterrupted(void*)
-{
-    return InterruptSignal() != 0;
-}
-
-constexpr const char* kStandardInput = "pipe:0";
-constexpr std::string_view kFilePrefix = "file:";
-
-// What libavformat is to open. Existing files are marked as such, since a name with a colon looks like an address.
-std::string AddressOf(const std::string& name)
-{
-    if (name == "-")
-        return kStandardInput;
-    struct stat status = {};
-    const bool isFile = stat(name.c_str(), &status) == 0;
-    return isFile || name.find("://") == std::string::npos ? std::string(kFilePrefix) + name : name;
-}
-
-// A name that libavformat opens as a file, and that can be read twice.
-bool IsPlainFile(const std::string& address)
-{
-    struct stat status = {};
-    return address.starts_with(kFilePrefix) && stat(address.c_str() + kFilePrefix.size(), &status) == 0 &&
-           S_ISREG(status.st_mode);
-}
 
 Nanoseconds DurationOf(const AVFrame& frame, AVRational timeBase)
 {
@@ -76,11 +50,18 @@ Nanoseconds DurationOf(const AVFrame& frame, AVRational timeBase)
 
 } // namespace
 
-MediaInput::MediaInput(const std::string& name, Streams wanted, Messages& messages)
-    : m_address(AddressOf(name)), m_name(ShownName(name)), m_messages(messages), m_packet(av_packet_alloc()),
-      m_frame(NewFrame()), m_times(kLongestGap)
+MediaInput::MediaInput(const std::string& name, const Wanted& wanted, Messages& messages)
+    : m_address(AddressOf(name)), m_name(ShownName(name)), m_messages(messages),
+      m_container(OpenContainer(m_address, m_name, messages)), m_packet(av_packet_alloc()), m_frame(NewFrame()),
+      m_times(m_container->iformat->flags & AVFMT_TS_DISCONT ? kLongestGapOfJumpyFormat : kLongestGap)
 {
-    Open();
+    if (m_container->duration > 0 && m_container->duration < kFarthestStamp / 1000)
+        m_duration = m_container->duration * 1000;
+    m_isDurationStated = m_container->duration_estimation_method != AVFMT_DURATION_FROM_BITRATE;
+    // What lies before 0 is the run-up of a codec and not meant to be heard.
+    if (m_container->start_time != AV_NOPTS_VALUE && m_container->start_time < kFarthestStamp / 1000)
+        m_times.SetStart(std::max<Nanoseconds>(m_container->start_time, 0) * 1000);
+
     const int video = BestVideo(*m_container);
     const int audio = BestAudio(*m_container, video);
     m_present = {video >= 0, audio >= 0};
@@ -89,40 +70,7 @@ MediaInput::MediaInput(const std::string& name, Streams wanted, Messages& messag
     if (wanted.video && video >= 0)
         OpenVideo(video);
     if (wanted.audio && audio >= 0)
-        OpenAudio(audio);
-}
-
-void MediaInput::Open()
-{
-    avformat_network_init();
-    if (m_address == kStandardInput && isatty(STDIN_FILENO))
-        throw HostError(kExitUsage, "the standard input is a terminal; a media file is to be piped into it");
-
-    AVFormatContext* container = avformat_alloc_context();
-    if (!container)
-        throw std::bad_alloc();
-    container->interrupt_callback.callback = StopIfInterrupted;
-    m_messages.TakeMediaError();
-    const int opened = avformat_open_input(&container, m_address.c_str(), nullptr, nullptr);
-    if (opened < 0) // the context is gone by now
-        throw HostError(kExitInput, Format("can't open %s: %s", m_name.c_str(), ErrorText(opened).c_str()));
-    m_container.reset(container);
-
-    // Any text file would pass as a picture of itself.
-    if (std::strcmp(container->iformat->name, "tty") == 0)
-        throw HostError(kExitInput, Format("can't open %s: it's a text", m_name.c_str()));
-    if (container->iformat->flags & AVFMT_TS_DISCONT)
-        m_times = FrameTimes(kLongestGapOfJumpyFormat);
-    const int probed = avformat_find_stream_info(container, nullptr);
-    if (probed < 0 && !InterruptSignal())
-        throw HostError(kExitInput, Format("can't read %s: %s", m_name.c_str(), ErrorText(probed).c_str()));
-
-    if (container->duration > 0 && container->duration < kFarthestStamp / 1000)
-        m_duration = container->duration * 1000;
-    m_isDurationStated = container->duration_estimation_method != AVFMT_DURATION_FROM_BITRATE;
-    // What lies before 0 is the run-up of a codec and not meant to be heard.
-    if (container->start_time != AV_NOPTS_VALUE && container->start_time < kFarthestStamp / 1000)
-        m_times.SetStart(std::max<Nanoseconds>(container->start_time, 0) * 1000);
+        OpenAudio(audio, wanted.audioFormat);
 }
 
 void MediaInput::OpenDecoder(Track& track, int streamIndex)
@@ -160,13 +108,25 @@ void MediaInput::OpenVideo(int streamIndex)
 
     const AVRational aspect = av_guess_sample_aspect_ratio(m_container.get(), stream, nullptr);
     const StampKind kind = KindOfVideo(streamIndex);
-    m_video = VideoFormat{par.width, par.height, kind.rate, IsUsable(aspect) ? aspect : AVRational{1, 1}};
-    m_pictures.emplace(par.width, par.height);
+    m_video = VideoFormat{par.width,     par.height,       kind.rate, IsUsable(aspect) ? aspect : AVRational{1, 1},
+                          ColourOf(par), FieldsOf(*stream)};
+    m_pictures.emplace(par.width, par.height, m_video->colour.matrix);
     m_videoTrack.number = m_times.AddStream(kind, stream->time_base);
-    RemarkOnRotation();
+
+    m_turn = TurnOf(*stream);
+    if (std::fabs(m_turn.oddAngle) >= 1.0)
+        m_messages.Warn(Format("%s is to be shown turned %s by %.0f degrees; its pictures are taken as they are stored",
+                               m_name.c_str(), m_turn.oddAngle > 0.0 ? "left" : "right", std::fabs(m_turn.oddAngle)));
+    FilterPictures("");
+    if (m_turn.isSideways) {
+        std::swap(m_video->width, m_video->height);
+        std::swap(m_video->pixelAspect.num, m_video->pixelAspect.den);
+    }
+    if (!m_turn.filter.empty() && m_video->fields != Fields::kNone && m_video->fields != Fields::kUnknown)
+        m_video->fields = Fields::kMixed;
 }
 
-void MediaInput::OpenAudio(int streamIndex)
+void MediaInput::OpenAudio(int streamIndex, const AudioFormat& wanted)
 {
     AVStream* const stream = m_container->streams[streamIndex];
     const AVCodecParameters& par = *stream->codecpar;
@@ -175,9 +135,11 @@ void MediaInput::OpenAudio(int streamIndex)
         return;
     }
     OpenDecoder(m_audioTrack, streamIndex);
-    m_audio = AudioFormat{par.sample_rate, std::min(par.ch_layout.nb_channels, 2)};
+    m_audio = wanted.Or({par.sample_rate, std::min(par.ch_layout.nb_channels, 2)});
+    m_messages.Detail(
+        Format("%s: audio of %d Hz, %d channels", m_name.c_str(), par.sample_rate, par.ch_layout.nb_channels));
     m_samples.emplace(*m_audio);
-    m_audioTrack.number = m_times.AddStream({{par.sample_rate, 1}, kAudioTolerance}, stream->time_base);
+    m_audioTrack.number = m_times.AddStream({{m_audio->sampleRate, 1}, kAudioTolerance}, stream->time_base);
 }
 
 // The rate is that of the grid on which the stamps stand, if they show one.
@@ -212,12 +174,20 @@ std::vector<Nanoseconds> MediaInput::ReadAhead(int streamIndex)
     return probe.Take();
 }
 
-void MediaInput::RemarkOnRotation()
+void MediaInput::Deinterlace(bool isEveryPicture)
 {
-    const double angle = RotationOf(*m_videoTrack.stream);
-    if (std::fabs(angle) >= 1.0)
-        m_messages.Warn(Format("%s is to be shown turned %s by %.0f degrees; its pictures are taken as they are stored",
-                               m_name.c_str(), angle > 0.0 ? "left" : "right", std::fabs(angle)));
+    const AVCodecParameters& par = *m_videoTrack.stream->codecpar;
+    if (par.width >= kLeastOfDeinterlacer && par.height >= kLeastOfDeinterlacer)
+        FilterPictures(Format("bwdif=mode=send_frame:deint=%s", isEveryPicture ? "all" : "interlaced"));
+}
+
+// As far as there is anything to do, the deinterlacer's part first.
+void MediaInput::FilterPictures(const std::string& deinterlacer)
+{
+    const std::string chain = deinterlacer + (deinterlacer.empty() || m_turn.filter.empty() ? "" : ",") + m_turn.filter;
+    const AVCodecParameters& par = *m_videoTrack.stream->codecpar;
+    if (!chain.empty())
+        m_filter.emplace(chain, par.width, par.height);
 }
 
 Item MediaInput::Next()
@@ -267,6 +237,12 @@ void MediaInput::ReadPacket()
     for (Track* track : {&m_videoTrack, &m_audioTrack})
         if (track->stream)
             Decode(*track, nullptr);
+    if (m_filter) {
+        m_filter->Put({});
+        TakeFiltered();
+    }
+    if (m_samples)
+        AddSamples(m_samples->Flush());
 }
 
 // Takes what the packet gives, or for null what the decoder still holds.
@@ -304,10 +280,21 @@ void MediaInput::TakePicture()
     const Nanoseconds time = Place(m_videoTrack, 1);
     const auto frame = NewFrame();
     av_frame_move_ref(frame.get(), m_frame.get());
-    if (auto picture = m_pictures->Convert(frame))
-        m_ready.push_back({Item::Kind::kPicture, time, duration, std::move(picture), {}});
-    else
+    Item picture = {Item::Kind::kPicture, time, duration, m_pictures->Convert(frame), {}};
+    if (!picture.frame)
         NoteDamage("video", "a picture that can't be converted");
+    else if (!m_filter)
+        m_ready.push_back(std::move(picture));
+    else if (!m_filter->Put(std::move(picture)))
+        NoteDamage("video", "a picture that can't be filtered");
+    else
+        TakeFiltered();
+}
+
+void MediaInput::TakeFiltered()
+{
+    while (auto picture = m_filter->Take())
+        m_ready.push_back(std::move(*picture));
 }
 
 void MediaInput::TakeAudio()
@@ -317,10 +304,16 @@ void MediaInput::TakeAudio()
         NoteDamage("audio", "samples that can't be converted");
         return;
     }
-    if (samples->empty())
+    AddSamples(std::move(*samples));
+}
+
+// They have the time stamp of the frame just decoded, or follow on what came before.
+void MediaInput::AddSamples(std::vector<int16_t> samples)
+{
+    if (samples.empty())
         return;
-    const auto count = static_cast<int64_t>(samples->size()) / m_audio->channels;
-    m_ready.push_back({Item::Kind::kAudio, Place(m_audioTrack, count), 0, nullptr, std::move(*samples)});
+    const auto count = static_cast<int64_t>(samples.size()) / m_audio->channels;
+    m_ready.push_back({Item::Kind::kAudio, Place(m_audioTrack, count), 0, nullptr, std::move(samples)});
 }
 
 Nanoseconds MediaInput::Place(Track& track, int64_t units)

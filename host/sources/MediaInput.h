@@ -5,8 +5,10 @@
 #include "host/sources/FrameTimes.h"
 #include "host/sources/Libav.h"
 #include "host/sources/PictureConverter.h"
+#include "host/sources/PictureFilter.h"
 #include "host/sources/SampleConverter.h"
 #include "host/sources/Source.h"
+#include "host/sources/StreamInfo.h"
 
 #include <deque>
 
@@ -19,8 +21,9 @@ class MediaInput : public Source
 {
 public:
     // Opens the input and the decoders of what is wanted and there. Throws HostError.
-    MediaInput(const std::string& name, Streams wanted, Messages& messages);
+    MediaInput(const std::string& name, const Wanted& wanted, Messages& messages);
 
+    void Deinterlace(bool isEveryPicture) override;
     Item Next() override;
 
 private:
@@ -30,19 +33,20 @@ private:
         size_t number = 0; // in m_times
     };
 
-    void Open();
     void OpenVideo(int streamIndex);
-    void OpenAudio(int streamIndex);
+    void OpenAudio(int streamIndex, const AudioFormat& wanted);
     void OpenDecoder(Track& track, int streamIndex);
     StampKind KindOfVideo(int streamIndex);
     std::vector<Nanoseconds> ReadAhead(int streamIndex);
-    void RemarkOnRotation();
+    void FilterPictures(const std::string& deinterlacer);
 
     int NextPacket();
     void ReadPacket();
     void Decode(Track& track, AVPacket* packet);
     void TakePicture();
+    void TakeFiltered();
     void TakeAudio();
+    void AddSamples(std::vector<int16_t> samples);
     Nanoseconds Place(Track& track, int64_t units);
     void NoteDamage(const char* what, const std::string& reason);
 
@@ -58,6 +62,8 @@ private:
     Track m_audioTrack;
     FrameTimes m_times;
     std::optional<PictureConverter> m_pictures;
+    Turn m_turn;                           // of the pictures
+    std::optional<PictureFilter> m_filter; // behind the conversion
     std::optional<SampleConverter> m_samples;
     std::deque<Item> m_ready;
     bool m_isAtEnd = false;

@@ -1,5 +1,6 @@
 #include "host/sources/PictureConverter.h"
 
+#include <algorithm>
 #include <utility>
 
 extern "C" {
@@ -47,33 +48,34 @@ AVPixelFormat PlainFormat(int format)
     }
 }
 
-// Pictures in YUV keep their matrix, so what is set here must only be the same on both sides. RGB gets the one that
-// players assume, as the file carries no mark.
-int MatrixOf(const AVFrame& frame, int width, int height)
+// The matrix by which a frame is to be understood; RGB is given the one that is wanted.
+int MatrixOf(const AVFrame& frame, int wanted)
 {
     const AVPixFmtDescriptor* descriptor = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
     const bool isRgb = descriptor && (descriptor->flags & AV_PIX_FMT_FLAG_RGB);
     if (isRgb || frame.colorspace == AVCOL_SPC_UNSPECIFIED || frame.colorspace == AVCOL_SPC_RGB)
-        return IsHighDefinition(width, height) ? SWS_CS_ITU709 : SWS_CS_ITU601;
+        return wanted;
     return static_cast<int>(frame.colorspace);
+}
+
+// Several code points stand for one matrix.
+bool IsSameMatrix(int a, int b)
+{
+    return a == b || std::equal(sws_getCoefficients(a), sws_getCoefficients(a) + 4, sws_getCoefficients(b));
 }
 
 } // namespace
 
-bool IsHighDefinition(int width, int height)
-{
-    return width >= 1280 || height > 576;
-}
-
 bool PictureConverter::IsFinished(const AVFrame& frame) const
 {
     return PlainFormat(frame.format) == AV_PIX_FMT_YUV420P && !IsFullRange(frame) && frame.width == m_width &&
-           frame.height == m_height && frame.linesize[0] > 0 && frame.linesize[1] > 0 && frame.linesize[2] > 0;
+           frame.height == m_height && IsSameMatrix(MatrixOf(frame, m_matrix), m_matrix) && frame.linesize[0] > 0 &&
+           frame.linesize[1] > 0 && frame.linesize[2] > 0;
 }
 
 bool PictureConverter::Prepare(const AVFrame& frame)
 {
-    const Kind kind = {frame.width, frame.height, PlainFormat(frame.format), MatrixOf(frame, m_width, m_height),
+    const Kind kind = {frame.width, frame.height, PlainFormat(frame.format), MatrixOf(frame, m_matrix),
                        IsFullRange(frame)};
     if (m_context && kind == m_kind)
         return true;
@@ -82,7 +84,9 @@ bool PictureConverter::Prepare(const AVFrame& frame)
         return false;
     // The ranges have to be known when the context is set up: without a difference it may turn out to be a copy.
     // These flags give the same bytes on every processor.
-    constexpr int flags = SWS_BICUBIC | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT | SWS_BITEXACT;
+    // Without the last, RGB of an odd width has its last column mixed with grey.
+    const int flags =
+        SWS_BICUBIC | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT | SWS_BITEXACT | (kind.width % 2 ? SWS_FULL_CHR_H_INP : 0);
     const std::pair<const char*, int> options[] = {
         {"srcw", kind.width},
         {"srch", kind.height},
@@ -101,9 +105,9 @@ bool PictureConverter::Prepare(const AVFrame& frame)
         return false;
     }
     constexpr int unity = 1 << 16;
-    const int* const matrix = sws_getCoefficients(kind.matrix);
     // Refused for pairs of formats that need neither matrix nor range; nothing is lost then.
-    sws_setColorspaceDetails(m_context.get(), matrix, kind.isFullRange, matrix, 0, 0, unity, unity);
+    sws_setColorspaceDetails(m_context.get(), sws_getCoefficients(kind.matrix), kind.isFullRange,
+                             sws_getCoefficients(m_matrix), 0, 0, unity, unity);
     m_kind = kind;
     return true;
 }
@@ -115,6 +119,7 @@ std::shared_ptr<const AVFrame> PictureConverter::Convert(const std::shared_ptr<c
     const auto converted = NewPicture(AV_PIX_FMT_YUV420P, m_width, m_height);
     if (!Prepare(*frame) || sws_scale_frame(m_context.get(), converted.get(), frame.get()) < 0)
         return nullptr;
+    CopyFieldMarks(*converted, *frame);
     return converted;
 }
 

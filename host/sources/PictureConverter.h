@@ -1,4 +1,4 @@
-// Decoded pictures of any kind become 8-bit 4:2:0 of limited range and of one size.
+// Decoded pictures of any kind become 8-bit 4:2:0 of limited range, of one size and one matrix.
 #ifndef ENCMGR_HOST_PICTURE_CONVERTER_H
 #define ENCMGR_HOST_PICTURE_CONVERTER_H
 
@@ -7,13 +7,12 @@
 namespace host
 {
 
-// True if untagged pictures of this size are taken for BT.709 by players, and for BT.601 otherwise.
-bool IsHighDefinition(int width, int height);
-
 class PictureConverter
 {
 public:
-    PictureConverter(int width, int height) : m_width(width), m_height(height) {}
+    // matrix: of all pictures that it gives, in the code points of ISO/IEC 23091-2; never 0. Pictures that name none
+    // are taken to have it.
+    PictureConverter(int width, int height, int matrix) : m_width(width), m_height(height), m_matrix(matrix) {}
 
     // The frame itself if it is what is wanted already, otherwise a new one. Null if it can't be converted.
     std::shared_ptr<const AVFrame> Convert(const std::shared_ptr<const AVFrame>& frame);
@@ -31,6 +30,7 @@ private:
 
     int m_width;
     int m_height;
+    int m_matrix;
     Kind m_kind = {};
     LibavOwned<SwsContext> m_context; // made for m_kind
 };

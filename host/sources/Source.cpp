@@ -6,7 +6,7 @@
 namespace host
 {
 
-std::unique_ptr<Source> OpenSource(const std::string& name, Streams wanted, Messages& messages)
+std::unique_ptr<Source> OpenSource(const std::string& name, const Wanted& wanted, Messages& messages)
 {
     if (name.starts_with("testcard:"))
         return std::make_unique<TestCard>(ParseTestCard(name), wanted);

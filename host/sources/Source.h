@@ -2,6 +2,8 @@
 #ifndef ENCMGR_HOST_SOURCE_H
 #define ENCMGR_HOST_SOURCE_H
 
+#include "host/sources/PictureColour.h"
+
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -30,16 +32,33 @@ inline double InSeconds(Nanoseconds time)
     return static_cast<double>(time) / static_cast<double>(kSecond);
 }
 
+// Whether pictures consist of two fields, of the even rows and the odd ones, that were taken one after the other.
+enum class Fields {
+    kUnknown,
+    kNone,
+    kTopFirst,
+    kBottomFirst,
+    kMixed, // two, but not in rows of their own
+};
+
 struct VideoFormat {
-    int width;              // pixels of every picture
-    int height;             //
-    AVRational frameRate;   // the rate stated or measured; never 0
-    AVRational pixelAspect; // width of a pixel to its height; never 0
+    int width;                 // pixels of every picture
+    int height;                //
+    AVRational frameRate;      // the rate stated or measured; never 0
+    AVRational pixelAspect;    // width of a pixel to its height; never 0
+    PictureColour colour = {}; // of limited range
+    Fields fields = Fields::kUnknown;
 };
 
 struct AudioFormat {
     int sampleRate; // Hz
     int channels;   // 1 or 2
+
+    // With another's values for those that are 0.
+    AudioFormat Or(const AudioFormat& other) const
+    {
+        return {sampleRate ? sampleRate : other.sampleRate, channels ? channels : other.channels};
+    }
 };
 
 // A picture or a block of audio.
@@ -64,6 +83,13 @@ struct Streams {
     bool audio;
 };
 
+// What a source is to deliver as far as it has it.
+struct Wanted {
+    bool video;
+    bool audio;
+    AudioFormat audioFormat = {}; // 0 in a field: the source's own
+};
+
 class Source
 {
 public:
@@ -79,6 +105,10 @@ public:
     // Length as far as it is known beforehand, otherwise 0; and whether that is more than a guess.
     Nanoseconds Duration() const { return m_duration; }
     bool IsDurationStated() const { return m_isDurationStated; }
+
+    // Has every picture made of all its rows at one time: those that are marked as interlaced, or all. Before the first
+    // Next; no matter for a source that makes whole pictures.
+    virtual void Deinterlace([[maybe_unused]] bool isEveryPicture) {}
 
     // The next picture or block in the source's own order; within a stream times rise.
     virtual Item Next() = 0;
@@ -101,7 +131,7 @@ protected:
 
 // name is a path, "-" for the standard input, an address with "://", or "testcard:" and its parameters. Throws
 // HostError.
-std::unique_ptr<Source> OpenSource(const std::string& name, Streams wanted, Messages& messages);
+std::unique_ptr<Source> OpenSource(const std::string& name, const Wanted& wanted, Messages& messages);
 
 // A source's name as messages show it.
 std::string ShownName(const std::string& name);

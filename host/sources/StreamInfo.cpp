@@ -2,6 +2,7 @@
 
 #include "host/base/Values.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
@@ -91,15 +92,43 @@ bool IsOfFields(const AVStream& stream, AVRational measured, AVRational stated)
            std::fabs(av_q2d(measured) / av_q2d(stated) - 2.0) < 0.01;
 }
 
-double RotationOf(const AVStream& stream)
+// The matrix [a b; c d] takes the point (x, y), y counting down, to (ax + cy, bx + dy). What is meant for 0 may be off
+// a little.
+Turn TurnOf(const AVStream& stream)
 {
     const uint8_t* const data = DisplayMatrixOf(stream);
     if (!data)
-        return 0.0;
+        return {};
     int32_t matrix[9];
     std::memcpy(matrix, data, sizeof(matrix));
+    const double a = matrix[0], b = matrix[1], c = matrix[3], d = matrix[4];
+    const double straight = std::min(std::fabs(a), std::fabs(d)), across = std::min(std::fabs(b), std::fabs(c));
+    constexpr double nothing = 0.0175; // a degree
+    if (std::max(std::fabs(b), std::fabs(c)) < straight * nothing)
+        return {a > 0 ? (d > 0 ? "" : "vflip") : d > 0 ? "hflip" : "hflip,vflip"};
+    if (std::max(std::fabs(a), std::fabs(d)) < across * nothing)
+        return {c > 0 ? (b > 0 ? "transpose=cclock_flip" : "transpose=cclock")
+                      : (b > 0 ? "transpose=clock" : "transpose=clock_flip"),
+                true};
     const double angle = av_display_rotation_get(matrix);
-    return std::isfinite(angle) ? angle : 0.0;
+    return {"", false, std::isfinite(angle) ? angle : 0.0};
+}
+
+Fields FieldsOf(const AVStream& stream)
+{
+    switch (stream.codecpar->field_order) {
+    case AV_FIELD_PROGRESSIVE:
+        return Fields::kNone;
+    case AV_FIELD_TT: // the second letter is that of the field shown first
+    case AV_FIELD_BT:
+        return Fields::kTopFirst;
+    case AV_FIELD_BB:
+    case AV_FIELD_TB:
+        return Fields::kBottomFirst;
+    default: // DV's containers don't tell, but the standard does for 480 and 576 rows
+        return stream.codecpar->codec_id == AV_CODEC_ID_DVVIDEO && stream.codecpar->height <= 576 ? Fields::kBottomFirst
+                                                                                                  : Fields::kUnknown;
+    }
 }
 
 } // namespace host

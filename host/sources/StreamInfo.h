@@ -3,6 +3,7 @@
 #define ENCMGR_HOST_STREAM_INFO_H
 
 #include "host/sources/Libav.h"
+#include "host/sources/Source.h"
 
 namespace host
 {
@@ -23,8 +24,16 @@ AVRational StatedRateOf(const AVStream& stream);
 // Whether the rate that was measured is that of fields of interlaced pictures, with time stamps of their own.
 bool IsOfFields(const AVStream& stream, AVRational measured, AVRational stated);
 
-// By how many degrees pictures are to be turned left when they are shown; 0 if nothing is said.
-double RotationOf(const AVStream& stream);
+// How pictures are to be turned or mirrored when they are shown.
+struct Turn {
+    std::string filter;      // of libavfilter; empty: not at all
+    bool isSideways = false; // width and height change places
+    double oddAngle = 0.0;   // degrees to the left, where that is no quarter turn; the filter is empty then
+};
+Turn TurnOf(const AVStream& stream);
+
+// Whether the pictures consist of two fields, and which is shown first.
+Fields FieldsOf(const AVStream& stream);
 
 } // namespace host
 

@@ -109,21 +109,26 @@ TestCardSettings ParseTestCard(std::string_view name)
     return settings;
 }
 
-TestCard::TestCard(const TestCardSettings& settings, Streams wanted)
+TestCard::TestCard(const TestCardSettings& settings, const Wanted& wanted)
     : m_settings(settings), m_painter({settings.width, settings.height, settings.frameRate, PixelAspectOf(settings)})
 {
+    m_settings.audio = wanted.audioFormat.Or(settings.audio);
     const AVRational rate = settings.frameRate;
     m_pictures = std::max<int64_t>(1, std::llround(settings.seconds * av_q2d(rate)));
     m_samples = SampleAt(m_pictures);
     m_duration = av_rescale(m_pictures, kSecond * rate.den, rate.num);
     m_present = {true, settings.hasAudio};
     if (wanted.video)
-        m_video = VideoFormat{settings.width, settings.height, rate, PixelAspectOf(settings)};
+        m_video = VideoFormat{settings.width,
+                              settings.height,
+                              rate,
+                              PixelAspectOf(settings),
+                              {.matrix = UsualMatrix(settings.width, settings.height)}};
     if (!wanted.audio || !settings.hasAudio)
         return;
-    m_audio = settings.audio;
+    m_audio = m_settings.audio;
     m_tone.resize(static_cast<size_t>(SampleAt(kFlashPictures)));
-    const double step = 2.0 * std::numbers::pi * kToneHertz / settings.audio.sampleRate;
+    const double step = 2.0 * std::numbers::pi * kToneHertz / m_audio->sampleRate;
     for (size_t i = 0; i < m_tone.size(); ++i)
         m_tone[i] = static_cast<int16_t>(std::lround(kTonePeak * std::sin(step * static_cast<double>(i))));
 }

@@ -31,7 +31,7 @@ extern const char* const kTestCardHelp;
 class TestCard : public Source
 {
 public:
-    TestCard(const TestCardSettings& settings, Streams wanted);
+    TestCard(const TestCardSettings& settings, const Wanted& wanted);
 
     Item Next() override;
 

@@ -37,6 +37,41 @@ typedef uint32_t KXDWORD;
  * What a host fills in and plug-ins read
  */
 
+/* Settings beyond the common ones, for a stream's encoder and its format: the words dwOptions hold the address of a
+ * text "key=value:key=value" in UTF-8, in which a backslash keeps the character behind it from ending a key or a value.
+ * Keys are the plug-ins' own. An encoder takes those that it knows, the format the others; what neither knows is
+ * logged. The text is the host's and stays valid while the job is set up, so a plug-in that needs it later copies it.
+ * Both words 0: no options. */
+static inline void KXSetOptions(KXDWORD* pdwOptions, const char* pszOptions)
+{
+    const uint64_t address = (uint64_t)(uintptr_t)pszOptions;
+    pdwOptions[0] = (KXDWORD)(address & 0xFFFFFFFFu);
+    pdwOptions[1] = (KXDWORD)(address >> 32);
+}
+
+/* The text, or null. */
+static inline const char* KXGetOptions(const KXDWORD* pdwOptions)
+{
+    return (const char*)(uintptr_t)((uint64_t)pdwOptions[1] << 32 | pdwOptions[0]);
+}
+
+/* What the pictures are, for files to state and players to obey; the library itself converts none of it. 0 always
+ * means "not said", and a plug-in that can't state something says so in the log. */
+enum {
+    KX_RANGE_LIMITED = 1, /* luma from 16 to 235 (BT.601) */
+    KX_RANGE_FULL = 2     /* luma from 0 to 255 */
+};
+enum { KX_FIELDS_PROGRESSIVE = 1, KX_FIELDS_TOP_FIRST = 2, KX_FIELDS_BOTTOM_FIRST = 3 };
+
+/* dwColour: the range in the lowest byte, then matrix, primaries and transfer as code points of ISO/IEC 23091-2. */
+#define KX_COLOUR(range, matrix, primaries, transfer)                                                                  \
+    ((KXDWORD)(unsigned char)(range) | (KXDWORD)(unsigned char)(matrix) << 8 |                                         \
+     (KXDWORD)(unsigned char)(primaries) << 16 | (KXDWORD)(unsigned char)(transfer) << 24)
+#define KX_COLOUR_RANGE(colour) ((int)((colour)&0xFF))
+#define KX_COLOUR_MATRIX(colour) ((int)((colour) >> 8 & 0xFF))
+#define KX_COLOUR_PRIMARIES(colour) ((int)((colour) >> 16 & 0xFF))
+#define KX_COLOUR_TRANSFER(colour) ((int)((colour) >> 24 & 0xFF))
+
 /* EncodeParam.video: the output picture. A video revise slot may change it. */
 typedef struct EncodeParamVideo {
     KXDWORD dwFourCC; /* video encoder */
@@ -44,10 +79,15 @@ typedef struct EncodeParamVideo {
     int nHeight;
     double dFrameRate; /* output frames per second; 0 takes the source's rate */
     int nBitRate;      /* bits per second */
-    KXDWORD reserved1[2];
+    KXDWORD dwOptions[2];
     int nResizeMethod;  /* an IMAGE_RESIZE_METHOD: 0 stretch, 1 keep, 2 16:9, 3 4:3, 5 crop */
     int nInterpolation; /* an IMAGE_INTERPOLATION: 0 default, 1 nearest, 2 bilinear */
-    KXDWORD reserved2[6];
+    int nPixelAspectX;  /* width of a pixel to its height, 16 and 15 say; 0 and 0: not said */
+    int nPixelAspectY;
+    KXDWORD dwColour;
+    int nFieldOrder; /* a KX_FIELDS value */
+    int nRotation;   /* degrees by which a player is to turn the pictures clockwise: 0, 90, 180 or 270 */
+    KXDWORD reserved;
 } EncodeParamVideo;
 
 /* EncodeParam.audio: the output audio. An audio revise slot may change it. */
@@ -56,12 +96,13 @@ typedef struct EncodeParamAudio {
     int nSampleRate;
     int nChannels;
     int nBitRate; /* bits per second */
-    KXDWORD reserved[2];
+    KXDWORD dwOptions[2];
     int nBitsPerSample; /* 16 wherever the library converts or paces */
 } EncodeParamAudio;
 
 /* Parameters of one job. The library works on a copy of its own, which plug-ins see and may change during the
- * set-up; the copy lives as long as the job. The reserved words are carried along for host and plug-ins. */
+ * set-up; the copy lives as long as the job. The library reads neither options nor aspect, colour, fields and rotation:
+ * it carries them along. */
 typedef struct EncodeParam {
     EncodeParamVideo video;
     EncodeParamAudio audio;
