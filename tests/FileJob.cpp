@@ -79,6 +79,15 @@ std::string FileJobTest::Catalogue()
     return text;
 }
 
+std::wstring FileJobTest::Log()
+{
+    const std::lock_guard lock(s_mutex);
+    std::wstring text;
+    for (const std::wstring& line : std::exchange(s_log, {}))
+        text += line + L"\n";
+    return text;
+}
+
 int FileJobTest::LogLines(const std::wstring& text)
 {
     const std::lock_guard lock(s_mutex);
