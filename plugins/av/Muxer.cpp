@@ -111,8 +111,11 @@ bool Muxer::AddStream(const EncodeParam* pJob, int type)
         return Fail(L"can't make", result);
     if (context.codec_id == AV_CODEC_ID_HEVC && m_container.Has(kTagsHvc1))
         stream->codecpar->codec_tag = MKTAG('h', 'v', 'c', '1');
-    if (context.frame_size > 0 && !m_container.Has(kMarksLeadIn))
-        stream->codecpar->initial_padding %= context.frame_size; // WritePacket leaves out the whole frames of it
+    if (context.frame_size > 0 && !m_container.Has(kMarksLeadIn)) { // WritePacket leaves out whole frames of it
+        int& leadIn = stream->codecpar->initial_padding;
+        leadIn %= context.frame_size;
+        leadIn = 2 * leadIn > context.frame_size ? 0 : leadIn;
+    }
     stream->time_base = context.time_base;
     stream->avg_frame_rate = context.framerate;
     stream->sample_aspect_ratio = context.sample_aspect_ratio;
@@ -151,13 +154,10 @@ bool Muxer::Write(int type, const EncodedPackets* packets)
     return written;
 }
 
-// Whether a packet of audio is left out for what it holds from before the first sample.
+// Whether a packet of audio holds more from before the first sample than from behind it.
 bool Muxer::IsLeadIn(const AVPacket& encoded) const
 {
-    const int64_t end = encoded.pts + encoded.duration;
-    if (m_container.Has(kMarksLeadIn))
-        return false;
-    return end <= 0 || (!m_container.Has(kMarksPartialLeadIn) && 2 * end < encoded.duration);
+    return !m_container.Has(kMarksLeadIn) && 2 * encoded.pts + encoded.duration <= 0;
 }
 
 int Muxer::WritePacket(int type, const AVPacket& encoded)

@@ -54,16 +54,12 @@ struct EncoderEntry {
 // the order in which they show, and nothing may come that isn't one frame.
 //
 // kMarksLeadIn: the file tells players to skip what an audio encoder puts before the first sample. Where it can't, the
-// packets that hold nothing else are left out: a fade-in of their length is less than all the audio late.
-//
-// kMarksPartialLeadIn: it does so for what is less than a packet. Where it can't either, a packet with more lead-in
-// than samples is left out too.
+// packets that hold more of it than samples are left out: a fade-in of their length is less than all the audio late.
 //
 // kTagsHvc1: HEVC goes by the name hvc1, without which some players don't show it.
 constexpr unsigned kSequenceOnly = 1;
 constexpr unsigned kMarksLeadIn = 2;
-constexpr unsigned kMarksPartialLeadIn = 4;
-constexpr unsigned kTagsHvc1 = 8;
+constexpr unsigned kTagsHvc1 = 4;
 
 // One file format.
 struct ContainerEntry {
