@@ -90,10 +90,10 @@ std::wstring FileJobTest::Log()
 
 int FileJobTest::LogLines(const std::wstring& text)
 {
-    const std::lock_guard lock(s_mutex);
+    const std::wstring log = Log();
     int count = 0;
-    for (const std::wstring& line : std::exchange(s_log, {}))
-        count += line.find(text) != line.npos;
+    for (size_t at = log.find(text); !text.empty() && at != log.npos; at = log.find(text, log.find(L'\n', at)))
+        ++count;
     return count;
 }
 
