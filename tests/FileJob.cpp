@@ -79,12 +79,21 @@ std::string FileJobTest::Catalogue()
     return text;
 }
 
-int FileJobTest::LogLines(const std::wstring& text)
+std::wstring FileJobTest::Log()
 {
     const std::lock_guard lock(s_mutex);
-    int count = 0;
+    std::wstring text;
     for (const std::wstring& line : std::exchange(s_log, {}))
-        count += line.find(text) != line.npos;
+        text += line + L"\n";
+    return text;
+}
+
+int FileJobTest::LogLines(const std::wstring& text)
+{
+    const std::wstring log = Log();
+    int count = 0;
+    for (size_t at = log.find(text); !text.empty() && at != log.npos; at = log.find(text, log.find(L'\n', at)))
+        ++count;
     return count;
 }
 

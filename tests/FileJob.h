@@ -47,7 +47,8 @@ protected:
     std::string Bytes(const std::string& name) const;                                      // of a file there
 
     static std::string Catalogue();                // a line for each format: its code, its video and audio encoders
-    static int LogLines(const std::wstring& text); // that hold the text, since the last call
+    static std::wstring Log();                     // its lines since the last call
+    static int LogLines(const std::wstring& text); // that hold the text; takes the lines as Log does
 
     static void* Open(const std::string& path, const JobParam& param);
     // For audio of 16 bits, in blocks of so many bytes, from the start of the file. Whether all were taken.

@@ -3,6 +3,8 @@
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
+#include <libavutil/display.h>
+#include <libswscale/swscale.h>
 }
 
 #include <cmath>
@@ -25,10 +27,54 @@ void AppendPlane(std::vector<unsigned char>& planes, const AVFrame& frame, int p
     }
 }
 
-void TakePicture(DecodedFile& file, const AVFrame& frame, const Stream& from)
+// Puts a picture of another pixel format in the place of its 4:2:0.
+void Convert(AVFrame& frame)
 {
-    ASSERT_TRUE(frame.format == AV_PIX_FMT_YUV420P || frame.format == AV_PIX_FMT_RGB24) << "format " << frame.format;
-    DecodedPicture picture = {static_cast<double>(frame.best_effort_timestamp) * av_q2d(from.stream->time_base),
+    AVFrame* converted = av_frame_alloc();
+    av_frame_copy_props(converted, &frame);
+    converted->width = frame.width;
+    converted->height = frame.height;
+    converted->format = AV_PIX_FMT_YUV420P;
+    ASSERT_GE(av_frame_get_buffer(converted, 0), 0);
+    SwsContext* context = sws_getContext(
+        frame.width, frame.height, static_cast<AVPixelFormat>(frame.format), frame.width, frame.height,
+        AV_PIX_FMT_YUV420P, SWS_BICUBIC | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INP, nullptr, nullptr, nullptr);
+    ASSERT_TRUE(context) << "format " << frame.format;
+    sws_scale(context, frame.data, frame.linesize, 0, frame.height, converted->data, converted->linesize);
+    sws_freeContext(context);
+    av_frame_unref(&frame);
+    av_frame_move_ref(&frame, converted);
+    av_frame_free(&converted);
+}
+
+// The file's header comes before the first picture, where both say something.
+void TakeSignal(DecodedFile& file, const AVFrame& frame, const Stream& from)
+{
+    const AVFieldOrder order = from.stream->codecpar->field_order;
+    const int top = frame.interlaced_frame ? frame.top_field_first : order == AV_FIELD_TT || order == AV_FIELD_TB;
+    const bool isInterlaced = frame.interlaced_frame || order > AV_FIELD_PROGRESSIVE;
+    const uint8_t* matrix = av_stream_get_side_data(from.stream, AV_PKT_DATA_DISPLAYMATRIX, nullptr);
+    const double degrees = matrix ? av_display_rotation_get(reinterpret_cast<const int32_t*>(matrix)) : 0;
+    DecodedSignal& signal = file.signal;
+    signal.rotation = static_cast<int>(std::lrint(360 - degrees)) % 360;
+    signal.fields = isInterlaced ? 3 - top : 0;
+    const auto take = [](int& value, int ofPicture) { value = value == 0 || value == 2 ? ofPicture : value; };
+    signal.range = signal.range ? signal.range : frame.color_range;
+    take(signal.matrix, frame.colorspace);
+    take(signal.primaries, frame.color_primaries);
+    take(signal.transfer, frame.color_trc);
+    if (!file.pixelAspect)
+        file.pixelAspect = av_q2d(frame.sample_aspect_ratio);
+}
+
+void TakePicture(DecodedFile& file, AVFrame& frame, const Stream& from)
+{
+    if (file.pictures.empty())
+        TakeSignal(file, frame, from);
+    if (frame.format != AV_PIX_FMT_YUV420P && frame.format != AV_PIX_FMT_RGB24)
+        Convert(frame);
+    DecodedPicture picture = {static_cast<double>(frame.best_effort_timestamp) * av_q2d(from.stream->time_base) -
+                                  file.start,
                               frame.width,
                               frame.height,
                               {}};
@@ -46,7 +92,8 @@ void TakePicture(DecodedFile& file, const AVFrame& frame, const Stream& from)
 void TakeSamples(DecodedFile& file, const AVFrame& frame, const Stream& from)
 {
     if (file.samples.empty())
-        file.firstSampleSeconds = static_cast<double>(frame.best_effort_timestamp) * av_q2d(from.stream->time_base);
+        file.firstSampleSeconds =
+            static_cast<double>(frame.best_effort_timestamp) * av_q2d(from.stream->time_base) - file.start;
     file.sampleRate = frame.sample_rate;
     file.channels = frame.ch_layout.nb_channels;
     for (int i = 0; i < frame.nb_samples; ++i)
@@ -82,12 +129,17 @@ DecodedFile ReadMedia(const std::string& path)
 {
     DecodedFile file;
     AVFormatContext* format = nullptr;
-    if (avformat_open_input(&format, path.c_str(), nullptr, nullptr) < 0 ||
-        avformat_find_stream_info(format, nullptr) < 0) {
+    const int opened = avformat_open_input(&format, path.c_str(), nullptr, nullptr);
+    for (unsigned i = 0; opened >= 0 && i < format->nb_streams; ++i)
+        if (const AVCodecParameters& header = *format->streams[i]->codecpar; header.codec_type == AVMEDIA_TYPE_VIDEO)
+            file.signal = {header.color_range, header.color_space, header.color_primaries, header.color_trc};
+    if (opened < 0 || avformat_find_stream_info(format, nullptr) < 0) {
         ADD_FAILURE() << path << " can't be opened";
         avformat_close_input(&format);
         return file;
     }
+    if (const std::string name = format->iformat->name; name == "mpegts" || name == "mp3")
+        file.start = static_cast<double>(format->start_time) / AV_TIME_BASE;
     std::vector<Stream> streams(format->nb_streams);
     for (unsigned i = 0; i < format->nb_streams; ++i) {
         const AVStream* stream = format->streams[i];
@@ -97,7 +149,7 @@ DecodedFile ReadMedia(const std::string& path)
         streams[i].context->pkt_timebase = stream->time_base;
         EXPECT_GE(avcodec_open2(streams[i].context, codec, nullptr), 0) << path;
         if (stream->codecpar->codec_type == AVMEDIA_TYPE_VIDEO) {
-            file.frameRate = av_q2d(stream->avg_frame_rate);
+            file.frameRate = av_q2d(stream->avg_frame_rate.den ? stream->avg_frame_rate : stream->r_frame_rate);
             file.pixelAspect = av_q2d(stream->sample_aspect_ratio);
         }
     }

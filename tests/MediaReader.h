@@ -7,7 +7,7 @@
 #include <vector>
 
 // A decoded planar 4:2:0 picture, its three planes without padding, one behind the other: Y, U, V. A picture of a PNG
-// file has R, G and B of each pixel there.
+// file has R, G and B of each pixel there. Other pixel formats are brought to 4:2:0 of limited range.
 struct DecodedPicture {
     double seconds;
     int width;
@@ -15,6 +15,11 @@ struct DecodedPicture {
     std::vector<unsigned char> planes;
 
     double MeanLuma(int rows) const; // of the first rows
+};
+
+// What the file and its first picture say of the pictures, by the words of EncodeParamVideo; 0 where nothing is said.
+struct DecodedSignal {
+    int range = 0, matrix = 0, primaries = 0, transfer = 0, fields = 0, rotation = 0;
 };
 
 struct DecodedFile {
@@ -25,6 +30,8 @@ struct DecodedFile {
     double firstSampleSeconds = 0;
     double frameRate = 0; // as the file tells it
     double pixelAspect = 0;
+    DecodedSignal signal;
+    double start = 0; // the time that MPEG-TS and MP3, whose clocks start anywhere, give to the first of all
 
     double AudioSeconds() const { return static_cast<double>(samples.size()) / channels / sampleRate; }
 };

@@ -2,6 +2,7 @@
 #include "plugins/raw/WavHeader.h"
 #include "plugins/support/FrameRate.h"
 #include "plugins/support/Frames.h"
+#include "plugins/support/OptionText.h"
 #include "plugins/support/Text.h"
 #include "tests/Bytes.h"
 #include "tests/Pictures.h"
@@ -126,6 +127,20 @@ TEST(Text, PathsAreUtf8AndFieldsAreCut)
     EXPECT_STREQ(field, L"abcd");
     SetText(field, L"ab");
     EXPECT_STREQ(field, L"ab");
+}
+
+TEST(OptionText, TakesKeysAndValuesApart)
+{
+    const auto read = [](const char* text) {
+        std::string list;
+        for (const Option& option : ParseOptions(text).value_or(std::vector<Option>{{"refused", ""}}))
+            list += "[" + option.key + "][" + option.value + "]";
+        return list;
+    };
+    EXPECT_EQ(read(nullptr) + read(""), "");
+    EXPECT_EQ(read("a=1:b=:a\\==c=d\\:e'\\\\:f=\\"), "[a][1][b][][a=][c=d:e'\\][f][\\]");
+    for (const char* text : {"a", "=1", ":", "a=1:", ":a=1", "a=1::b=2", "a=1:b"})
+        EXPECT_EQ(read(text), "[refused][]") << text;
 }
 
 TEST(WavHeader, HoldsEverySize)

@@ -69,10 +69,12 @@ void SetParameters(AVCodecContext& context, const EncoderEntry& entry, const Enc
     context.sample_rate = audio.nSampleRate;
     context.time_base = {1, audio.nSampleRate};
     av_channel_layout_default(&context.ch_layout, audio.nChannels);
-    if (entry.audio.channelBitRate <= 0)
+    if (entry.audio.channelBitRate == kNoBitRate)
         return;
-    const int usual = std::min(entry.audio.channelBitRate, 4 * audio.nSampleRate) * audio.nChannels;
-    context.bit_rate = audio.nBitRate > 0 ? audio.nBitRate : usual;
+    if (audio.nBitRate > 0)
+        context.bit_rate = audio.nBitRate;
+    else if (entry.audio.channelBitRate > 0)
+        context.bit_rate = std::min(entry.audio.channelBitRate, 4 * audio.nSampleRate) * audio.nChannels;
 }
 
 // ---- the encoder ----
@@ -243,13 +245,21 @@ bool Settle(const EncoderEntry& entry, EncodeParamAudio& audio)
     return false;
 }
 
+// With options of its own, a job that can't be encoded is refused as a whole and not left without audio.
+bool TakesOptions(const EncoderEntry& entry, const EncodeParamAudio& audio)
+{
+    EncodeParam job = {};
+    job.audio = audio;
+    return !KXGetOptions(audio.dwOptions) || AudioEncoder(entry, &job).Open();
+}
+
 int ReviseAudio(EncodeParamAudio* pAudio)
 {
     const EncoderEntry* entry = FindEncoder(pAudio->dwFourCC, ENCODER_TYPE_AUDIO);
     if (!entry)
         return 0;
     if (Settle(*entry, *pAudio))
-        return 1;
+        return TakesOptions(*entry, *pAudio);
     KXLogEx(L"wpav: %ls can't encode %d Hz, %d channels at %d bits per second.", entry->name, pAudio->nSampleRate,
             pAudio->nChannels, pAudio->nBitRate);
     return 0;

@@ -8,8 +8,8 @@ extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
 #include <libavutil/channel_layout.h>
-#include <libavutil/dict.h>
 #include <libswresample/swresample.h>
+#include <libswscale/swscale.h>
 }
 
 #include <memory>
@@ -20,6 +20,7 @@ struct AvFree {
     void operator()(AVFrame* frame) const { av_frame_free(&frame); }
     void operator()(AVPacket* packet) const { av_packet_free(&packet); }
     void operator()(SwrContext* context) const { swr_free(&context); }
+    void operator()(SwsContext* context) const { sws_freeContext(context); }
     void operator()(AVFormatContext* context) const
     {
         avio_closep(&context->pb);
@@ -31,22 +32,8 @@ using CodecContextPtr = std::unique_ptr<AVCodecContext, AvFree>;
 using FramePtr = std::unique_ptr<AVFrame, AvFree>;
 using PacketPtr = std::unique_ptr<AVPacket, AvFree>;
 using SwrContextPtr = std::unique_ptr<SwrContext, AvFree>;
+using SwsContextPtr = std::unique_ptr<SwsContext, AvFree>;
 using FormatContextPtr = std::unique_ptr<AVFormatContext, AvFree>;
-
-// Options as libav's option parser reads them, "name=value:name=value".
-class Options
-{
-public:
-    explicit Options(const char* text) { av_dict_parse_string(&m_dictionary, text, "=", ":", 0); }
-    ~Options() { av_dict_free(&m_dictionary); }
-    Options(const Options&) = delete;
-    Options& operator=(const Options&) = delete;
-
-    AVDictionary** Address() { return &m_dictionary; }
-
-private:
-    AVDictionary* m_dictionary = nullptr;
-};
 
 // libav's own text for one of its error codes.
 std::string ErrorText(int error);

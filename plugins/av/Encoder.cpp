@@ -34,34 +34,54 @@ const Encoder* Encoder::OfJob(const EncodeParam* pJob, int type)
     return found == s_encoders.end() ? nullptr : found->second;
 }
 
-int Encoder::TryOpen(const std::string& options, int logLevelOffset)
+int Encoder::TryOpen(const std::vector<Option>& usual, int logLevelOffset)
 {
     const AVCodec* codec = CodecOf(m_entry);
     m_context.reset(avcodec_alloc_context3(codec));
     if (!m_context)
         return AVERROR(ENOMEM);
+    m_context->log_level_offset = logLevelOffset;
     Prepare(*m_context);
     const ContainerEntry* container = FindContainer(m_job->dwFileFourCC);
     if (container && MuxerOf(*container)->flags & AVFMT_GLOBALHEADER)
         m_context->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     m_context->thread_count = 0; // as many as the machine has
-    m_context->log_level_offset = logLevelOffset;
-    Options dictionary(options.c_str());
-    const int result = avcodec_open2(m_context.get(), codec, dictionary.Address());
+    int result = SetKnown(*m_context, usual);
+    if (result >= 0)
+        result = SetKnown(*m_context, m_options);
+    if (result >= 0)
+        result = avcodec_open2(m_context.get(), codec, nullptr);
     m_context->log_level_offset = kQuieter;
     return result;
 }
 
-bool Encoder::Open(const std::string& options)
+// Whether the encoder takes what the library will send and leaves what the file can hold; options may demand else.
+bool Encoder::IsAsSettled() const
 {
-    int result = TryOpen(options, options.empty() ? kQuieter : kSilent);
-    if (result < 0 && !options.empty()) {
-        result = TryOpen("", kQuieter);
+    const ContainerEntry* container = FindContainer(m_job->dwFileFourCC);
+    if (m_entry.type == ENCODER_TYPE_AUDIO)
+        return m_context->sample_rate == m_job->audio.nSampleRate &&
+               m_context->ch_layout.nb_channels == m_job->audio.nChannels;
+    return m_context->has_b_frames == 0 || !container || !container->Has(kSequenceOnly);
+}
+
+bool Encoder::Open(const std::string& usual)
+{
+    auto options = OptionsOf(*m_job, m_entry.type);
+    if (!options || !TakesValues(CodecOf(m_entry), *options, m_entry.name))
+        return false;
+    m_options = std::move(*options);
+    int result =
+        TryOpen(ParseOptions(usual.c_str()).value_or(std::vector<Option>{}), usual.empty() ? kQuieter : kSilent);
+    if (result < 0 && !usual.empty()) {
+        result = TryOpen({}, kQuieter);
         if (result >= 0)
-            KXLogEx(L"wpav: %ls doesn't take the options [%s] here and runs without.", m_entry.name, options.c_str());
+            KXLogEx(L"wpav: %ls doesn't take the options [%s] here and runs without.", m_entry.name, usual.c_str());
     }
+    if (result >= 0 && !IsAsSettled())
+        result = AVERROR(EINVAL);
     if (result < 0) {
-        Log(L"can't be opened", result);
+        Log(m_options.empty() ? L"can't be opened" : L"can't be opened with the job's options", result);
         return false;
     }
     const std::lock_guard lock(s_mutex);

@@ -3,6 +3,7 @@
 #define ENCMGR_PLUGINS_AV_ENCODER_H
 
 #include "plugins/av/Av.h"
+#include "plugins/av/CodecOptions.h"
 #include "plugins/av/Tables.h"
 
 #include <string>
@@ -29,13 +30,15 @@ public:
 
     const EncoderEntry& Entry() const { return m_entry; }
     const AVCodecContext& Context() const { return *m_context; }
+    const std::vector<Option>& JobOptions() const { return m_options; }
 
 protected:
     Encoder(const EncoderEntry& entry, const EncodeParam* pJob);
 
-    // Opens m_context with options, and makes it known to the file format of the job. Options that the encoder refuses
-    // for just this picture give way to its own defaults. False, with a log line, if it can't be opened at all.
-    bool Open(const std::string& options);
+    // Opens m_context with the usual options, then the job's, and makes it known to the file format of the job. Usual
+    // ones that the encoder refuses for just this picture give way to its own defaults; the job's never do. False, with
+    // a log line, if it can't be opened.
+    bool Open(const std::string& usual);
 
     // Sets what the job demands in a context that isn't open yet.
     virtual void Prepare(AVCodecContext& context) const = 0;
@@ -53,10 +56,12 @@ protected:
     EncodedPackets m_packets;
 
 private:
-    int TryOpen(const std::string& options, int logLevelOffset);
+    int TryOpen(const std::vector<Option>& usual, int logLevelOffset);
+    bool IsAsSettled() const;
 
     const EncoderEntry& m_entry;
     const EncodeParam* const m_job;
+    std::vector<Option> m_options; // the job's, the file format's among them
     CodecContextPtr m_context;
 };
 

@@ -1,6 +1,7 @@
 #include "log/Log.h"
 #include "plugins/av/Encoder.h"
 #include "plugins/av/Slots.h"
+#include "plugins/av/VideoSignal.h"
 #include "plugins/support/Text.h"
 
 #include <algorithm>
@@ -39,6 +40,8 @@ private:
     };
 
     bool AddStream(const EncodeParam* pJob, int type);
+    bool SetOptions(const Encoder& encoder);
+    bool IsLeadIn(const AVPacket& encoded) const;
     int WritePacket(int type, const AVPacket& encoded);
     bool Fail(const wchar_t* what, int error);
 
@@ -96,20 +99,46 @@ bool Muxer::AddStream(const EncodeParam* pJob, int type)
         return false;
     }
     const AVCodecContext& context = encoder->Context();
-    if (!Holds(m_container, context.codec_id)) {
+    if (!Holds(m_container, encoder->Entry())) {
         KXLogEx(L"wpav: %ls can't hold %ls.", m_container.name, encoder->Entry().name);
         return false;
     }
     AVStream* stream = avformat_new_stream(m_format.get(), nullptr);
-    const int result = stream ? avcodec_parameters_from_context(stream->codecpar, &context) : AVERROR(ENOMEM);
+    int result = stream ? avcodec_parameters_from_context(stream->codecpar, &context) : AVERROR(ENOMEM);
+    if (result >= 0 && type == ENCODER_TYPE_VIDEO)
+        result = SetSignal(*stream, pJob->video, encoder->Entry(), m_container);
     if (result < 0)
         return Fail(L"can't make", result);
-    if (context.frame_size > 0 && !m_container.Has(kMarksLeadIn))
-        stream->codecpar->initial_padding %= context.frame_size; // WritePacket leaves out the whole frames of it
+    if (context.codec_id == AV_CODEC_ID_HEVC && m_container.Has(kTagsHvc1))
+        stream->codecpar->codec_tag = MKTAG('h', 'v', 'c', '1');
+    if (context.frame_size > 0 && !m_container.Has(kMarksLeadIn)) { // WritePacket leaves out whole frames of it
+        int& leadIn = stream->codecpar->initial_padding;
+        leadIn %= context.frame_size;
+        leadIn = 2 * leadIn > context.frame_size ? 0 : leadIn;
+    }
     stream->time_base = context.time_base;
     stream->avg_frame_rate = context.framerate;
     stream->sample_aspect_ratio = context.sample_aspect_ratio;
     m_streams[type] = {stream, context.time_base};
+    return SetOptions(*encoder);
+}
+
+// Sets those of a stream's options that its encoder doesn't know.
+bool Muxer::SetOptions(const Encoder& encoder)
+{
+    for (const Option& option : encoder.JobOptions()) {
+        if (Knows(encoder.Context(), option.key))
+            continue;
+        const int result = SetOption(*m_format, option);
+        if (result == AVERROR_OPTION_NOT_FOUND)
+            KXLogEx(L"wpav: neither %ls nor %ls knows the option [%s].", encoder.Entry().name, m_container.name,
+                    option.key.c_str());
+        else if (result < 0)
+            KXLogEx(L"wpav: %ls doesn't take the option [%s=%s]: %s.", m_container.name, option.key.c_str(),
+                    option.value.c_str(), ErrorText(result).c_str());
+        if (result < 0)
+            return false;
+    }
     return true;
 }
 
@@ -125,6 +154,12 @@ bool Muxer::Write(int type, const EncodedPackets* packets)
     return written;
 }
 
+// Whether a packet of audio holds more from before the first sample than from behind it.
+bool Muxer::IsLeadIn(const AVPacket& encoded) const
+{
+    return !m_container.Has(kMarksLeadIn) && 2 * encoded.pts + encoded.duration <= 0;
+}
+
 int Muxer::WritePacket(int type, const AVPacket& encoded)
 {
     const Stream& target = m_streams[type];
@@ -132,13 +167,17 @@ int Muxer::WritePacket(int type, const AVPacket& encoded)
     const bool hasContent = encoded.size > 0; // or only news for the file's header
     if (!hasContent && m_container.Has(kSequenceOnly))
         return 0;
-    if (!isVideo && hasContent && !m_container.Has(kMarksLeadIn) && encoded.pts + encoded.duration <= 0)
-        return 0; // all lead-in
+    // Vorbis's first packet has no samples of its own, but decoders need it for the next one's.
+    const bool isPrimer = target.stream->codecpar->codec_id == AV_CODEC_ID_VORBIS && encoded.pts < 0;
+    if (!isVideo && hasContent && !isPrimer && IsLeadIn(encoded))
+        return 0;
     const int result = av_packet_ref(m_packet.get(), &encoded);
     if (result < 0)
         return result;
     if (isVideo && m_packet->duration == 0)
         m_packet->duration = 1;
+    if (isPrimer && !m_container.Has(kMarksLeadIn))
+        m_packet->pts = m_packet->dts = 0;
     const int64_t end = m_packet->pts + m_packet->duration;
     m_packet->stream_index = target.stream->index;
     av_packet_rescale_ts(m_packet.get(), target.timeBase, target.stream->time_base);

@@ -20,40 +20,102 @@ constexpr KXDWORD FourCC(const char (&code)[5])
 }
 
 constexpr EncoderEntry Video(const char (&fourCC)[5], const wchar_t* name, const wchar_t* description,
-                             const char* codec, const char* options, const char* quality, VideoLimits limits)
+                             const char* codec, const char* options, const char* quality, unsigned states,
+                             VideoLimits limits)
 {
-    return {FourCC(fourCC), name, description, kVideo, codec, options, quality, limits, {}};
+    return {FourCC(fourCC), name, description, kVideo, codec, options, quality, states, limits, {}};
 }
 
 constexpr EncoderEntry Audio(const char (&fourCC)[5], const wchar_t* name, const wchar_t* description,
                              const char* codec, const char* options, AudioLimits limits)
 {
-    return {FourCC(fourCC), name, description, kAudio, codec, options, nullptr, {}, limits};
+    return {FourCC(fourCC), name, description, kAudio, codec, options, nullptr, 0, {}, limits};
 }
 
-// The order is the one of the host's menus. A quantiser of 3 is a global_quality of 3 * 118. FFV1's version 3 cuts
-// pictures into slices, and pictures that are too small for that come out damaged.
+// A quantiser of 3 is a global_quality of 3 * 118. Speeds are those that keep up with small pictures on one core; for
+// VP8 a bit rate is the upper limit of what its quality asks for. FFV1's version 3 cuts pictures into four slices or
+// more, and pictures that are too small for that come out damaged. GIF's palette is the fixed one of 3, 3 and 2 bits.
 constexpr EncoderEntry s_encoders[] = {
-    Video("H264", L"H.264", L"H.264 (AVC) by x264", "libx264", "", "crf=23",
+    Video("H264", L"H.264", L"H.264 (AVC) by x264", "libx264", "", "crf=23", kRange | kColour | kFields,
           {.evenSize = true, .maxSide = 16384, .maxRateTerm = kMaxRateTerm, .tinySide = 0}),
-    Video("MP4V", L"MPEG-4", L"MPEG-4 Visual, simple profile", "mpeg4", "", "flags=+qscale:global_quality=354",
-          {.evenSize = false, .maxSide = 8191, .maxRateTerm = 65535, .tinySide = 0}),
-    Video("FFV1", L"FFV1", L"FFV1 version 3, lossless", "ffv1", "level=3:slicecrc=1", nullptr,
+    Video("HEVC", L"HEVC", L"H.265 (HEVC) by x265", "libx265", "preset=fast:x265-params=log-level=error", "crf=26",
+          kRange | kColour,
+          {.evenSize = true, .maxSide = 8192, .maxRateTerm = kMaxRateTerm, .tinySide = 0, .minSide = 32}),
+    Video("MP4V", L"MPEG-4", L"MPEG-4 Visual, simple profile", "mpeg4", "", "flags=+qscale:global_quality=354", kFields,
+          {.evenSize = false, .maxSide = 8191, .maxRateTerm = 65535, .tinySide = 0, .maxAspectTerm = 255}),
+    Video("VP8 ", L"VP8", L"VP8 by libvpx", "libvpx", "deadline=good:cpu-used=4", "crf=10:b=20000000", 0,
+          {.evenSize = false, .maxSide = 16383, .maxRateTerm = kMaxRateTerm, .tinySide = 0}),
+    Video("VP9 ", L"VP9", L"VP9 by libvpx", "libvpx-vp9", "deadline=good:cpu-used=5:row-mt=1", "crf=32", kRange,
+          {.evenSize = false, .maxSide = 16384, .maxRateTerm = kMaxRateTerm, .tinySide = 0}),
+    Video("AV1 ", L"AV1", L"AV1 by libaom", "libaom-av1", "usage=realtime:cpu-used=7:row-mt=1", "crf=30",
+          kRange | kColour, {.evenSize = false, .maxSide = 16384, .maxRateTerm = kMaxRateTerm, .tinySide = 0}),
+    Video("AV1 ", L"AV1", L"AV1 by SVT-AV1", "libsvtav1", "preset=10", "crf=35", kRange | kColour,
+          {.evenSize = true, .maxSide = 8192, .maxRateTerm = kMaxRateTerm, .tinySide = 0, .minSide = 64}),
+    Video("MJPG", L"MJPEG", L"Motion JPEG, each picture by itself", "mjpeg", "", "flags=+qscale:global_quality=354",
+          kRange, {.evenSize = false, .maxSide = 16384, .maxRateTerm = kMaxRateTerm, .tinySide = 0, .fullRange = true}),
+    Video("APCN", L"ProRes", L"ProRes 422, 10 bits, for editing", "prores_ks", "profile=standard", nullptr,
+          kColour | kFields,
+          {.evenSize = true,
+           .maxSide = 16384,
+           .maxRateTerm = kMaxRateTerm,
+           .tinySide = 0,
+           .pixelFormat = AV_PIX_FMT_YUV422P10}),
+    Video("FFV1", L"FFV1", L"FFV1 version 3, lossless", "ffv1", "level=3:slicecrc=1", nullptr, kFields,
           {.evenSize = false, .maxSide = 32768, .maxRateTerm = kMaxRateTerm, .tinySide = 16}),
+    Video("GIF ", L"GIF", L"256 colours, for small moving pictures", "gif", "", nullptr, kRange | kColour,
+          {.evenSize = false,
+           .maxSide = 16384,
+           .maxRateTerm = kMaxRateTerm,
+           .tinySide = 0,
+           .pixelFormat = AV_PIX_FMT_RGB8}),
 
     Audio("AAC ", L"AAC", L"AAC, low complexity", "aac", "",
           {.maxSampleRate = 96000, .maxChannels = 8, .channelBitRate = 64000}),
+    Audio("MP3 ", L"MP3", L"MP3 by LAME", "libmp3lame", "",
+          {.maxSampleRate = 48000, .maxChannels = 2, .channelBitRate = 64000}),
+    Audio("OPUS", L"Opus", L"Opus by libopus", "libopus", "",
+          {.maxSampleRate = 48000, .maxChannels = 8, .channelBitRate = 64000}),
+    Audio("VORB", L"Vorbis", L"Vorbis by libvorbis", "libvorbis", "",
+          {.maxSampleRate = 192000, .maxChannels = 8, .channelBitRate = kOwnBitRate}),
     Audio("FLAC", L"FLAC", L"FLAC, lossless, 16 bits", "flac", "",
-          {.maxSampleRate = 655340, .maxChannels = 8, .channelBitRate = 0}),
+          {.maxSampleRate = 655340, .maxChannels = 8, .channelBitRate = kNoBitRate}),
     Audio("PCMS", L"PCM", L"Uncompressed, 16 bits", "pcm_s16le", "",
-          {.maxSampleRate = 768000, .maxChannels = 32, .channelBitRate = 0}),
+          {.maxSampleRate = 768000, .maxChannels = 32, .channelBitRate = kNoBitRate}),
 };
 
+// The order is the one of the host's menus.
 constexpr ContainerEntry s_containers[] = {
-    {FourCC("MP4 "), L"MP4", L"MP4", L"For playback nearly everywhere", "mp4", kMarksLeadIn},
-    {FourCC("MKV "), L"Matroska", L"Matroska", L"For every codec, and for archives", "matroska", 0},
-    {FourCC("AVI "), L"AVI", L"AVI", L"For older editing and playback programs", "avi", kSequenceOnly},
+    {FourCC("MP4 "), L"MP4", L"MP4", L"For playback nearly everywhere", "mp4", "H264 HEVC MP4V VP9  AV1 ",
+     "AAC  MP3  OPUS FLAC", kMarksLeadIn | kTagsHvc1, kRangeOfColour | kColour | kFields | kRotation},
+    {FourCC("MKV "), L"Matroska", L"Matroska", L"For every codec, and for archives", "matroska",
+     "H264 HEVC MP4V VP8  VP9  AV1  MJPG APCN FFV1", "AAC  MP3  OPUS VORB FLAC PCMS", 0, kRange | kColour | kFields},
+    {FourCC("AVI "), L"AVI", L"AVI", L"For older editing and playback programs", "avi", "H264 MP4V MJPG FFV1",
+     "AAC  MP3  FLAC PCMS", kSequenceOnly, 0},
+    {FourCC("MOV "), L"MOV", L"QuickTime", L"For editing programs", "mov", "H264 HEVC MP4V MJPG APCN", "AAC  MP3  PCMS",
+     kMarksLeadIn | kTagsHvc1, kColour | kFields | kRotation},
+    {FourCC("WEBM"), L"WebM", L"WebM", L"For web pages", "webm", "VP9  VP8  AV1 ", "OPUS VORB", 0, kRange | kColour},
+    {FourCC("TS  "), L"MPEG-TS", L"MPEG transport stream", L"For broadcast, and for streams cut into pieces", "mpegts",
+     "H264 HEVC MP4V", "AAC  MP3  OPUS", 0, 0},
+    {FourCC("OGG "), L"Ogg", L"Ogg", L"For audio without patents", "ogg", "VP8 ", "VORB OPUS FLAC", kMarksLeadIn, 0},
+    {FourCC("FLAC"), L"FLAC", L"FLAC", L"Lossless audio", "flac", "", "FLAC", 0, 0},
+    {FourCC("MP3 "), L"MP3", L"MP3", L"Audio for playback nearly everywhere", "mp3", "", "MP3 ", kMarksLeadIn, 0},
+    {FourCC("M4A "), L"M4A", L"M4A", L"MP4 with audio alone", "ipod", "", "AAC ", kMarksLeadIn, 0},
+    {FourCC("GIF "), L"GIF", L"Animated GIF", L"Small moving pictures that every browser shows", "gif", "GIF ", "", 0,
+     0},
 };
+
+// The FourCC at the start of a list, and the list behind it.
+KXDWORD TakeFourCC(const char*& list)
+{
+    const KXDWORD fourCC = KX_FOURCC(list[0], list[1], list[2], list[3]);
+    list += list[4] ? 5 : 4;
+    return fourCC;
+}
+
+const char* ListOf(const ContainerEntry& container, int type)
+{
+    return type == kVideo ? container.video : container.audio;
+}
 
 template <class Item, class Entry> Item ItemOf(const Entry& entry)
 {
@@ -81,9 +143,10 @@ std::vector<ENCODER_ITEM> BuildEncoderItems()
 std::vector<ENCODER_MODE> BuildModes(const ContainerEntry& container, int type)
 {
     std::vector<ENCODER_MODE> modes;
-    for (const EncoderEntry& entry : s_encoders) {
-        if (FindEncoder(entry.fourCC, type) == &entry && Holds(container, CodecOf(entry)->id))
-            modes.push_back({entry.fourCC, 0});
+    for (const char* list = ListOf(container, type); *list;) {
+        const KXDWORD fourCC = TakeFourCC(list);
+        if (FindEncoder(fourCC, type))
+            modes.push_back({fourCC, 0});
     }
     if (!modes.empty())
         modes.push_back({0, 0});
@@ -146,9 +209,13 @@ const AVOutputFormat* MuxerOf(const ContainerEntry& entry)
     return av_guess_format(entry.muxer, nullptr, nullptr);
 }
 
-bool Holds(const ContainerEntry& container, AVCodecID codec)
+bool Holds(const ContainerEntry& container, const EncoderEntry& entry)
 {
-    return avformat_query_codec(MuxerOf(container), codec, FF_COMPLIANCE_NORMAL) == 1;
+    for (const char* list = ListOf(container, entry.type); *list;) {
+        if (TakeFourCC(list) == entry.fourCC)
+            return true;
+    }
+    return false;
 }
 
 const ENCODER_ITEM* EncoderItems()

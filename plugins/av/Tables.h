@@ -10,16 +10,29 @@ struct VideoLimits {
     int maxSide;
     int maxRateTerm; // of numerator and denominator of the frame rate
     int tinySide;    // pictures with a shorter side are encoded without the options
+    int minSide = 2; // of an encoder with evenSize
+    int maxAspectTerm = 65535;
+    AVPixelFormat pixelFormat = AV_PIX_FMT_YUV420P; // to which pictures are converted
+    bool fullRange = false;                         // luma is from 0 to 255 whatever the source's is
 };
 
 struct AudioLimits {
     int maxSampleRate; // where libavcodec has no list of rates
     int maxChannels;
-    int channelBitRate; // of each channel, where the job gives no bit rate; 0: the encoder takes none
+    int channelBitRate; // of each channel, where the job gives no bit rate; or one of the two below
 };
+constexpr int kNoBitRate = 0;   // the encoder takes none
+constexpr int kOwnBitRate = -1; // without one from the job, the encoder goes by its own measure of quality
 
 // Encoders take bit rates below for a mistake, in the unit say; jobs get this one.
 constexpr int kLowestBitRate = 1000;
+
+// What an encoder's packets or a file format's header tell players of the pictures. All tell the pixel aspect.
+constexpr unsigned kRange = 1;
+constexpr unsigned kColour = 2; // matrix, primaries and transfer
+constexpr unsigned kFields = 4; // of an encoder: it encodes the two fields of a picture apart
+constexpr unsigned kRotation = 8;
+constexpr unsigned kRangeOfColour = 16; // the range together with kColour, but not alone
 
 // One encoder. Two lines may share a FourCC: the first whose encoder libavcodec has is taken.
 struct EncoderEntry {
@@ -30,6 +43,7 @@ struct EncoderEntry {
     const char* codec;   // its name in libavcodec
     const char* options; // of libavcodec, always set
     const char* quality; // video: options in the place of a bit rate, where the job gives none; null: it takes none
+    unsigned states;     // video
     VideoLimits video;
     AudioLimits audio;
 };
@@ -40,9 +54,12 @@ struct EncoderEntry {
 // the order in which they show, and nothing may come that isn't one frame.
 //
 // kMarksLeadIn: the file tells players to skip what an audio encoder puts before the first sample. Where it can't, the
-// packets that hold nothing else are left out: a fade-in of their length is less than all the audio late.
+// packets that hold more of it than samples are left out: a fade-in of their length is less than all the audio late.
+//
+// kTagsHvc1: HEVC goes by the name hvc1, without which some players don't show it.
 constexpr unsigned kSequenceOnly = 1;
 constexpr unsigned kMarksLeadIn = 2;
+constexpr unsigned kTagsHvc1 = 4;
 
 // One file format.
 struct ContainerEntry {
@@ -51,7 +68,10 @@ struct ContainerEntry {
     const wchar_t* name;
     const wchar_t* description;
     const char* muxer; // its name in libavformat
+    const char* video; // the FourCCs of its encoders, a space between each two; the first is the default
+    const char* audio;
     unsigned traits;
+    unsigned states;
 
     bool Has(unsigned trait) const { return (traits & trait) != 0; }
 };
@@ -64,8 +84,8 @@ const ContainerEntry* FindContainer(KXDWORD fourCC);
 const AVCodec* CodecOf(const EncoderEntry& entry);
 const AVOutputFormat* MuxerOf(const ContainerEntry& entry);
 
-// Whether the file format takes the codec.
-bool Holds(const ContainerEntry& container, AVCodecID codec);
+// Whether the file format takes what the encoder makes.
+bool Holds(const ContainerEntry& container, const EncoderEntry& entry);
 
 // The plug-in's records, built from the lines that are present. They stay in place.
 const ENCODER_ITEM* EncoderItems();

@@ -1,6 +1,8 @@
 #include "log/Log.h"
 #include "plugins/av/Encoder.h"
+#include "plugins/av/PictureConverter.h"
 #include "plugins/av/Slots.h"
+#include "plugins/av/VideoSignal.h"
 #include "plugins/support/FrameRate.h"
 #include "plugins/support/Frames.h"
 
@@ -22,19 +24,31 @@ public:
 
 private:
     bool HasBitRate() const { return Job().video.nBitRate > 0 && Entry().quality; }
+    bool HasOwnQuality() const;
     void Prepare(AVCodecContext& context) const override;
     bool Fill(const MEDIA_FRAME_VIDEO& picture);
 
     FramePtr m_frame;
+    PictureConverter m_converter;
     int64_t m_framesIn = 0; // the count is the clock, so a frame that is refused leaves a gap of its length
     bool m_refusalLogged = false;
 };
+
+// Whether the job's options decide on the size of the packets.
+bool VideoEncoder::HasOwnQuality() const
+{
+    const auto options = ParseOptions(OptionText(Job(), ENCODER_TYPE_VIDEO).c_str());
+    return options && std::any_of(options->begin(), options->end(), [](const Option& option) {
+               return option.key == "b" || option.key == "crf" || option.key == "qp" ||
+                      option.key == "global_quality" || option.key == "lossless";
+           });
+}
 
 bool VideoEncoder::Open()
 {
     const bool isTiny = std::min(Job().video.nWidth, Job().video.nHeight) < Entry().video.tinySide;
     std::string options = isTiny ? "" : Entry().options;
-    if (Entry().quality && !HasBitRate()) {
+    if (Entry().quality && !HasBitRate() && !HasOwnQuality()) {
         if (!options.empty())
             options += ':';
         options += Entry().quality;
@@ -48,7 +62,10 @@ bool VideoEncoder::Open()
     m_frame->format = Context().pix_fmt;
     m_frame->width = Context().width;
     m_frame->height = Context().height;
-    const int result = av_frame_get_buffer(m_frame.get(), 0);
+    SetSignal(*m_frame, Job().video, Context());
+    int result = av_frame_get_buffer(m_frame.get(), 0);
+    if (result >= 0)
+        result = m_converter.Open(Job().video, Context());
     if (result < 0)
         Log(L"has no picture buffer", result);
     return result >= 0;
@@ -58,12 +75,12 @@ void VideoEncoder::Prepare(AVCodecContext& context) const
 {
     const EncodeParamVideo& video = Job().video;
     const FrameRate rate = ExactFrameRate(video.dFrameRate, Entry().video.maxRateTerm).value_or(FrameRate{1, 1});
-    context.pix_fmt = AV_PIX_FMT_YUV420P;
+    context.pix_fmt = Entry().video.pixelFormat;
     context.width = video.nWidth;
     context.height = video.nHeight;
     context.framerate = {rate.num, rate.den};
     context.time_base = {rate.den, rate.num};
-    context.sample_aspect_ratio = {1, 1};
+    SetSignal(context, video, Entry());
     if (HasBitRate())
         context.bit_rate = video.nBitRate;
     const ContainerEntry* container = FindContainer(Job().dwFileFourCC);
@@ -79,18 +96,23 @@ bool VideoEncoder::Fill(const MEDIA_FRAME_VIDEO& picture)
         m_refusalLogged = true;
         return false;
     }
-    const int result = av_frame_make_writable(m_frame.get()); // the encoder may still hold the last picture
+    int result = av_frame_make_writable(m_frame.get()); // the encoder may still hold the last picture
     if (result < 0) {
         Log(L"has no picture buffer", result);
         return false;
     }
+    const AVFrame& target = m_converter.IsNeeded() ? m_converter.Input() : *m_frame;
     const auto planes = PlanesOf(picture);
     for (size_t i = 0; i < planes.size(); ++i) {
         for (int y = 0; y < planes[i].height; ++y)
-            memcpy(m_frame->data[i] + static_cast<ptrdiff_t>(y) * m_frame->linesize[i], planes[i].Row(y),
+            memcpy(target.data[i] + static_cast<ptrdiff_t>(y) * target.linesize[i], planes[i].Row(y),
                    static_cast<size_t>(planes[i].width));
     }
-    return true;
+    if (m_converter.IsNeeded())
+        result = m_converter.Convert(*m_frame);
+    if (result < 0)
+        Log(L"can't convert pictures", result);
+    return result >= 0;
 }
 
 EncodedPackets& VideoEncoder::Take(const MEDIA_FRAME_VIDEO& picture)
@@ -114,7 +136,7 @@ EncodedPackets& VideoEncoder::Finish()
 
 int SettleSide(int side, const EncoderEntry& entry)
 {
-    return entry.video.evenSize && side % 2 != 0 ? std::max(side - 1, 2) : side;
+    return entry.video.evenSize ? std::max(side - side % 2, entry.video.minSide) : side;
 }
 
 int ReviseVideo(EncodeParam* pParam)
@@ -135,7 +157,8 @@ int ReviseVideo(EncodeParam* pParam)
     video.dFrameRate = rate->Value();
     if (video.nBitRate > 0)
         video.nBitRate = std::max(video.nBitRate, kLowestBitRate);
-    return 1;
+    // With options of its own, a job that can't be encoded is refused as a whole and not left without video.
+    return IsKnownSignal(video) && (!KXGetOptions(video.dwOptions) || VideoEncoder(*entry, pParam).Open());
 }
 
 void* CreateVideoEncoder(KXDWORD dwFourCC, EncodeParam* pParam)
