@@ -14,8 +14,6 @@
 namespace
 {
 
-using Bytes = std::vector<unsigned char>;
-
 enum Kind { nearest, table, bilinear, mean };
 
 enum Trait { bottomUp = 1, chroma = 2, margins = 4, forcedColumn = 8, forcedRow = 16, forced = 24 };
@@ -122,19 +120,10 @@ struct Image {
 class ScalerTest : public AtEachSet
 {
 protected:
-    void Fill(unsigned char* bits, size_t size) // with 0 and 255, with 0, with 255, mostly with anything
-    {
-        const int style = Random(0, 7);
-        for (size_t i = 0; i < size; ++i) {
-            const auto any = i < 4093 ? m_random() >> 12 & 255 : bits[i - 4093];
-            bits[i] = static_cast<unsigned char>(style == 0 ? any % 2 * 255 : style == 1 ? 0 : style == 2 ? 255 : any);
-        }
-    }
-
     void Check(const Scaler& s, Image& src, Image& dst)
     {
-        Fill(src.bits.get(), src.size);
-        Fill(dst.bits.get(), dst.size);
+        Fill({src.bits.get(), src.size});
+        Fill({dst.bits.get(), dst.size});
         const Bytes before = dst.Content();
         const IMG_PARAM given = dst.record, &to = dst.record;
         for (int r = 0; r < to.cy; r += s.Is(chroma) ? 2 : 1) {
@@ -161,22 +150,24 @@ protected:
 TEST_P(ScalerTest, EqualsTheDefinitionAtEverySize)
 {
     for (const Scaler& s : scalers)
-        for (int cx = s.kind == table ? 1 : 2; cx < 70; ++cx)
-            for (int trial = 0; trial < 16 && !HasFatalFailure(); ++trial) {
-                const int widths[] = {1, 2, cx, cx + 1, cx * 2 - 1, cx * 2 + Random(0, 3), cx * 3 + 1, Random(1, 500)};
-                const auto shape = [&](int width, int leastHeight, int mostHeight, bool mayGoUpward) {
-                    return Shape{.x = Random(0, 5),
-                                 .y = Random(0, 5),
-                                 .cx = width,
-                                 .cy = Random(leastHeight, mostHeight),
-                                 .extraPitch = Random(0, 5),
-                                 .below = Random(0, 2),
-                                 .upward = mayGoUpward && Random(0, 1)};
-                };
-                Image src(s, source, shape(widths[trial % 8], 1, 30, true));
-                Image dst(s, target, shape(cx, s.kind == table ? 1 : 2, 9, !s.Is(margins)));
-                Check(s, src, dst);
-            }
+        for (int i = 0; i < 16 * 70 + 40 && !HasFatalFailure(); ++i) {
+            const int least = s.kind == table ? 1 : 2, cx = i < 16 * 70 ? least + i / 16 : Random(72, 5200);
+            const int widths[] = {1,          2,          cx,
+                                  cx + 1,     cx * 2 - 1, cx * 2 + Random(0, 3),
+                                  cx * 3 + 1, 1 + cx / 2, 1 + cx * Random(1, 99) / 20};
+            const auto shape = [&](int width, int leastHeight, int mostHeight, int mayGoUpward) {
+                return Shape{Random(0, 5),
+                             Random(0, 5),
+                             width,
+                             Random(leastHeight, mostHeight),
+                             Random(0, 5),
+                             Random(0, 2),
+                             Random(0, 1) * mayGoUpward != 0};
+            };
+            Image src(s, source, shape(widths[i % 9], 1, 30, 1));
+            Image dst(s, target, shape(cx, least, 9, !s.Is(margins)));
+            Check(s, src, dst);
+        }
 }
 
 TEST_P(ScalerTest, HoldsAtTheLargestSizes)
@@ -236,7 +227,7 @@ TEST_P(ScalerTest, RefusesBadRecordsAndTouchesNothing)
         for (int IMG_PARAM::*side : {&IMG_PARAM::cx, &IMG_PARAM::cy})
             for (const int bad : {0, -1, INT_MIN, mostColumns + 1, INT_MAX, 1}) {
                 Image src(s, source, {.cx = 8, .cy = 8}), dst(s, target, {.cx = 8, .cy = 8});
-                Fill(dst.bits.get(), dst.size);
+                Fill({dst.bits.get(), dst.size});
                 const Bytes before = dst.Content();
                 IMG_PARAM from = src.record, to = dst.record;
                 from.*side = to.*side = bad;
@@ -260,7 +251,7 @@ TEST_P(ScalerTest, EntryPointsChooseByMethod)
             const Shape shape = {.x = 2, .y = 2, .cx = 9, .cy = 7, .extraPitch = 3};
             Image src(s, source, {.x = 2, .y = 2, .cx = 20, .cy = 12}), dst(s, target, shape),
                 expected(s, target, shape);
-            std::generate_n(src.bits.get(), src.size, [&] { return static_cast<unsigned char>(Random(0, 255)); });
+            Fill({src.bits.get(), src.size});
             const int known = method >= 0 && method <= 2 ? s.run(src.record, expected.record) : 0;
             EXPECT_EQ(entries[i](src.record, dst.record, static_cast<IMAGE_INTERPOLATION>(method)), known);
             EXPECT_EQ(dst.Content(), expected.Content()) << s.name << " by method " << method;
@@ -273,7 +264,7 @@ TEST_P(ScalerTest, PicturesAreScaledPlaneByPlane)
     constexpr size_t size = 1000;
     constexpr int sp[] = {31, 32, 33, 34}, dp[] = {35, 36, 37, 38}, sides[] = {1, 2, 21};
     Bytes sources(4 * size);
-    std::generate(sources.begin(), sources.end(), [&] { return static_cast<unsigned char>(Random(0, 255)); });
+    std::iota(sources.begin(), sources.end(), static_cast<unsigned char>(Random(0, 255)));
     unsigned char* const p[] = {&sources[0], &sources[size], &sources[2 * size], &sources[3 * size]};
     for (int i = 0; i < 54; ++i) {
         const auto method = static_cast<IMAGE_INTERPOLATION>(1 + i % 3);

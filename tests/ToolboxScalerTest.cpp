@@ -15,7 +15,6 @@
 namespace
 {
 
-using Bytes = std::vector<unsigned char>;
 enum Kind { convolution, overlay, replacingMask, multiplyingMask };
 struct Scaler {
     int (*run)(const IMG_PARAM& src, IMG_PARAM& dst);
@@ -110,16 +109,6 @@ constexpr size_t guards = 61;
 class ToolboxScalerTest : public AtEachSet
 {
 protected:
-    void Fill(Bytes& bits) // with few values, with 0, with 255, mostly with anything
-    {
-        static constexpr unsigned char few[] = {0, 1, 254, 255};
-        const int style = Random(0, 7);
-        for (unsigned char& byte : bits) {
-            const auto any = static_cast<unsigned char>(m_random() >> 12);
-            byte = style == 0 ? few[any % 4] : style == 1 ? 0 : style == 2 ? 255 : any;
-        }
-    }
-
     void Check(const Scaler& s, Image& src, Image& dst)
     {
         Fill(src.bits);
@@ -142,9 +131,10 @@ protected:
 TEST_P(ToolboxScalerTest, EqualsTheDefinitionAtEverySize)
 {
     for (const Scaler& s : scalers)
-        for (int i = 0; i < 24 * 68 && !HasFatalFailure(); ++i) {
-            const int cx = 2 + i / 24, widths[] = {1, 2, cx, cx * 2 - 1, (cx + 1) / 2, Random(1, 90)};
-            Image src(0, s.bytes, Random(0, 5), Random(0, 5), widths[i % 6], Random(1, 9), Random(0, 5), Random(0, 1));
+        for (int i = 0; i < 24 * 68 + 40 && !HasFatalFailure(); ++i) {
+            const int cx = i < 24 * 68 ? 2 + i / 24 : Random(70, 5200);
+            const int widths[] = {1, 2, cx, cx * 2 - 1, (cx + 1) / 2, Random(1, 90), 1 + cx * Random(1, 99) / 20};
+            Image src(0, s.bytes, Random(0, 5), Random(0, 5), widths[i % 7], Random(1, 9), Random(0, 5), Random(0, 1));
             Image dst(guards, 4, Random(0, 5), Random(0, 5), cx, Random(2, 9), Random(0, 5), Random(0, 1));
             Check(s, src, dst);
         }
@@ -279,7 +269,7 @@ TEST_P(ToolboxScalerTest, EntryPointsChooseByMethod)
     for (int i = 0; i < 18; ++i) {
         const auto method = static_cast<IMAGE_INTERPOLATION>(i / 3 - 1);
         Image src(0, i % 3 < 2 ? 4 : 1, 2, 2, 20, 12), dst(guards, 4, 2, 2, 9, 7, 3);
-        std::generate(src.bits.begin(), src.bits.end(), [&] { return static_cast<unsigned char>(Random(0, 255)); });
+        Fill(src.bits);
         src.record.nBitCount = 8;
         const Bytes before = dst.bits;
         const int done = i % 3 == 0   ? ImageResize(src.record, dst.record, method)
