@@ -37,14 +37,14 @@ protected:
     // The exit code with which the output is refused, and the reason; 0 if it may be written.
     int Refusal(const std::string& path, const std::string& input, bool overwrite)
     {
-        m_reason.clear();
         try {
             OutputFile(path).CheckWritable({input}, overwrite, false);
-            return 0;
         } catch (const HostError& error) {
             m_reason = error.what();
             return error.Code();
         }
+        m_reason.clear();
+        return 0;
     }
 
     fs::path m_folder;
