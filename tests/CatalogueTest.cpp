@@ -16,7 +16,7 @@ ENCODER_INFO Encoder(KXDWORD fourCC, const wchar_t* name)
 {
     ENCODER_INFO info = {};
     info.dwFourCC = fourCC;
-    std::wcsncpy(info.szName, name, std::size(info.szName) - 1);
+    std::wcscpy(info.szName, name);
     return info;
 }
 
@@ -25,12 +25,10 @@ FILEFORMAT_INFO Format(KXDWORD fourCC, const wchar_t* shortName, const wchar_t* 
 {
     FILEFORMAT_INFO info = {};
     info.dwFourCC = fourCC;
-    std::wcsncpy(info.szShortName, shortName, std::size(info.szShortName) - 1);
-    std::wcsncpy(info.szName, name, std::size(info.szName) - 1);
-    info.nVideoEncoders = static_cast<int>(video.size());
-    info.ppVideoEncoders = video.empty() ? nullptr : video.data();
-    info.nAudioEncoders = static_cast<int>(audio.size());
-    info.ppAudioEncoders = audio.empty() ? nullptr : audio.data();
+    std::wcscpy(info.szShortName, shortName);
+    std::wcscpy(info.szName, name);
+    info.nVideoEncoders = static_cast<int>(video.size()), info.nAudioEncoders = static_cast<int>(audio.size());
+    info.ppVideoEncoders = video.data(), info.ppAudioEncoders = audio.data();
     return info;
 }
 
@@ -69,16 +67,13 @@ protected:
 
 TEST_F(CatalogueTest, TheEndingChoosesTheFormatAndItsFirstEncoders)
 {
-    const struct {
-        const char* output;
-        const char* chosen;
-    } cases[] = {
-        {"a.mkv", "MKV H264 AAC"},  {"dir.wav/A.MP4", "MP4 H264 AAC"},
-        {"a.m4v", "MP4 H264 AAC"},  {"a.mka", "MKV - AAC"},
-        {"a.m4a", "MP4 - AAC"},     {"a.wave", "WAV - PCM"},
-        {"a.tar.wav", "WAV - PCM"},
-    };
-    for (const auto& [output, chosen] : cases)
+    for (const auto& [output, chosen] : {std::pair{"a.mkv", "MKV H264 AAC"},
+                                         {"dir.wav/A.MP4", "MP4 H264 AAC"},
+                                         {"a.m4v", "MP4 H264 AAC"},
+                                         {"a.mka", "MKV - AAC"},
+                                         {"a.m4a", "MP4 - AAC"},
+                                         {"a.wave", "WAV - PCM"},
+                                         {"a.tar.wav", "WAV - PCM"}})
         EXPECT_EQ(Choose({.output = output}), chosen) << output;
     for (const char* output : {"a", "a.xyz", "dir.mkv/a", ".mkv", "-"})
         EXPECT_EQ(Choose({.output = output}).find("no file format goes by the ending of \"" + std::string(output)), 0u);

@@ -25,7 +25,6 @@ constexpr int sampleStep = 15; // of 255, so that both ends are among the sample
 constexpr int sampleStep = 1;
 #endif
 
-using Bytes = std::vector<unsigned char>;
 using Triple = std::array<int, 3>;
 
 // Sums of products with an offset, over 2^bits and rounded down, each clamped to a range.
@@ -112,13 +111,10 @@ protected:
     Plane& Target(int bytes, int rows) { return Add(61, bytes, rows, Random(0, 5), Random(0, 1)); }
     Plane& Add(size_t guard, int bytes, int rows, int extraPitch, bool upward = false)
     {
-        const int pitch = bytes + extraPitch, last = (rows - 1) * pitch, style = Random(0, 7);
+        const int pitch = bytes + extraPitch, last = (rows - 1) * pitch;
         Plane& plane = m_planes.emplace_back();
         plane.bits.resize(guard + static_cast<size_t>(last + bytes) + guard);
-        for (unsigned char& byte : plane.bits) { // 0 and 255, 0, 255, mostly anything
-            const int any = Random(0, 255);
-            byte = Byte(style == 0 ? any % 2 * 255 : style == 1 ? 0 : style == 2 ? 255 : any);
-        }
+        Fill(plane.bits);
         plane.other = plane.bits;
         plane.first = plane.bits.data() + guard + (upward ? last : 0);
         plane.pitch = upward ? -pitch : pitch;
@@ -144,8 +140,9 @@ protected:
 TEST_P(ColourTest, PicturesEqualTheFormulaAtEverySize)
 {
     for (const Converter& c : converters)
-        for (int i = 0; i < 8 * 70 && !HasFailure(); ++i) {
-            const int w = 1 + i / 8, h = Random(1, 6), cw = (w + 1) / 2, ch = (h + 1) / 2;
+        for (int i = 0; i < 8 * 70 + 20 && !HasFailure(); ++i) {
+            const int w = i < 8 * 70 ? 1 + i / 8 : Random(70, 4500), h = Random(1, 6), cw = (w + 1) / 2,
+                      ch = (h + 1) / 2;
             const int extra = Random(0, 5), upward = Random(0, 1), wide = c.toBitmap || c.simple ? w : (w + 1) / 2 * 2;
             const size_t guard = c.toBitmap ? 0 : 61;
             Plane& bitmap = Add(61 - guard, w * c.bytes, h, c.bytes == 3 ? w % 4 : 0);
@@ -183,8 +180,9 @@ TEST_P(ColourTest, PicturesEqualTheFormulaAtEverySize)
 TEST_P(ColourTest, RectanglesEqualTheFormulaAtEverySize)
 {
     static constexpr unsigned orders[] = {0, 1, 2, 0x80000000};
-    for (int i = 0; i < 24 * 70 && !HasFailure(); ++i) {
-        const int cx = 1 + i / 24, cy = Random(1, 5), pairs = (cx + 1) / 2, rows = (cy + 1) / 2 * 2;
+    for (int i = 0; i < 24 * 70 + 40 && !HasFailure(); ++i) {
+        const int cx = i < 24 * 70 ? 1 + i / 24 : Random(70, 4500), cy = Random(1, 5), pairs = (cx + 1) / 2,
+                  rows = (cy + 1) / 2 * 2;
         const int xs = Random(0, 5), ys = Random(0, 5), xd = Random(0, 5), yd = Random(0, 2 * ys + 1);
         const int heightS = ys + cy + Random(0, 2), heightD = yd + cy + Random(0, 2);
         const unsigned order = orders[Random(0, 3)], other = orders[Random(0, 3)];
@@ -251,67 +249,61 @@ TEST_P(ColourTest, RectanglesEqualTheFormulaAtEverySize)
     }
 }
 
-// Rows of equal pairs of pixels, so that chroma shows each colour on its own; and rows of all Y for each U and V.
+// All B for each G and R, in blocks of four alike, so that chroma shows each colour on its own; and all Y for each U
+// and V.
 TEST_P(ColourTest, EveryColourEqualsTheFormula)
 {
-    Bytes bgr24(3 * 1536), bgr32(3 * 2048), planes(2560), planes24 = planes, planes32 = planes, pairs(1024);
-    Bytes rounded(2560), simple = rounded;
-    Bytes y(512), u(128), v(128), packed(512), to24(768), to32(1024, 255), made24 = to24, made32 = to32, argb = to32;
-    Bytes toRounded(1536), madeRounded = toRounded;
-    tagBITMAPINFOHEADER headers[] = {Header(converters[0], 512, 3), Header(converters[1], 512, 3),
-                                     Header(converters[0], 256, 1), Header(converters[1], 256, 1),
-                                     Header(converters[0], 256, 2)};
+    Bytes bgr24(3 * 1024), bgr32(4 * 1024), alpha(1024), packed(1024), pairs(1024), y(512), u(128), v(128);
+    Bytes planes[] = {Bytes(1536), Bytes(1536)}; // by the block kernels, and rounded
+    Bytes bitmaps[] = {Bytes(3 * 512), Bytes(3 * 512), Bytes(4 * 512, 255)};
     for (int i = 0; i < 65536; i += i % 256 < 255 ? sampleStep : 256 * sampleStep - 255) {
-        Bytes madePairs(1024);
-        for (size_t k = 0; k < 512; ++k) {
-            const Triple from = {static_cast<int>(k / 2), i / 256, i % 256}, yuv = fromBgr * from, bgr = fromYuv * from;
-            const Triple yuvRounded = fromBgrRounded * from, bgrRounded = fromYuvRounded * from;
-            for (size_t row = 0; row < 3; ++row) {
-                Put(from, &bgr24[1536 * row + 3 * k]);
-                Put(from, &bgr32[2048 * row + 4 * k]);
-                planes[512 * row + k] = Byte(yuv[0]);
-                rounded[512 * row + k] = row < 2 ? Byte(yuvRounded[0]) : 0;
-            }
-            planes[1536 + k / 2] = planes[1792 + k / 2] = Byte(yuv[1]);
-            planes[2048 + k / 2] = planes[2304 + k / 2] = Byte(yuv[2]);
-            rounded[1536 + k / 2] = Byte(yuvRounded[1]);
-            rounded[2048 + k / 2] = Byte(yuvRounded[2]);
-            pairs[2 * k] = Byte(yuv[0]);
-            pairs[2 * k + 1] = Byte(yuv[1 + k % 2]);
-            if (k % 2)
-                continue;
-            y[k / 2] = y[256 + k / 2] = packed[k] = Byte(from[0]);
-            u[k / 4] = Byte(from[1]);
-            v[k / 4] = Byte(from[2]);
-            packed[k + 1] = Byte(from[1 + k / 2 % 2]);
-            Put(bgr, &to24[k / 2 * 3]);
-            Put(bgr, &to32[k / 2 * 4]);
-            Put(bgrRounded, &toRounded[k / 2 * 3]);
-            Put(bgrRounded, &toRounded[768 + k / 2 * 3]);
+        for (size_t k = 0; k < 256; ++k) {
+            const Triple from = {static_cast<int>(k), i / 256, i % 256};
+            const Triple yuv[] = {fromBgr * from, fromBgrRounded * from};
+            const Triple bgr[] = {fromYuv * from, fromYuvRounded * from};
             Triple pixel, back;
             PixelRGB_2_YUV(from[2], from[1], from[0], pixel[0], pixel[1], pixel[2]);
             PixelYUV_2_RGB(from[0], from[1], from[2], back[2], back[1], back[0]);
-            ASSERT_EQ(pixel, yuvRounded) << i;
-            ASSERT_EQ(back, bgrRounded) << i;
+            ASSERT_EQ(pixel, yuv[1]) << i;
+            ASSERT_EQ(back, bgr[1]) << i;
+            for (const size_t place : {2 * k, 2 * k + 1, 2 * k + 512, 2 * k + 513}) {
+                Put(from, &bgr24[3 * place]);
+                Put(from, &bgr32[4 * place]);
+                planes[0][place] = Byte(yuv[0][0]);
+                planes[1][place] = Byte(yuv[1][0]);
+            }
+            for (size_t rounded = 0; rounded < 2; ++rounded) {
+                planes[rounded][1024 + k] = Byte(yuv[rounded][1]);
+                planes[rounded][1280 + k] = Byte(yuv[rounded][2]);
+            }
+            Put({yuv[0][0], yuv[0][1], yuv[0][0]}, &pairs[4 * k]);
+            pairs[4 * k + 3] = Byte(yuv[0][2]);
+            u[k / 2] = Byte(from[1]);
+            v[k / 2] = Byte(from[2]);
+            for (const size_t place : {k, k + 256}) {
+                y[place] = packed[2 * place] = Byte(from[0]);
+                packed[2 * place + 1] = Byte(from[1 + k % 2]);
+                Put(bgr[0], &bitmaps[0][3 * place]);
+                Put(bgr[1], &bitmaps[1][3 * place]);
+                Put(bgr[0], &bitmaps[2][4 * place]);
+            }
         }
-        Rgb24_2_yuv420(&planes24[0], &planes24[1536], &planes24[2048], 512, 256, 256, &headers[0], bgr24.data());
-        Rgb32_2_yuv420(&planes32[0], &planes32[1536], &planes32[2048], 512, 256, 256, &headers[1], bgr32.data());
-        Rgb24_2_yuv420Simple(&simple[0], &simple[1536], &simple[2048], 512, 256, 256, &headers[0], bgr24.data());
-        Rgb24_2_YUY2(madePairs.data(), 1024, 0, 0, 512, 1, 1, bgr24.data(), 3, 1536, 0, 0);
-        ASSERT_EQ(planes24, planes) << i;
-        ASSERT_EQ(planes32, planes) << i;
-        ASSERT_EQ(simple, rounded) << i;
-        ASSERT_EQ(madePairs, pairs) << i;
-        Yuv420_2_rgb24(&headers[2], made24.data(), y.data(), u.data(), v.data(), 256, 128, 128);
-        ASSERT_EQ(made24, to24) << i;
-        Yuv420_2_rgb32(&headers[3], made32.data(), y.data(), u.data(), v.data(), 256, 128, 128);
-        ASSERT_EQ(made32, to32) << i;
-        Yuv420_2_Argb(&headers[3], argb.data(), y.data(), u.data(), v.data(), 256, 128, 128);
-        ASSERT_EQ(argb, to32) << i;
-        Yuv420_2_rgb24Simple(&headers[4], madeRounded.data(), y.data(), u.data(), v.data(), 256, 128, 128);
-        ASSERT_EQ(madeRounded, toRounded) << i;
-        YUY2_2_Rgb24(made24.data(), 1, 768, 0, 0, 256, 1, packed.data(), 512, 1, 0, 0);
-        ASSERT_EQ(made24, to24) << i;
+        for (const Converter& c : converters) {
+            const Bytes& expected = c.toBitmap ? bitmaps[c.bytes == 4 ? 2 : c.simple] : planes[c.simple];
+            Bytes made(expected.size(), 255);
+            tagBITMAPINFOHEADER header = Header(c, c.toBitmap ? 256 : 512, 2);
+            if (c.toBitmap)
+                c.Run(&header, &made[0], &y[0], &u[0], &v[0], nullptr, 256, 128, 128);
+            else
+                c.Run(&header, c.bytes == 4 ? &bgr32[0] : &bgr24[0], &made[0], &made[1024], &made[1280], &alpha[0], 512,
+                      256, 256);
+            ASSERT_EQ(made, expected) << "converter " << &c - converters << ", " << i;
+        }
+        Bytes made(1024), madeBitmap(3 * 512);
+        Rgb24_2_YUY2(&made[0], 1024, 0, 0, 512, 1, 1, &bgr24[0], 2, 1536, 0, 0);
+        ASSERT_EQ(made, pairs) << i;
+        YUY2_2_Rgb24(&madeBitmap[0], 2, 768, 0, 0, 256, 2, &packed[0], 512, 1, 0, 0);
+        ASSERT_EQ(madeBitmap, bitmaps[0]) << i;
     }
 }
 
@@ -323,26 +315,22 @@ TEST(Colour, EverySetHasFormsOfItsOwn)
 // Worked out by hand. The library equals these formulas.
 TEST(Colour, KnownColours)
 {
-    struct Known {
-        Triple colour, byBlockKernels, rounded;
-    };
-    constexpr Known ofBgr[] = {{{0, 0, 0}, {16, 128, 128}, {16, 128, 128}},
-                               {{255, 255, 255}, {235, 128, 128}, {235, 128, 128}},
-                               {{0, 0, 255}, {81, 90, 239}, {81, 90, 240}},
-                               {{0, 255, 0}, {144, 53, 34}, {144, 54, 34}},
-                               {{255, 0, 0}, {40, 239, 109}, {41, 240, 110}}};
-    constexpr Known ofYuv[] = {{{16, 128, 128}, {0, 0, 0}, {0, 0, 0}},
-                               {{235, 128, 128}, {254, 254, 254}, {255, 255, 255}},
-                               {{255, 128, 128}, {255, 255, 255}, {255, 255, 255}},
-                               {{128, 128, 128}, {130, 130, 130}, {130, 130, 130}},
-                               {{81, 90, 240}, {0, 0, 254}, {0, 0, 254}}};
-    for (const Known& known : ofBgr) {
-        EXPECT_EQ(fromBgr * known.colour, known.byBlockKernels);
-        EXPECT_EQ(fromBgrRounded * known.colour, known.rounded);
-    }
-    for (const Known& known : ofYuv) {
-        EXPECT_EQ(fromYuv * known.colour, known.byBlockKernels);
-        EXPECT_EQ(fromYuvRounded * known.colour, known.rounded);
+    const struct {
+        const Matrix &byBlockKernels, &rounded;
+        Triple colour, expected, expectedRounded;
+    } rows[] = {{fromBgr, fromBgrRounded, {0, 0, 0}, {16, 128, 128}, {16, 128, 128}},
+                {fromBgr, fromBgrRounded, {255, 255, 255}, {235, 128, 128}, {235, 128, 128}},
+                {fromBgr, fromBgrRounded, {0, 0, 255}, {81, 90, 239}, {81, 90, 240}},
+                {fromBgr, fromBgrRounded, {0, 255, 0}, {144, 53, 34}, {144, 54, 34}},
+                {fromBgr, fromBgrRounded, {255, 0, 0}, {40, 239, 109}, {41, 240, 110}},
+                {fromYuv, fromYuvRounded, {16, 128, 128}, {0, 0, 0}, {0, 0, 0}},
+                {fromYuv, fromYuvRounded, {235, 128, 128}, {254, 254, 254}, {255, 255, 255}},
+                {fromYuv, fromYuvRounded, {255, 128, 128}, {255, 255, 255}, {255, 255, 255}},
+                {fromYuv, fromYuvRounded, {128, 128, 128}, {130, 130, 130}, {130, 130, 130}},
+                {fromYuv, fromYuvRounded, {81, 90, 240}, {0, 0, 254}, {0, 0, 254}}};
+    for (const auto& [byBlockKernels, rounded, colour, expected, expectedRounded] : rows) {
+        EXPECT_EQ(byBlockKernels * colour, expected);
+        EXPECT_EQ(rounded * colour, expectedRounded);
     }
     Triple t; // arguments beyond a byte are clamped to the ranges too
     PixelRGB_2_YUV(INT_MAX, INT_MIN, INT_MAX, t[0], t[1], t[2]);

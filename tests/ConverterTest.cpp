@@ -71,6 +71,12 @@ protected:
     {
         return Take(converter, converter.Put(block.data(), static_cast<int>(block.size())));
     }
+
+    void Fill(Samples& samples, bool anything) // or the two ends alone
+    {
+        for (short& sample : samples)
+            sample = static_cast<short>(anything ? m_random() >> 8 : SHRT_MIN + m_random() % 2 * 65535);
+    }
 };
 
 // From any balance that another job left, and from buffers too small for anything.
@@ -87,9 +93,7 @@ TEST_P(ConverterTest, EqualsTheModelAtEveryBlockSize)
         for (const int size : {1, 64, 2, 3, 7, 500, 1, 1, 129, static_cast<int>(m_random() % 700) + 1}) {
             const bool torn = m_random() % 8 == 0; // not whole sample blocks
             Samples block(static_cast<size_t>(size * f.in + torn));
-            const unsigned style = m_random() % 4;
-            for (short& value : block)
-                value = static_cast<short>(style ? m_random() >> 8 : m_random() % 2 ? SHRT_MAX : SHRT_MIN);
+            Fill(block, m_random() % 4);
             ASSERT_EQ(Convert(converter, block), copied ? block : model.Convert(block))
                 << f.in << " to " << f.out << ", " << f.rateIn << " to " << f.rateOut << ", block of " << size;
             ASSERT_EQ(CAudioConverter::Spare(), model.spare);
@@ -99,13 +103,12 @@ TEST_P(ConverterTest, EqualsTheModelAtEveryBlockSize)
 
 TEST_P(ConverterTest, GivesTheKnownSamples)
 {
-    struct Known {
-        Format format;
+    const struct {
+        Format f;
         double spare;
         Samples block, expected;
         double left; // of the balance
-    };
-    const Known blocks[] = {
+    } rows[] = {
         {{1, 1, 8000, 16000}, 0, {0, 1000, 2000, 3000}, {0, 0, 500, 1000, 1500, 2000, 2500, 3000}, 0},
         {{1, 1, 16000, 8000}, 0, {-32768, -32768}, {-32767}, 0},
         {{2, 1, 8000, 8000}, 0, {3, 4, -3, -4, -1, -1, -32768, -32768}, {3, -3, 0, -32768}, 0},
@@ -116,21 +119,21 @@ TEST_P(ConverterTest, GivesTheKnownSamples)
         {{2, 1, 8000, 8000}, -9, {8, 8, 4, 4}, {}, -7},
         {{2, 2, 8000, 8000}, 3, {1, 2, 3, 4}, {1, 2, 3, 4}, 3},
     };
-    for (const Known& k : blocks) {
-        CAudioConverter::Spare() = k.spare;
-        CAudioConverter converter(k.format.in, k.format.out, k.format.rateIn, k.format.rateOut, 0);
-        EXPECT_EQ(Convert(converter, k.block), k.expected);
-        EXPECT_EQ(CAudioConverter::Spare(), k.left);
-    }
-    const auto counts = [](const Format& f, const std::vector<int>& expected) {
-        CAudioConverter::Spare() = 0;
+    for (const auto& [f, spare, block, expected, left] : rows) {
+        CAudioConverter::Spare() = spare;
         CAudioConverter converter(f.in, f.out, f.rateIn, f.rateOut, 0);
-        for (const int count : expected)
-            EXPECT_EQ(converter.ConvertData(Samples(1024).data(), 1024), count);
-        EXPECT_EQ(converter.GetValidSize(), 0); // made, but not waiting
-    };
-    counts({1, 1, 44100, 48000}, {1115, 1114, 1115, 1114, 1115});
-    counts({2, 2, 48000, 44100}, {940, 942, 940});
+        EXPECT_EQ(Convert(converter, block), expected);
+        EXPECT_EQ(CAudioConverter::Spare(), left);
+    }
+    CAudioConverter::Spare() = 0;
+    CAudioConverter mono(1, 1, 44100, 48000, 0);
+    for (const int count : {1115, 1114, 1115, 1114, 1115})
+        EXPECT_EQ(mono.ConvertData(Samples(1024).data(), 1024), count);
+    EXPECT_EQ(mono.GetValidSize(), 0); // made, but not waiting
+    CAudioConverter::Spare() = 0;
+    CAudioConverter stereo(2, 2, 48000, 44100, 0);
+    for (const int count : {940, 942, 940})
+        EXPECT_EQ(stereo.ConvertData(Samples(1024).data(), 1024), count);
     CAudioConverter::Spare() = 1.5; // here the balance counts at equal formats too
     EXPECT_EQ(CAudioConverter(2, 2, 8000, 8000, 0).ConvertData(Samples(4).data(), 4), 6);
 }
@@ -207,13 +210,12 @@ TEST_P(ConverterTest, EveryFormOfARowEqualsThePlainOne)
     for (int i = 0; i < 4000; ++i) {
         const int n = 1 + i % 83, nOut = i % 5 ? static_cast<int>(m_random() % 200) : n, first = i % 9;
         Samples work(static_cast<size_t>(kHistory + n + kLookahead)), pairs(static_cast<size_t>(2 * n));
-        for (Samples* samples : {&work, &pairs})
-            for (short& value : *samples)
-                value = static_cast<short>(i % 3 ? m_random() >> 8 : SHRT_MIN + m_random() % 2 * 65535);
+        Fill(work, i % 3);
+        Fill(pairs, i % 3);
         std::fill_n(work.end() - kLookahead, kLookahead, short{0});
         Samples made(static_cast<size_t>(nOut)), expected = made;
-        ResampleBlock block = {work.data() + kHistory, n, made.data(), nOut};
-        ResampleBlock plain = {work.data() + kHistory, n, expected.data(), nOut};
+        ResampleBlock block = {work.data() + kHistory, n, made.data(), nOut}, plain = block;
+        plain.out = expected.data();
         rows.mono(block, first);
         ResampleMono(plain, first);
         ASSERT_EQ(made, expected) << n << " to " << nOut;

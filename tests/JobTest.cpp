@@ -59,23 +59,19 @@ protected:
     {
         Init();
         const std::string trace = Create();
-        m_audioWritten = m_job.WriteAudioData(&m_audio);
-        m_videoWritten = m_job.WriteVideoFrame(&m_video);
+        m_written = {m_job.WriteAudioData(&m_audio), m_job.WriteVideoFrame(&m_video)};
         m_job.Close(nullptr, nullptr);
         return trace + Trace();
     }
 
-    ENCODER_ITEM m_audioItem = Encoder(ENCODER_TYPE_AUDIO, "AAC ");
-    ENCODER_ITEM m_videoItem = Encoder(ENCODER_TYPE_VIDEO, "H264");
+    ENCODER_ITEM m_audioItem = Encoder(ENCODER_TYPE_AUDIO, "AAC "), m_videoItem = Encoder(ENCODER_TYPE_VIDEO, "H264");
     FILEFORMAT_ITEM m_format = Format("MP4 ", kAudioModes, kVideoModes);
     EncodeParam m_param = {};
     short m_samples[4] = {1, 2, 3, 4};
-    MEDIA_FRAME m_audio = {};
-    MEDIA_FRAME m_video = {};
+    MEDIA_FRAME m_audio = {}, m_video = {};
     PluginMgr m_job;
     int m_created = -1;
-    int m_audioWritten = -1;
-    int m_videoWritten = -1;
+    std::pair<int, int> m_written; // what the block and the picture gave
 };
 
 TEST_F(JobTest, CallsOfAWholeJobInOrder)
@@ -84,8 +80,7 @@ TEST_F(JobTest, CallsOfAWholeJobInOrder)
     EXPECT_EQ(Run(), kVideo + kAudio + kFile + kWriteAudio + kWriteVideo + "audio.delay\n" +
                          "audio.encode 12 silent bytes 44100x2x16 type 3 at 50/50 for 0\nfile.audio 161, 162\n" +
                          kAudioExtra + kVideoExtra + kEnd);
-    EXPECT_EQ(m_audioWritten, kAudioResult);
-    EXPECT_EQ(m_videoWritten, kVideoResult);
+    EXPECT_EQ(m_written, std::pair(kAudioResult, kVideoResult));
     m_job.Close(nullptr, nullptr);
     EXPECT_EQ(Trace(), "");
 }
@@ -96,16 +91,14 @@ TEST_F(JobTest, InlineStreamsGoToTheFormatAsFrames)
     m_videoItem.dwFourCC = m_param.video.dwFourCC = FourCC("INLV");
     EXPECT_EQ(Run(), "video.revise INLV\naudio.revise INLA\n" + kFile + kInlineAudio +
                          "file.video frame 640x480 at 0/0 for 0\nfile.close\n");
-    EXPECT_EQ(m_audioWritten, kAudioResult);
-    EXPECT_EQ(m_videoWritten, kVideoResult);
+    EXPECT_EQ(m_written, std::pair(kAudioResult, kVideoResult));
     EXPECT_EQ(m_job.m_bAudioInline, 5u);
     EXPECT_EQ(m_job.m_bVideoInline, 6u);
     // The object's next job knows nothing of this one. What the host disabled isn't looked up.
     m_audioItem.dwFourCC = m_videoItem.dwFourCC = FourCC("none");
     m_param.bVideoDisabled = m_param.bAudioDisabled = 1;
     EXPECT_EQ(Run(), kNothing);
-    EXPECT_EQ(m_audioWritten, 0);
-    EXPECT_EQ(m_videoWritten, 0);
+    EXPECT_EQ(m_written, std::pair(0, 0));
 }
 
 TEST_F(JobTest, FormatWithoutListsDisablesItsStreams)
@@ -122,8 +115,7 @@ TEST_F(JobTest, FailedEncodersDisableTheirStreams)
     m_script.failing = {FourCC("AAC "), FourCC("H264")};
     EXPECT_EQ(Run(), kVideo + "log Create video encoder failure, make video disabled.\n" + kAudio +
                          "log Create audio encoder failure, make audio disabled.\n" + kNothing);
-    EXPECT_EQ(m_audioWritten, 0);
-    EXPECT_EQ(m_videoWritten, 0);
+    EXPECT_EQ(m_written, std::pair(0, 0));
     EXPECT_EQ(m_job.m_llLastAudioTime, 30);
 }
 
@@ -160,8 +152,7 @@ TEST_F(JobTest, FailuresLeaveNothingBehind)
     }
     m_param = param;
     m_script = {};
-    EXPECT_EQ(m_job.Create(nullptr, &m_param), 0);
-    EXPECT_EQ(m_job.Create(L"out", nullptr), 0);
+    EXPECT_EQ(m_job.Create(nullptr, &m_param) + m_job.Create(L"out", nullptr), 0);
     m_param.dwFileFourCC = 0;
     EXPECT_EQ(m_job.Create(L"out", &m_param), 0);
     EXPECT_EQ(Trace(), "");
@@ -187,16 +178,13 @@ TEST_F(JobTest, RevisedCodeCountsButTheEncoderStays)
 
 TEST_F(JobTest, AbsentSlots)
 {
-    m_audioItem.pfnReviseAudio = nullptr;
+    m_audioItem.pfnReviseAudio = nullptr, m_videoItem.pfnReviseVideo = nullptr;
     m_audioItem.pfnGetDelay = nullptr;
-    m_videoItem.pfnReviseVideo = nullptr;
-    m_format.pfnSetAudioExtra = nullptr;
-    m_format.pfnSetVideoExtra = nullptr;
+    m_format.pfnSetAudioExtra = nullptr, m_format.pfnSetVideoExtra = nullptr;
     const std::string head =
         "video.create H264 640x480\naudio.create AAC  44100 Hz\n" + kFile + kWriteAudio + kWriteVideo;
     EXPECT_EQ(Run(), head + "audio.audioExtra\nvideo.videoExtra\n" + kEnd);
-    m_audioItem.pfnGetAudioExtra = nullptr;
-    m_videoItem.pfnGetVideoExtra = nullptr;
+    m_audioItem.pfnGetAudioExtra = nullptr, m_videoItem.pfnGetVideoExtra = nullptr;
     EXPECT_EQ(Run(), head + kEnd);
     // Without a required one, a record fails as if its pfnCreate did.
     m_videoItem.pfnEncode = nullptr;
@@ -227,19 +215,14 @@ TEST_F(JobTest, SilenceHasTheFirstBlocksFormatAndFollowsTheLastBlock)
     };
     Init();
     MEDIA_FRAME next = m_audio, empty = m_audio;
-    next.audio.nSampleRate = 48000;
-    next.llStreamTime = 100;
-    next.nDuration = 10;
-    empty.audio.nDataSize = 0;
-    empty.llStreamTime = 1000;
+    next.audio.nSampleRate = 48000, next.llStreamTime = 100, next.nDuration = 10;
+    empty.audio.nDataSize = 0, empty.llStreamTime = 1000;
     for (const auto& [delay, written, frame] : cases) {
         Create();
         for (const MEDIA_FRAME* pFrame : {&m_audio, &next})
             EXPECT_EQ(written ? m_job.WriteAudioData(pFrame) : kAudioResult, kAudioResult);
         Trace();
-        EXPECT_EQ(m_job.WriteAudioData(&empty), 0);
-        EXPECT_EQ(m_job.WriteAudioData(nullptr), 0);
-        EXPECT_EQ(m_job.WriteVideoFrame(nullptr), 0);
+        EXPECT_EQ(m_job.WriteAudioData(&empty) + m_job.WriteAudioData(nullptr) + m_job.WriteVideoFrame(nullptr), 0);
         m_script.delay = delay;
         m_job.Close(nullptr, nullptr);
         EXPECT_EQ(Trace(), "audio.delay\n" +

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <gtest/gtest.h>
+#include <numeric>
 
 namespace
 {
@@ -13,6 +14,7 @@ namespace
 using namespace host;
 
 constexpr Nanoseconds kMs = 1'000'000;
+using Blocks = std::vector<std::pair<Nanoseconds, size_t>>;
 
 // Writes as the library does: at each call all places up to the one of the time, with the picture of the call.
 class RecordingWriter : public FrameWriter
@@ -42,7 +44,7 @@ public:
 
     std::vector<int> shown; // the number of the picture at each place
     int longestRun = 0;     // copies of one call
-    std::vector<std::pair<Nanoseconds, size_t>> blocks;
+    Blocks blocks;
     std::vector<int16_t> samples;
     bool refuses = false;
 
@@ -103,54 +105,47 @@ std::vector<Item> Steady(double rate, int pictures, double startMs = 0.0)
 std::vector<int> Counting(int count)
 {
     std::vector<int> numbers(static_cast<size_t>(count));
-    for (int i = 0; i < count; ++i)
-        numbers[static_cast<size_t>(i)] = i;
+    std::iota(numbers.begin(), numbers.end(), 0);
     return numbers;
 }
 
 // ---- places ----
 
-struct PlaceCase {
-    const char* name;
-    double farthest;
-    std::vector<double> positions;
-    std::vector<int> shown; // at each place, -1 where none has its own
-};
-
-class Places : public testing::TestWithParam<PlaceCase>
+TEST(Places, GoToThePicturesNearThem)
 {
-};
-
-TEST_P(Places, GoToThePicturesNearThem)
-{
-    PicturePlaces places(GetParam().farthest);
-    std::vector<int> shown;
-    const auto show = [&](const std::optional<PicturePlaces::Placed>& placed) {
-        shown.resize(static_cast<size_t>(placed->place), -1);
-        shown.push_back(static_cast<int>(placed->picture.time));
+    const struct {
+        const char* name;
+        double farthest;
+        std::vector<double> positions;
+        std::vector<int> expected; // at each place, -1 where none has its own
+    } cases[] = {
+        {"OneForEach", 0.75, {0, 1, 2, 3}, {0, 1, 2, 3}},
+        {"GapsStayFree", 0.75, {0, 1, 4}, {0, 1, -1, -1, 2}},
+        {"WaveringOnesKeepTheirOwn", 0.75, {0, 1.6, 1.9, 3.3, 3.8}, {0, 1, 2, 3, 4}},
+        {"HalvesTakeTurnsNeither", 0.75, {0, 1.5, 2.4999, 3.5, 4.4999}, {0, 1, 2, 3, 4}},
+        {"NoPlaceLeft", 0.75, {0, 1, 1.2, 2}, {0, 1, 3}},
+        {"HalfTheRate", 0.501, {0, 0.5, 1, 1.5, 2, 2.5}, {0, 2, 4, 5}},
+        {"TwoOfFive", 0.501, {0, 0.4, 0.8, 1.2, 1.6, 2.0, 2.4, 2.8, 3.2}, {0, 2, 5, 7}},
+        {"NearestOfMany", 0.501, {0, .2, .4, .6, .8, 1.0, 1.2, 1.4, 1.7, 2.2}, {0, 5, 9}},
+        {"BackwardsFindNone", 0.75, {5, 6, 2, 7}, {-1, -1, -1, -1, -1, 0, 1, 3}},
     };
-    int number = 0;
-    for (const double position : GetParam().positions)
-        if (const auto placed = places.Put(Picture(number++), position))
+    for (const auto& [name, farthest, positions, expected] : cases) {
+        PicturePlaces places(farthest);
+        std::vector<int> shown;
+        const auto show = [&](const std::optional<PicturePlaces::Placed>& placed) {
+            shown.resize(static_cast<size_t>(placed->place), -1);
+            shown.push_back(static_cast<int>(placed->picture.time));
+        };
+        int number = 0;
+        for (const double position : positions)
+            if (const auto placed = places.Put(Picture(number++), position))
+                show(placed);
+        while (const auto placed = places.TakeFirst())
             show(placed);
-    while (const auto placed = places.TakeFirst())
-        show(placed);
-    EXPECT_EQ(shown, GetParam().shown);
-    EXPECT_EQ(places.Dropped(), number - std::count_if(shown.begin(), shown.end(), [](int n) { return n >= 0; }));
+        EXPECT_EQ(shown, expected) << name;
+        EXPECT_EQ(places.Dropped(), number - std::count_if(shown.begin(), shown.end(), [](int n) { return n >= 0; }));
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Pictures, Places,
-    testing::Values(PlaceCase{"OneForEach", 0.75, {0, 1, 2, 3}, {0, 1, 2, 3}},
-                    PlaceCase{"GapsStayFree", 0.75, {0, 1, 4}, {0, 1, -1, -1, 2}},
-                    PlaceCase{"WaveringOnesKeepTheirOwn", 0.75, {0, 1.6, 1.9, 3.3, 3.8}, {0, 1, 2, 3, 4}},
-                    PlaceCase{"HalvesTakeTurnsNeither", 0.75, {0, 1.5, 2.4999, 3.5, 4.4999}, {0, 1, 2, 3, 4}},
-                    PlaceCase{"NoPlaceLeft", 0.75, {0, 1, 1.2, 2}, {0, 1, 3}},
-                    PlaceCase{"HalfTheRate", 0.501, {0, 0.5, 1, 1.5, 2, 2.5}, {0, 2, 4, 5}},
-                    PlaceCase{"TwoOfFive", 0.501, {0, 0.4, 0.8, 1.2, 1.6, 2.0, 2.4, 2.8, 3.2}, {0, 2, 5, 7}},
-                    PlaceCase{"NearestOfMany", 0.501, {0, .2, .4, .6, .8, 1.0, 1.2, 1.4, 1.7, 2.2}, {0, 5, 9}},
-                    PlaceCase{"BackwardsFindNone", 0.75, {5, 6, 2, 7}, {-1, -1, -1, -1, -1, 0, 1, 3}}),
-    [](const auto& test) { return test.param.name; });
 
 // ---- rates ----
 
@@ -209,31 +204,28 @@ TEST(JobRates, AGapShowsThePictureBeforeIt)
 
 TEST(JobStart, IsTheFirstTimeOfBothStreams)
 {
-    // Pictures that fall on places, or so near that nobody notices, leave the audio's time alone.
-    std::vector<Item> items = Steady(25, 10, 1090);
-    items.push_back(Block(1000 * kMs, 500));
-    const Result near = RunJob(items, {25, 1}, {25, 1});
-    ASSERT_EQ(near.writer.blocks.size(), 1u);
-    EXPECT_EQ(near.writer.blocks[0].first, 0);
-    EXPECT_EQ(near.writer.shown, (std::vector<int>{0, 0, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9}));
-
-    // Others move the start back to a place.
-    items = Steady(25, 10, 1100);
-    items.push_back(Block(1000 * kMs, 500));
-    const Result between = RunJob(items, {25, 1}, {25, 1});
-    EXPECT_EQ(between.writer.blocks[0].first, 20 * kMs);
-    EXPECT_EQ(between.writer.shown.size(), 13u);
-
-    // At a lower rate there is a nearest picture for each place.
-    items = Steady(30, 60, 1021);
-    items.insert(items.begin(), Block(1000 * kMs, 500));
-    const Result reduced = RunJob(items, {30, 1}, {25, 2});
-    EXPECT_EQ(reduced.writer.blocks[0].first, 0);
-    EXPECT_EQ(reduced.writer.shown.size(), 25u);
-
-    items = Steady(25, 10, 1000);
-    items.push_back(Block(1100 * kMs, 500));
-    EXPECT_EQ(RunJob(items, {25, 1}, {25, 1}).writer.blocks[0].first, 100 * kMs);
+    const struct {
+        AVRational from, to;
+        int pictures;
+        double picturesMs;
+        Nanoseconds audioMs, blockMs; // as it comes, and as it is written
+        std::vector<int> begin;       // of the pictures shown
+        size_t places;
+    } cases[] = {
+        // Pictures that fall on places, or so near that nobody notices, leave the audio's time alone.
+        {{25, 1}, {25, 1}, 10, 1090, 1000, 0, {0, 0, 0, 1, 2, 3}, 12},
+        {{25, 1}, {25, 1}, 10, 1100, 1000, 20, {0, 0, 0, 0, 1}, 13}, // others move the start back to a place
+        {{30, 1}, {25, 2}, 60, 1021, 1000, 0, {0}, 25},              // at a lower rate each place has a nearest picture
+        {{25, 1}, {25, 1}, 10, 1000, 1100, 100, {0, 1}, 10},
+    };
+    for (const auto& [from, to, pictures, picturesMs, audioMs, blockMs, begin, places] : cases) {
+        std::vector<Item> items = Steady(from.num, pictures, picturesMs);
+        items.insert(items.begin(), Block(audioMs * kMs, 500));
+        const RecordingWriter writer = RunJob(items, from, to).writer;
+        EXPECT_EQ(writer.blocks, (Blocks{{blockMs * kMs, 500}})) << picturesMs;
+        EXPECT_TRUE(std::equal(begin.begin(), begin.end(), writer.shown.begin())) << picturesMs;
+        EXPECT_EQ(writer.shown.size(), places) << picturesMs;
+    }
 }
 
 TEST(JobEnd, HoldsTheLastPictureAsLongAsItsSourceSays)
@@ -271,7 +263,6 @@ TEST(JobAudio, GoesInShortBlocksWithTheirTimes)
         block.samples[i] = static_cast<int16_t>(i);
     const auto samples = block.samples;
     const Result result = RunJob({std::move(block), Block(9500 * kMs, 100)}, {0, 1}, {25, 1});
-    using Blocks = std::vector<std::pair<Nanoseconds, size_t>>;
     EXPECT_EQ(result.writer.blocks, (Blocks{{0, 4096}, {4096 * kMs, 4096}, {8192 * kMs, 808}, {9500 * kMs, 100}}));
     EXPECT_TRUE(std::equal(samples.begin(), samples.end(), result.writer.samples.begin()));
     EXPECT_EQ(result.position, 9600 * kMs);

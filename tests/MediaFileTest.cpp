@@ -15,6 +15,7 @@
 #include <malloc.h>
 #include <memory>
 #include <new>
+#include <numeric>
 #include <random>
 #include <string>
 #include <tuple>
@@ -33,7 +34,6 @@ static size_t allocations;
 {
     std::free(p);
 }
-
 [[gnu::noinline]] void operator delete(void* p, size_t) noexcept
 {
     std::free(p);
@@ -409,8 +409,8 @@ TEST_F(MediaFileTest, HoldsBlocksToTheClock)
         MediaFile& file = Open();
         const auto stride = static_cast<ptrdiff_t>(channels);
         Samples first(static_cast<size_t>(2 * stride)), block(static_cast<size_t>(stride) * blocks), expected;
-        std::generate(first.begin(), first.end(), [i = short{-99}]() mutable { return i++; });
-        std::generate(block.begin(), block.end(), [i = short{1}]() mutable { return i++; });
+        std::iota(first.begin(), first.end(), short{-99});
+        std::iota(block.begin(), block.end(), short{1});
         file.m_PluginMgr.m_bNoPacing = 1;
         Write(first, 0);
         file.m_PluginMgr.m_bNoPacing = format == unpaced;

@@ -37,14 +37,14 @@ protected:
     // The exit code with which the output is refused, and the reason; 0 if it may be written.
     int Refusal(const std::string& path, const std::string& input, bool overwrite)
     {
-        m_reason.clear();
         try {
             OutputFile(path).CheckWritable({input}, overwrite, false);
-            return 0;
         } catch (const HostError& error) {
             m_reason = error.what();
             return error.Code();
         }
+        m_reason.clear();
+        return 0;
     }
 
     fs::path m_folder;
@@ -146,17 +146,14 @@ TEST(Text, IsWhatPeopleWrite)
     EXPECT_EQ(FourCCText(KX_FOURCC('A', '\x01', '\xFF', 'B')), "A??B");
     EXPECT_EQ(Folded("H.264 / AVC"), Folded("h264avc"));
     EXPECT_EQ(Folded("Größe-1"), "größe1");
-    const struct {
-        uint64_t bytes;
-        const char* text;
-    } sizes[] = {{0, "0 B"},          {999, "999 B"},
-                 {1000, "1.0 kB"},    {999'949, "999.9 kB"},
-                 {999'950, "1.0 MB"}, {5'000'000'000'000'000, "5000.0 TB"}};
-    for (const auto& [bytes, text] : sizes)
+    for (const auto& [bytes, text] : {std::pair{uint64_t{0}, "0 B"},
+                                      {999, "999 B"},
+                                      {1000, "1.0 kB"},
+                                      {999'949, "999.9 kB"},
+                                      {999'950, "1.0 MB"},
+                                      {5'000'000'000'000'000, "5000.0 TB"}})
         EXPECT_EQ(SizeText(bytes), text);
-    EXPECT_EQ(ClockText(59.99), "0:59");
-    EXPECT_EQ(ClockText(3599), "59:59");
-    EXPECT_EQ(ClockText(3661), "1:01:01");
-    EXPECT_EQ(ClockText(-1), "0:00");
-    EXPECT_EQ(ClockText(NAN), "0:00");
+    for (const auto& [seconds, text] :
+         {std::pair{59.99, "0:59"}, {3599., "59:59"}, {3661., "1:01:01"}, {-1., "0:00"}, {double{NAN}, "0:00"}})
+        EXPECT_EQ(ClockText(seconds), text);
 }

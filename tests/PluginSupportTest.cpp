@@ -121,12 +121,11 @@ TEST(Text, PathsAreUtf8AndFieldsAreCut)
     const wchar_t beyond[] = {L'a', static_cast<wchar_t>(0x110000), 0};
     for (const wchar_t* none : {static_cast<const wchar_t*>(nullptr), L"", surrogate, beyond})
         EXPECT_EQ(Utf8Path(none), std::nullopt);
-
-    wchar_t field[5] = L"xxxx";
-    SetText(field, L"abcdefg");
-    EXPECT_STREQ(field, L"abcd");
-    SetText(field, L"ab");
-    EXPECT_STREQ(field, L"ab");
+    for (const auto& [text, expected] : {std::pair{L"abcdefg", L"abcd"}, {L"ab", L"ab"}}) {
+        wchar_t field[5] = L"xxxx";
+        SetText(field, text);
+        EXPECT_STREQ(field, expected);
+    }
 }
 
 TEST(OptionText, TakesKeysAndValuesApart)

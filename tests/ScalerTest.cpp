@@ -1,69 +1,40 @@
 // Every scaler against its definition, worked out anew for each byte, and the entry points above them.
-#include "Common/Image/ImageResize.h"
 #include "Common/Image/ScaleRows.h"
-#include "tests/InstructionSets.h"
+#include "tests/ScalerSuite.h"
 
 #include <algorithm>
-#include <climits>
-#include <cstring>
 #include <gtest/gtest.h>
-#include <memory>
 #include <numeric>
 #include <vector>
 
 namespace
 {
 
-using Bytes = std::vector<unsigned char>;
-
 enum Kind { nearest, table, bilinear, mean };
 
-enum Trait { bottomUp = 1, chroma = 2, margins = 4, forcedColumn = 8, forcedRow = 16, forced = 24 };
-
-struct Scaler {
-    const char* name;
-    int (*run)(const IMG_PARAM& src, IMG_PARAM& dst);
-    Kind kind;
-    int bytes; // per pixel
-    int traits;
-
-    bool Is(Trait trait) const { return traits & trait; }
-};
-
 constexpr Scaler scalers[] = {
-    {"Near", DIB_ResizeNear, nearest, 4, bottomUp | forced},
-    {"Near8", DIB_ResizeNear8, table, 1, forced},
-    {"NearY", DIB_ResizeNearY, nearest, 1, margins},
-    {"NearUV", DIB_ResizeNearUV, nearest, 1, chroma | forcedRow},
-    {"BiLiner", DIB_ResizeBiLiner, bilinear, 4, bottomUp | forced},
-    {"BiLiner8", DIB_ResizeBiLiner8, bilinear, 1, bottomUp | forced},
-    {"BiLinerY", DIB_ResizeBiLinerY, bilinear, 1, margins | forcedRow},
-    {"BiLinerUV", DIB_ResizeBiLinerUV, bilinear, 1, chroma | forcedRow},
-    {"BiLinerY_Simulate", DIB_ResizeBiLinerY_Simulate, mean, 1, forcedRow},
+    {"Near", DIB_ResizeNear, nearest, 4, 4, bottomUp | forced},
+    {"Near8", DIB_ResizeNear8, table, 1, 1, forced, 1},
+    {"NearY", DIB_ResizeNearY, nearest, 1, 1, margins},
+    {"NearUV", DIB_ResizeNearUV, nearest, 1, 1, chroma | forcedRow},
+    {"BiLiner", DIB_ResizeBiLiner, bilinear, 4, 4, bottomUp | forced},
+    {"BiLiner8", DIB_ResizeBiLiner8, bilinear, 1, 1, bottomUp | forced},
+    {"BiLinerY", DIB_ResizeBiLinerY, bilinear, 1, 1, margins | forcedRow},
+    {"BiLinerUV", DIB_ResizeBiLinerUV, bilinear, 1, 1, chroma | forcedRow},
+    {"BiLinerY_Simulate", DIB_ResizeBiLinerY_Simulate, mean, 1, 1, forcedRow},
 };
-constexpr int mostColumns = (1 << 19) - 1;
-
 #ifdef __SANITIZE_ADDRESS__
 constexpr uint32_t weightStep = 89; // divides 4094, so that both ends are among the weights
 #else
 constexpr uint32_t weightStep = 1;
 #endif
 
-// The byte at a place of the image, which for chroma is told in luma pixels.
-unsigned char& ByteAt(const Scaler& s, const IMG_PARAM& image, int64_t column, int64_t row, int k)
-{
-    if (s.Is(chroma))
-        column /= 2, row /= 2;
-    const int64_t memoryRow = s.Is(bottomUp) ? image.nHeight - 1 - row : row;
-    return image.pBits[memoryRow * image.nPitch + column * s.bytes + k];
-}
-
 // The definition: byte k of target pixel (c, r), both counted from the rectangle's corner. A weight of 0
 // reads nothing.
 int64_t Value(const Scaler& s, const IMG_PARAM& src, const IMG_PARAM& dst, int64_t c, int64_t r, int k)
 {
     const auto sample = [&](int64_t column, int64_t row, int64_t weight = 1) -> int64_t {
-        return weight ? weight * ByteAt(s, src, src.x + column, src.y + row, k) : 0;
+        return weight ? weight * ByteAt(s, src, src.x + column, src.y + row, s.bytes, k) : 0;
     };
     const bool lastColumn = s.Is(forcedColumn) && c == dst.cx - 1;
     const bool lastRow = s.Is(forcedRow) && r >= dst.cy - (s.Is(chroma) ? 2 : 1);
@@ -86,97 +57,25 @@ int64_t Value(const Scaler& s, const IMG_PARAM& src, const IMG_PARAM& dst, int64
     return (across(row) * (4096 - fy) + (fy ? across(row + 1) * fy : 0)) / 4096;
 }
 
-// A rectangle, and the image around it.
-struct Shape {
-    int x = 0, y = 0, cx = 0, cy = 0;
-    int extraPitch = 0;  // bytes
-    int below = 0;       // rows
-    bool upward = false; // in memory
-};
-enum Use { source, target };
-
-// An image with a rectangle. A source's buffer ends with the last byte of the rectangle; a target has guards
-// around. Fields that no scaler may read hold nonsense.
-struct Image {
-    Image(const Scaler& s, Use use, const Shape& shape)
-    {
-        const int right = s.Is(chroma) ? (shape.x + shape.cx + 1) / 2 : shape.x + shape.cx;
-        const int pitch = right * s.bytes + shape.extraPitch;
-        const int height = shape.y + shape.cy + shape.below;
-        const int lastRow = s.Is(bottomUp) ? height - 1 - shape.y : (shape.y + shape.cy - 1) / (s.Is(chroma) ? 2 : 1);
-        const size_t guard = use == target ? 61 : 0, rows = static_cast<size_t>(lastRow) * static_cast<size_t>(pitch);
-        size = guard + rows + static_cast<size_t>(use == target && s.Is(margins) ? pitch : right * s.bytes) + guard;
-        bits = std::make_unique<unsigned char[]>(size);
-        unsigned char* const first = bits.get() + guard + (shape.upward ? rows : 0);
-        record = {first,    -7,      s.Is(bottomUp) ? height : -7, shape.upward ? -pitch : pitch, -7, shape.x, shape.y,
-                  shape.cx, shape.cy};
-    }
-    Bytes Content() const { return Bytes(bits.get(), bits.get() + size); }
-
-    std::unique_ptr<unsigned char[]> bits;
-    size_t size;
-    IMG_PARAM record;
-};
-
 // The parameter names the form of the row functions that the suite runs with.
-class ScalerTest : public AtEachSet
+class ScalerTest : public ScalerSuite
 {
 protected:
-    void Fill(unsigned char* bits, size_t size) // with 0 and 255, with 0, with 255, mostly with anything
+    void Define(const Scaler& s, const IMG_PARAM& src, const IMG_PARAM& dst, int64_t c, int64_t r) override
     {
-        const int style = Random(0, 7);
-        for (size_t i = 0; i < size; ++i) {
-            const auto any = i < 4093 ? m_random() >> 12 & 255 : bits[i - 4093];
-            bits[i] = static_cast<unsigned char>(style == 0 ? any % 2 * 255 : style == 1 ? 0 : style == 2 ? 255 : any);
-        }
-    }
-
-    void Check(const Scaler& s, Image& src, Image& dst)
-    {
-        Fill(src.bits.get(), src.size);
-        Fill(dst.bits.get(), dst.size);
-        const Bytes before = dst.Content();
-        const IMG_PARAM given = dst.record, &to = dst.record;
-        for (int r = 0; r < to.cy; r += s.Is(chroma) ? 2 : 1) {
-            if (s.Is(margins))
-                std::fill_n(&ByteAt(s, to, 0, to.y + r, 0), to.nPitch, static_cast<unsigned char>(16));
-            for (int c = 0; c < to.cx; c += s.Is(chroma) ? 2 : 1)
-                for (int k = 0; k < s.bytes; ++k)
-                    ByteAt(s, to, to.x + c, to.y + r, k) =
-                        static_cast<unsigned char>(Value(s, src.record, to, c, r, k));
-        }
-        const Bytes expected = dst.Content();
-        std::copy(before.begin(), before.end(), dst.bits.get());
-        ASSERT_EQ(s.run(src.record, dst.record), 1);
-        const Bytes result = dst.Content();
-        const auto differs = std::mismatch(result.begin(), result.end(), expected.begin());
-        ASSERT_EQ(differs.first, result.end())
-            << s.name << ": " << src.record.cx << 'x' << src.record.cy << " at " << src.record.x << ',' << src.record.y
-            << " to " << to.cx << 'x' << to.cy << " at " << to.x << ',' << to.y << ", byte "
-            << differs.first - result.begin() << " is " << int{*differs.first} << ", not " << int{*differs.second};
-        ASSERT_EQ(std::memcmp(&given, &to, sizeof(to)), 0) << s.name;
+        for (int k = 0; k < s.bytes; ++k)
+            ByteAt(s, dst, dst.x + c, dst.y + r, s.bytes, k) = static_cast<unsigned char>(Value(s, src, dst, c, r, k));
     }
 };
 
 TEST_P(ScalerTest, EqualsTheDefinitionAtEverySize)
 {
-    for (const Scaler& s : scalers)
-        for (int cx = s.kind == table ? 1 : 2; cx < 70; ++cx)
-            for (int trial = 0; trial < 16 && !HasFatalFailure(); ++trial) {
-                const int widths[] = {1, 2, cx, cx + 1, cx * 2 - 1, cx * 2 + Random(0, 3), cx * 3 + 1, Random(1, 500)};
-                const auto shape = [&](int width, int leastHeight, int mostHeight, bool mayGoUpward) {
-                    return Shape{.x = Random(0, 5),
-                                 .y = Random(0, 5),
-                                 .cx = width,
-                                 .cy = Random(leastHeight, mostHeight),
-                                 .extraPitch = Random(0, 5),
-                                 .below = Random(0, 2),
-                                 .upward = mayGoUpward && Random(0, 1)};
-                };
-                Image src(s, source, shape(widths[trial % 8], 1, 30, true));
-                Image dst(s, target, shape(cx, s.kind == table ? 1 : 2, 9, !s.Is(margins)));
-                Check(s, src, dst);
-            }
+    CheckEverySize(scalers);
+}
+
+TEST_P(ScalerTest, RefusesBadRecordsAndTouchesNothing)
+{
+    ExpectRefusals(scalers);
 }
 
 TEST_P(ScalerTest, HoldsAtTheLargestSizes)
@@ -221,34 +120,13 @@ TEST_P(ScalerTest, GivesTheKnownRows)
     for (const Known& row : rows) {
         const Scaler& s = scalers[row.scaler];
         Image src(s, source, {.cx = row.srcWidth, .cy = 2}), dst(s, target, {.cx = row.dstWidth, .cy = 4});
-        for (size_t i = 0; i < src.size; ++i)
+        for (size_t i = 0; i < src.bits.size(); ++i)
             src.bits[i] = row.samples[i / static_cast<size_t>(s.bytes) % row.samples.size()];
         ASSERT_EQ(s.run(src.record, dst.record), 1) << s.name;
         for (size_t c = 0; c < row.expected.size(); ++c)
-            EXPECT_EQ(ByteAt(s, dst.record, static_cast<int>(s.Is(chroma) ? 2 * c : c), 0, 0), row.expected[c])
+            EXPECT_EQ(ByteAt(s, dst.record, static_cast<int>(s.Is(chroma) ? 2 * c : c), 0, s.bytes), row.expected[c])
                 << s.name << c;
     }
-}
-
-TEST_P(ScalerTest, RefusesBadRecordsAndTouchesNothing)
-{
-    for (const Scaler& s : scalers)
-        for (int IMG_PARAM::*side : {&IMG_PARAM::cx, &IMG_PARAM::cy})
-            for (const int bad : {0, -1, INT_MIN, mostColumns + 1, INT_MAX, 1}) {
-                Image src(s, source, {.cx = 8, .cy = 8}), dst(s, target, {.cx = 8, .cy = 8});
-                Fill(dst.bits.get(), dst.size);
-                const Bytes before = dst.Content();
-                IMG_PARAM from = src.record, to = dst.record;
-                from.*side = to.*side = bad;
-                // A side of 1 is enough for a source, and for the target of a table.
-                EXPECT_EQ(bad == 1 ? 0 : s.run(from, dst.record), 0) << s.name << " from " << bad;
-                EXPECT_EQ(bad == 1 && s.kind == table ? 0 : s.run(src.record, to), 0) << s.name << " to " << bad;
-                from = src.record, to = dst.record;
-                from.pBits = to.pBits = nullptr;
-                EXPECT_EQ(s.run(from, dst.record), 0) << s.name;
-                EXPECT_EQ(s.run(src.record, to), 0) << s.name;
-                EXPECT_EQ(dst.Content(), before) << s.name << " for " << bad;
-            }
 }
 
 TEST_P(ScalerTest, EntryPointsChooseByMethod)
@@ -260,10 +138,10 @@ TEST_P(ScalerTest, EntryPointsChooseByMethod)
             const Shape shape = {.x = 2, .y = 2, .cx = 9, .cy = 7, .extraPitch = 3};
             Image src(s, source, {.x = 2, .y = 2, .cx = 20, .cy = 12}), dst(s, target, shape),
                 expected(s, target, shape);
-            std::generate_n(src.bits.get(), src.size, [&] { return static_cast<unsigned char>(Random(0, 255)); });
+            Fill(src.bits);
             const int known = method >= 0 && method <= 2 ? s.run(src.record, expected.record) : 0;
             EXPECT_EQ(entries[i](src.record, dst.record, static_cast<IMAGE_INTERPOLATION>(method)), known);
-            EXPECT_EQ(dst.Content(), expected.Content()) << s.name << " by method " << method;
+            EXPECT_EQ(dst.bits, expected.bits) << s.name << " by method " << method;
         }
 }
 
@@ -273,7 +151,7 @@ TEST_P(ScalerTest, PicturesAreScaledPlaneByPlane)
     constexpr size_t size = 1000;
     constexpr int sp[] = {31, 32, 33, 34}, dp[] = {35, 36, 37, 38}, sides[] = {1, 2, 21};
     Bytes sources(4 * size);
-    std::generate(sources.begin(), sources.end(), [&] { return static_cast<unsigned char>(Random(0, 255)); });
+    std::iota(sources.begin(), sources.end(), static_cast<unsigned char>(Random(0, 255)));
     unsigned char* const p[] = {&sources[0], &sources[size], &sources[2 * size], &sources[3 * size]};
     for (int i = 0; i < 54; ++i) {
         const auto method = static_cast<IMAGE_INTERPOLATION>(1 + i % 3);

@@ -35,9 +35,7 @@ std::string Table()
     return table;
 }
 
-class ScanTest : public PluginTest
-{
-};
+using ScanTest = PluginTest;
 
 TEST_F(ScanTest, OnlyPluginNamesAreLoaded)
 {
@@ -64,13 +62,9 @@ TEST_F(ScanTest, RefusedPluginsAreReportedAndTheScanGoesOn)
                        "unload <2>\n"
                        "log ***Without Plugin Info in [<2>]\n"
                        "load <3>\nGetEncoders <3>\nGetFileFormats <3>\n"
-                       "log \n"
-                       "unload <3>\n"
-                       "log ***Without Plugin Info in [<3>]\n"
+                       "log \nunload <3>\nlog ***Without Plugin Info in [<3>]\n"
                        "load <4>\nGetEncoders <4>\nGetFileFormats <4>\n"
-                       "log \n"
-                       "unload <4>\n"
-                       "log ***Without Plugin Info in [<4>]\n"
+                       "log \nunload <4>\nlog ***Without Plugin Info in [<4>]\n"
                        "load <5>\nGetEncoders <5>\n"
                        "log Found Encoder Plugin[MP3 ][<5>].\n"
                        "log Found Encoder Plugin[AAC ][<5>].\n"
@@ -91,11 +85,8 @@ TEST_F(ScanTest, CatalogueIsRebuiltAndEmptied)
     EXPECT_EQ(Table(), "MP4  audio AAC  video H264\nAVI  audio AAC  video\n");
     FCUninitPlugins();
     EXPECT_EQ(FCGetFileFormatInfos(), nullptr);
-    EXPECT_TRUE(PluginMgr::m_arEncoder.empty());
-    EXPECT_TRUE(PluginMgr::m_arFileFormat.empty());
-    EXPECT_EQ(Trace(), "log FCInitPlugins\n"
-                       "unload <1>\n"
-                       "unload <2>\n"
+    EXPECT_TRUE(PluginMgr::m_arEncoder.empty() && PluginMgr::m_arFileFormat.empty());
+    EXPECT_EQ(Trace(), "log FCInitPlugins\nunload <1>\nunload <2>\n"
                        "load <1>\nGetFileFormats <1>\n"
                        "log Found File Format Plugin[MP4 ][<1>].\n"
                        "load <2>\nGetEncoders <2>\n"
@@ -104,9 +95,7 @@ TEST_F(ScanTest, CatalogueIsRebuiltAndEmptied)
                        "GetFileFormats <2>\n"
                        "log Found File Format Plugin[AVI ][<2>].\n"
                        "log End of InitPlugins()\n"
-                       "unload <1>\n"
-                       "unload <2>\n"
-                       "log FCUninitPlugins\n");
+                       "unload <1>\nunload <2>\nlog FCUninitPlugins\n");
     FCUninitPlugins();
     EXPECT_EQ(Trace(), "log FCUninitPlugins\n");
 }

@@ -212,19 +212,17 @@ TEST(Log, SinkMayLogAndEndlessLoggingEnds)
 
 TEST(Log, ThreadsDontMeetInASink)
 {
-    std::vector<std::wstring> lines;
-    KXLogSetSink([](void* p, const wchar_t* psz) { static_cast<std::vector<std::wstring>*>(p)->push_back(psz); },
-                 &lines);
-    std::vector<std::thread> threads;
+    std::wstring lines;
+    KXLogSetSink([](void* pLines, const wchar_t* psz) { *static_cast<std::wstring*>(pLines) += psz; }, &lines);
+    std::vector<std::jthread> threads;
     for (int i = 0; i < 4; ++i)
-        threads.emplace_back([i] {
+        threads.emplace_back([] {
             for (int k = 0; k < 1000; ++k)
-                KXLogEx(L"%d", i);
+                KXLogEx(L"%d", 1);
         });
-    for (std::thread& thread : threads)
-        thread.join();
+    threads.clear();
     KXLogSetSink(nullptr, nullptr);
-    EXPECT_EQ(lines.size(), 4000u);
+    EXPECT_EQ(lines, std::wstring(4000, L'1'));
 }
 
 TEST(AppPath, IsTheExecutablesFolderOrWhatTheHostSet)

@@ -1,13 +1,10 @@
 // The convolution, the overlay and the masks against their definitions, worked out anew for each pixel, and the entry
 // points above them.
 #include "Common/Image/ConvolveRows.h"
-#include "Common/Image/ImageResize.h"
-#include "tests/InstructionSets.h"
+#include "tests/ScalerSuite.h"
 
 #include <algorithm>
 #include <array>
-#include <climits>
-#include <cstring>
 #include <functional>
 #include <gtest/gtest.h>
 #include <vector>
@@ -15,25 +12,12 @@
 namespace
 {
 
-using Bytes = std::vector<unsigned char>;
 enum Kind { convolution, overlay, replacingMask, multiplyingMask };
-struct Scaler {
-    int (*run)(const IMG_PARAM& src, IMG_PARAM& dst);
-    Kind kind;
-    int bytes; // per source pixel
-};
 
-constexpr Scaler scalers[] = {{DIB_ResizeConvolve, convolution, 4},
-                              {DIB_AlphaResizeBiLiner, overlay, 4},
-                              {StretchMaskResizeNear, replacingMask, 1},
-                              {StretchMaskResizeBiLiner, multiplyingMask, 1}};
-constexpr int mostColumns = (1 << 19) - 1;
-
-// All images are bottom-up.
-unsigned char* PixelAt(const IMG_PARAM& image, int64_t column, int64_t row, int bytes)
-{
-    return image.pBits + (image.nHeight - 1 - row) * image.nPitch + column * bytes;
-}
+constexpr Scaler scalers[] = {{"Convolve", DIB_ResizeConvolve, convolution, 4, 4, bottomUp},
+                              {"AlphaBiLiner", DIB_AlphaResizeBiLiner, overlay, 4, 4, bottomUp},
+                              {"MaskNear", StretchMaskResizeNear, replacingMask, 1, 4, bottomUp},
+                              {"MaskBiLiner", StretchMaskResizeBiLiner, multiplyingMask, 1, 4, bottomUp | eightBits}};
 
 // The point between four taps, with weights times 2^36 in whole numbers.
 int64_t Filtered(std::array<int64_t, 4> taps, int64_t fraction, int64_t step)
@@ -54,12 +38,18 @@ int64_t Filtered(std::array<int64_t, 4> taps, int64_t fraction, int64_t step)
     return sum / cube; // toward zero
 }
 
-// The definition of target pixel (c, r), counted from the rectangle's corner, put into its place. A weight of 0 reads
-// nothing.
-void Define(const Scaler& s, const IMG_PARAM& src, const IMG_PARAM& dst, int64_t c, int64_t r)
+// The parameter names the form of the row functions that the suite runs with.
+class ToolboxScalerTest : public ScalerSuite
+{
+protected:
+    void Define(const Scaler& s, const IMG_PARAM& src, const IMG_PARAM& dst, int64_t c, int64_t r) override;
+};
+
+// A weight of 0 reads nothing.
+void ToolboxScalerTest::Define(const Scaler& s, const IMG_PARAM& src, const IMG_PARAM& dst, int64_t c, int64_t r)
 {
     const auto sample = [&](int64_t column, int64_t row, int k, int64_t weight = 1) -> int64_t {
-        return weight ? weight * PixelAt(src, src.x + column, src.y + row, s.bytes)[k] : 0;
+        return weight ? weight * ByteAt(s, src, src.x + column, src.y + row, s.srcBytes, k) : 0;
     };
     const int64_t stepX = (src.cx * 4096 - 4096) / (dst.cx - 1), stepY = (src.cy * 4096 - 4096) / (dst.cy - 1);
     const int64_t endX = src.cx - 1, endY = src.cy - 1;
@@ -81,8 +71,8 @@ void Define(const Scaler& s, const IMG_PARAM& src, const IMG_PARAM& dst, int64_t
                                  across(y + 2 <= endY ? y + 2 : y)};
         return std::clamp<int64_t>(Filtered(taps, fy, stepY), 0, 255);
     };
-    unsigned char* const p = PixelAt(dst, dst.x + c, dst.y + r, 4);
-    const int64_t a = sample(x, y, s.bytes - 1), m = forced ? mixed(0) : 0;
+    unsigned char* const p = &ByteAt(s, dst, dst.x + c, dst.y + r, 4);
+    const int64_t a = sample(x, y, s.srcBytes - 1), m = forced ? mixed(0) : 0;
     for (int k = 0; k < 3; ++k)
         p[k] = static_cast<unsigned char>(s.kind == convolution ? convolved(k)
                                           : s.kind == overlay   ? (a * mixed(k) + (255 - a) * p[k]) / 255
@@ -91,63 +81,14 @@ void Define(const Scaler& s, const IMG_PARAM& src, const IMG_PARAM& dst, int64_t
     p[3] = static_cast<unsigned char>(fourth[s.kind]);
 }
 
-// An image with a rectangle. A source's buffer begins with the rectangle's lowest row and ends with its last byte; a
-// target's has guards around. Fields that no scaler may read hold nonsense.
-struct Image {
-    Image(size_t guard, int bytes, int x, int y, int cx, int cy, int extraPitch = 0, bool upward = false)
-    {
-        const int right = (x + cx) * bytes, pitch = right + extraPitch, rows = (cy - 1) * pitch;
-        bits.resize(guard + static_cast<size_t>(rows + right) + guard);
-        unsigned char* const first = bits.data() + guard + (upward ? rows : 0);
-        record = {first, -7, y + cy, upward ? -pitch : pitch, -7, x, y, cx, cy};
-    }
-    Bytes bits;
-    IMG_PARAM record;
-};
-constexpr size_t guards = 61;
-
-// The parameter names the form of the row functions that the suite runs with.
-class ToolboxScalerTest : public AtEachSet
-{
-protected:
-    void Fill(Bytes& bits) // with few values, with 0, with 255, mostly with anything
-    {
-        static constexpr unsigned char few[] = {0, 1, 254, 255};
-        const int style = Random(0, 7);
-        for (unsigned char& byte : bits) {
-            const auto any = static_cast<unsigned char>(m_random() >> 12);
-            byte = style == 0 ? few[any % 4] : style == 1 ? 0 : style == 2 ? 255 : any;
-        }
-    }
-
-    void Check(const Scaler& s, Image& src, Image& dst)
-    {
-        Fill(src.bits);
-        Fill(dst.bits);
-        src.record.nBitCount = s.kind == multiplyingMask ? 8 : -7;
-        const Bytes before = dst.bits;
-        const IMG_PARAM given = dst.record, &to = dst.record;
-        ASSERT_EQ(s.run(src.record, dst.record), 1);
-        ASSERT_EQ(std::memcmp(&given, &to, sizeof(to)), 0);
-        const Bytes result = dst.bits;
-        dst.bits = before;
-        for (int r = 0; r < to.cy; ++r)
-            for (int c = 0; c < to.cx; ++c)
-                Define(s, src.record, to, c, r);
-        ASSERT_EQ(result, dst.bits) << "scaler " << s.kind << ": " << src.record.cx << 'x' << src.record.cy << " to "
-                                    << to.cx << 'x' << to.cy;
-    }
-};
-
 TEST_P(ToolboxScalerTest, EqualsTheDefinitionAtEverySize)
 {
-    for (const Scaler& s : scalers)
-        for (int i = 0; i < 24 * 68 && !HasFatalFailure(); ++i) {
-            const int cx = 2 + i / 24, widths[] = {1, 2, cx, cx * 2 - 1, (cx + 1) / 2, Random(1, 90)};
-            Image src(0, s.bytes, Random(0, 5), Random(0, 5), widths[i % 6], Random(1, 9), Random(0, 5), Random(0, 1));
-            Image dst(guards, 4, Random(0, 5), Random(0, 5), cx, Random(2, 9), Random(0, 5), Random(0, 1));
-            Check(s, src, dst);
-        }
+    CheckEverySize(scalers);
+}
+
+TEST_P(ToolboxScalerTest, RefusesBadRecordsAndTouchesNothing)
+{
+    ExpectRefusals(scalers);
 }
 
 // Steps of 2049 and 8191, just without smoothing (2048 and 8192 are among the sizes above), and the longest sides.
@@ -157,8 +98,8 @@ TEST_P(ToolboxScalerTest, HoldsAtTheBordersOfStepsAndSizes)
     for (const Scaler& s : scalers)
         for (const auto& [from, to] : lengths)
             for (const bool across : {true, false}) {
-                Image src(0, s.bytes, 1, 1, across ? from : 2, across ? 2 : from);
-                Image dst(guards, 4, 0, 1, across ? to : 2, across ? 2 : to, 1);
+                Image src(s, source, {1, 1, across ? from : 2, across ? 2 : from});
+                Image dst(s, target, {0, 1, across ? to : 2, across ? 2 : to, 1});
                 Check(s, src, dst);
                 ASSERT_FALSE(HasFatalFailure());
             }
@@ -169,7 +110,8 @@ TEST_P(ToolboxScalerTest, ConvolvesTheKnownRows)
 {
     const Bytes edge = {0, 0, 255, 255}, overshot = {0, 0, 128, 255, 255}; // -34 and 291 before they are clamped
     for (const Bytes& expected : {edge, overshot, {42, 48, 42, 127, 170, 207, 255}}) {
-        Image src(0, 4, 0, 0, 4, 3), dst(guards, 4, 0, 0, static_cast<int>(expected.size()), 3);
+        Image src(scalers[0], source, {0, 0, 4, 3});
+        Image dst(scalers[0], target, {0, 0, static_cast<int>(expected.size()), 3});
         for (size_t i = 0; i < src.bits.size(); ++i)
             src.bits[i] = edge[i / 4 % 4];
         ASSERT_EQ(DIB_ResizeConvolve(src.record, dst.record), 1);
@@ -247,30 +189,6 @@ TEST(ConvolveRowsTest, EachSetHasFormsOfItsOwn)
     ExpectFormsOfTheirOwn(ConvolveRows);
 }
 
-TEST_P(ToolboxScalerTest, RefusesBadRecordsAndTouchesNothing)
-{
-    for (const Scaler& s : scalers) {
-        Image src(0, s.bytes, 0, 0, 8, 8), dst(guards, 4, 0, 0, 8, 8);
-        src.record.nBitCount = 8;
-        Fill(dst.bits);
-        const Bytes before = dst.bits;
-        const auto run = [&](auto IMG_PARAM::*field, bool ofSource, auto value) {
-            IMG_PARAM records[] = {dst.record, src.record};
-            records[ofSource].*field = value;
-            return s.run(records[1], records[0]);
-        };
-        for (const bool ofSource : {false, true}) {
-            for (const int bad : {0, -1, INT_MIN, mostColumns + 1, INT_MAX, 1})
-                for (int IMG_PARAM::*side : {&IMG_PARAM::cx, &IMG_PARAM::cy})
-                    EXPECT_EQ(ofSource && bad == 1 ? 0 : run(side, ofSource, bad), 0) << s.kind << ofSource << bad;
-            EXPECT_EQ(run(&IMG_PARAM::pBits, ofSource, nullptr), 0) << s.kind;
-        }
-        for (const int bits : {0, 7, 9, 16, 32, -8})
-            EXPECT_EQ(s.kind == multiplyingMask ? run(&IMG_PARAM::nBitCount, true, bits) : 0, 0) << bits;
-        EXPECT_EQ(dst.bits, before) << s.kind;
-    }
-}
-
 TEST_P(ToolboxScalerTest, EntryPointsChooseByMethod)
 {
     using Run = std::function<int(const IMG_PARAM&, IMG_PARAM&)>;
@@ -278,15 +196,15 @@ TEST_P(ToolboxScalerTest, EntryPointsChooseByMethod)
     const Run byMethod[] = {none, DIB_ResizeBiLiner, DIB_ResizeNear, DIB_ResizeBiLiner, DIB_ResizeConvolve, none};
     for (int i = 0; i < 18; ++i) {
         const auto method = static_cast<IMAGE_INTERPOLATION>(i / 3 - 1);
-        Image src(0, i % 3 < 2 ? 4 : 1, 2, 2, 20, 12), dst(guards, 4, 2, 2, 9, 7, 3);
-        std::generate(src.bits.begin(), src.bits.end(), [&] { return static_cast<unsigned char>(Random(0, 255)); });
-        src.record.nBitCount = 8;
+        const Scaler& s = scalers[i % 3 < 2 ? 0 : 3];
+        Image src(s, source, {2, 2, 20, 12}), dst(s, target, {2, 2, 9, 7, 3});
+        Fill(src.bits);
         const Bytes before = dst.bits;
         const int done = i % 3 == 0   ? ImageResize(src.record, dst.record, method)
                          : i % 3 == 1 ? ImageAlphaResize(src.record, dst.record, method)
                                       : ImageStretchMask(src.record, dst.record);
         const Bytes made = dst.bits;
-        dst.bits = before;
+        std::copy(before.begin(), before.end(), dst.bits.begin());
         const Run chosen[] = {byMethod[i / 3], DIB_AlphaResizeBiLiner, StretchMaskResizeBiLiner};
         EXPECT_EQ(done, chosen[i % 3](src.record, dst.record)) << i;
         EXPECT_EQ(made, dst.bits) << i;
