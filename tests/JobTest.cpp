@@ -27,7 +27,7 @@ class JobTest : public PluginTest
 protected:
     JobTest()
     {
-        m_param.video = {FourCC("H264"), 640, 480, 25.0, 1000, {}, 0, 0, {}};
+        m_param.video = {FourCC("H264"), 640, 480, 25.0, 1000, {}, 0, 0, 0, 0, 0, 0, 0, 0};
         m_param.audio = {FourCC("AAC "), 44100, 2, 128, {}, 16};
         m_param.dwFileFourCC = FourCC("MP4 ");
         m_audio.audio = {44100, 2, 16, m_samples, sizeof(m_samples), 0};
