@@ -93,7 +93,7 @@ bool IsOfFields(const AVStream& stream, AVRational measured, AVRational stated)
 }
 
 // The matrix [a b; c d] takes the point (x, y), y counting down, to (ax + cy, bx + dy). What is meant for 0 may be off
-// a little.
+// a little. Behind vflip, which makes pitches negative, another filter makes a picture of its own.
 Turn TurnOf(const AVStream& stream)
 {
     const uint8_t* const data = DisplayMatrixOf(stream);
@@ -105,7 +105,7 @@ Turn TurnOf(const AVStream& stream)
     const double straight = std::min(std::fabs(a), std::fabs(d)), across = std::min(std::fabs(b), std::fabs(c));
     constexpr double nothing = 0.0175; // a degree
     if (std::max(std::fabs(b), std::fabs(c)) < straight * nothing)
-        return {a > 0 ? (d > 0 ? "" : "vflip") : d > 0 ? "hflip" : "hflip,vflip"};
+        return {a > 0 ? (d > 0 ? "" : "vflip,copy") : d > 0 ? "hflip" : "vflip,hflip"};
     if (std::max(std::fabs(a), std::fabs(d)) < across * nothing)
         return {c > 0 ? (b > 0 ? "transpose=cclock_flip" : "transpose=cclock")
                       : (b > 0 ? "transpose=clock" : "transpose=clock_flip"),
