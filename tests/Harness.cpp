@@ -4,12 +4,11 @@
 #include "log/Log.h"
 #include "log/WideFormat.h"
 #include "text/FourCC.h"
-#include "text/Utf.h"
+#include "text/Strings.h"
 
 #include <algorithm>
 #include <cstdarg>
 #include <cstdlib>
-#include <cstring>
 #include <fstream>
 #include <map>
 #include <sstream>
@@ -42,14 +41,6 @@ template <class... Args> void Line(const Args&... args)
     world.trace += Joined(args..., "\n");
 }
 
-std::string Narrow(const wchar_t* pszText)
-{
-    std::string text(std::wcslen(pszText) * 4 + 1, '\0');
-    WtoUTF8(pszText, -1, text.data(), static_cast<int>(text.size()), false);
-    text.resize(std::strlen(text.c_str()));
-    return text;
-}
-
 void Replace(std::string& text, const std::string& from, const std::string& to)
 {
     for (size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size())
@@ -70,7 +61,7 @@ struct Slots {
     static std::string Text(KXDWORD dwFourCC)
     {
         wchar_t text[5];
-        return Narrow(FourCC2StrW(text, dwFourCC));
+        return text::ShownUtf8(FourCC2StrW(text, dwFourCC));
     }
 
     static std::string Times(const MEDIA_FRAME& frame)
@@ -153,7 +144,7 @@ struct Slots {
 
     static void* CreateFile(const wchar_t* pszPath, EncodeParam* pParam)
     {
-        Line("file.create ", Text(pParam->dwFileFourCC), " ", Narrow(pszPath),
+        Line("file.create ", Text(pParam->dwFileFourCC), " ", text::ShownUtf8(pszPath),
              pParam->bVideoDisabled ? " no video" : "", pParam->bAudioDisabled ? " no audio" : "");
         return Created(fileHandle, pParam->dwFileFourCC);
     }
@@ -199,10 +190,9 @@ template <class Item> const Item* Offer(const char* pszExport, const char* pszFi
 
 void KXLog(const wchar_t* pszText)
 {
-    std::string text = Narrow(pszText);
-    Replace(text, "\r", "\\r");
-    Replace(text, "\n", "\\n");
-    Replace(text, "\t", "\\t");
+    std::string text = text::ShownUtf8(pszText);
+    for (const auto& [control, shown] : {std::pair{"\r", "\\r"}, {"\n", "\\n"}, {"\t", "\\t"}})
+        Replace(text, control, shown);
     Line("log ", text);
 }
 
@@ -243,18 +233,10 @@ ENCODER_ITEM Encoder(int nType, const char (&fourCC)[5])
 {
     using S = Slots;
     const bool video = nType == ENCODER_TYPE_VIDEO;
-    return {FourCC(fourCC),
-            L"name",
-            L"description",
-            nType,
-            video ? S::CreateVideo : S::CreateAudio,
-            video ? S::EncodeVideo : S::EncodeAudio,
-            S::GetDelay,
-            S::Destroy,
-            S::GetAudioExtra,
-            S::GetVideoExtra,
-            S::ReviseAudio,
-            S::ReviseVideo};
+    const auto create = video ? S::CreateVideo : S::CreateAudio;
+    const auto encode = video ? S::EncodeVideo : S::EncodeAudio;
+    return {FourCC(fourCC), L"name",          L"description",   nType,          create,        encode, S::GetDelay,
+            S::Destroy,     S::GetAudioExtra, S::GetVideoExtra, S::ReviseAudio, S::ReviseVideo};
 }
 
 FILEFORMAT_ITEM Format(const char (&fourCC)[5], const ENCODER_MODE* pAudioModes, const ENCODER_MODE* pVideoModes)

@@ -23,6 +23,7 @@ constexpr Scaler scalers[] = {
     {"BiLinerUV", DIB_ResizeBiLinerUV, bilinear, 1, 1, chroma | forcedRow},
     {"BiLinerY_Simulate", DIB_ResizeBiLinerY_Simulate, mean, 1, 1, forcedRow},
 };
+
 #ifdef __SANITIZE_ADDRESS__
 constexpr uint32_t weightStep = 89; // divides 4094, so that both ends are among the weights
 #else
