@@ -71,7 +71,6 @@ TEST_F(CatalogueTest, TheEndingChoosesTheFormatAndItsFirstEncoders)
                                          {"dir.wav/A.MP4", "MP4 H264 AAC"},
                                          {"a.m4v", "MP4 H264 AAC"},
                                          {"a.mka", "MKV - AAC"},
-                                         {"a.m4a", "MP4 - AAC"},
                                          {"a.wave", "WAV - PCM"},
                                          {"a.tar.wav", "WAV - PCM"}})
         EXPECT_EQ(Choose({.output = output}), chosen) << output;

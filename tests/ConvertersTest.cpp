@@ -230,7 +230,8 @@ TEST(SampleConverter, TonesStayPureAndHighOnesDontFoldBack)
             add(*converter.Convert(*frame));
         }
         add(converter.Flush());
-        ASSERT_EQ(samples.size(), 2u * static_cast<size_t>(std::ceil(in / 1001 * 1001.0 * out / in)));
+        ASSERT_EQ(samples.size(),
+                  2u * static_cast<size_t>(std::ceil(static_cast<double>(in / 1001 * 1001) * out / in)));
         double most = 0;
         for (int i = out * 3 / 10; i < out * 7 / 10; ++i)
             for (size_t side = 0; side < 2; ++side)

@@ -63,7 +63,7 @@ void TakeSignal(DecodedFile& file, const AVFrame& frame, const Stream& from)
     take(signal.matrix, frame.colorspace);
     take(signal.primaries, frame.color_primaries);
     take(signal.transfer, frame.color_trc);
-    if (!file.pixelAspect)
+    if (file.pixelAspect == 0.0)
         file.pixelAspect = av_q2d(frame.sample_aspect_ratio);
 }
 

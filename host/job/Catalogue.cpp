@@ -20,8 +20,8 @@ struct Ending {
 };
 
 constexpr Ending kEndings[] = {
-    {"m4v", "MP4", false}, {"m4a", "MP4", true},       {"mka", "MKV", true},
-    {"wave", "WAV", true}, {"yuv4mpeg", "Y4M", false},
+    {"m4v", "MP4", false}, {"mka", "MKV", true}, {"wave", "WAV", true}, {"yuv4mpeg", "Y4M", false},
+    {"ogv", "OGG", false}, {"oga", "OGG", true}, {"mts", "TS", false},  {"m2ts", "TS", false},
 };
 
 struct Names {

@@ -74,7 +74,7 @@ void SetParameters(AVCodecContext& context, const EncoderEntry& entry, const Enc
     if (audio.nBitRate > 0)
         context.bit_rate = audio.nBitRate;
     else if (entry.audio.channelBitRate > 0)
-        context.bit_rate = std::min(entry.audio.channelBitRate, 4 * audio.nSampleRate) * audio.nChannels;
+        context.bit_rate = int64_t{std::min(entry.audio.channelBitRate, 4 * audio.nSampleRate)} * audio.nChannels;
 }
 
 // ---- the encoder ----
