@@ -36,7 +36,7 @@ class CatalogueTest : public testing::Test
 {
 protected:
     ENCODER_INFO h264 = Encoder(KX_FOURCC('H', '2', '6', '4'), L"H.264 / AVC");
-    ENCODER_INFO mpeg4 = Encoder(KX_FOURCC('M', 'P', '4', 'V'), L"MPEG-4 Part 2");
+    ENCODER_INFO mpeg4 = Encoder(KX_FOURCC('M', 'P', '4', 'V'), L"MPEG-4 Visual");
     ENCODER_INFO mpeg2 = Encoder(KX_FOURCC('M', 'P', '2', 'V'), L"MPEG-2");
     ENCODER_INFO aac = Encoder(KX_FOURCC('A', 'A', 'C', ' '), L"AAC-LC");
     ENCODER_INFO pcm = Encoder(KX_FOURCC('P', 'C', 'M', ' '), L"PCM");
@@ -93,12 +93,12 @@ TEST_F(CatalogueTest, NamesAreFourCCsNamesOrTheirBeginnings)
         {"mp4", "MPEG-2", "", "MP4 MP2V AAC"}, // the whole of a name beats its being a beginning
         {"mp4", "mpeg", "",
          "more than one video encoder of MP4 is called \"mpeg\"; there are: "
-         "H264 (H.264 / AVC), MP4V (MPEG-4 Part 2), MP2V (MPEG-2)"},
+         "H264 (H.264 / AVC), MP4V (MPEG-4 Visual), MP2V (MPEG-2)"},
         {"m", "", "", "more than one file format is called \"m\"; there are: MKV (Matroska), MP4, WAV"},
         {"ogg", "", "", "no file format is called \"ogg\"; there are: MKV (Matroska), MP4, WAV"},
         {"mp4", "-", "",
          "no video encoder of MP4 is called \"-\"; there are: "
-         "H264 (H.264 / AVC), MP4V (MPEG-4 Part 2), MP2V (MPEG-2)"},
+         "H264 (H.264 / AVC), MP4V (MPEG-4 Visual), MP2V (MPEG-2)"},
         {"wav", "h264", "", "no video encoder of WAV is called \"h264\"; there are: none"},
     };
     for (const auto& [format, video, audio, chosen] : cases)

@@ -3,7 +3,6 @@
 #include "host/base/ExitCode.h"
 #include "host/sources/Libav.h"
 
-#include <cstring>
 #include <gtest/gtest.h>
 
 namespace
