@@ -34,14 +34,12 @@ private:
     bool m_refusalLogged = false;
 };
 
-// Whether the job's options decide on the size of the packets.
+// Whether the job's options decide on the size of the packets by another measure than the usual one.
 bool VideoEncoder::HasOwnQuality() const
 {
     const auto options = ParseOptions(OptionText(Job(), ENCODER_TYPE_VIDEO).c_str());
-    return options && std::any_of(options->begin(), options->end(), [](const Option& option) {
-               return option.key == "b" || option.key == "crf" || option.key == "qp" ||
-                      option.key == "global_quality" || option.key == "lossless";
-           });
+    return options && std::any_of(options->begin(), options->end(),
+                                  [](const Option& option) { return option.key == "b" || option.key == "qp"; });
 }
 
 bool VideoEncoder::Open()
