@@ -5,12 +5,12 @@
 #include "host/commands/Commands.h"
 #include "host/commands/EncodeArguments.h"
 #include "host/commands/EncodeVerdict.h"
+#include "host/commands/JobGuard.h"
+#include "host/job/Job.h"
 #include "host/job/Plugins.h"
 #include "host/sources/TestCard.h"
 
 #include <CLI/CLI.hpp>
-
-#include <algorithm>
 
 namespace host
 {
@@ -41,27 +41,6 @@ void DescribePlan(const JobPlan& plan, const Sources& sources, Messages& message
         messages.Detail(Format("audio: %d Hz, %d channels -> %d Hz, %d channels, %s", in.samplerate, in.channels,
                                out.nSampleRate, out.nChannels, FourCCText(out.dwFourCC).c_str()));
     }
-}
-
-// What the library and its plug-ins have logged to an error. Lines that are known to say nothing on it are left out:
-// the log is for people, and nothing else hangs on its words.
-void PrintCauses(const std::vector<std::string>& log, Messages& messages)
-{
-    constexpr const char* ordinary[] = {"PluginMgr::Create File",          "MediaFile::Create Fail",
-                                        "Fail to create the file",         "Fill Blank Audio Data",
-                                        "Throw away Audio Data",           "No video encoder for file format",
-                                        "No audio encoder for file format"};
-    for (const std::string& line : log)
-        if (std::none_of(std::begin(ordinary), std::end(ordinary),
-                         [&line](const char* start) { return line.starts_with(start); }))
-            messages.Cause(line);
-}
-
-// Takes a failed file away, or says what is left.
-void CleanUp(OutputFile& output, Messages& messages)
-{
-    if (!output.RemoveIfNew() && output.IsPlainFile())
-        messages.Error(Format("%s has been overwritten and is no good file", output.Path().c_str()));
 }
 
 // Returns the exit code; throws HostError if there is no good file.
@@ -96,19 +75,7 @@ int RunEncode(const EncodeOptions& options, const Catalogue& catalogue, Messages
     if (InterruptSignal())
         throw HostError(kExitSignal + InterruptSignal(), "interrupted");
 
-    const uint64_t mark = messages.Mark();
-    try {
-        return RunJob(options, sources, plan, output, messages);
-    } catch (const std::exception& error) {
-        const auto* const ending = dynamic_cast<const HostError*>(&error);
-        const int exitCode = ending ? ending->Code() : static_cast<int>(kExitJob);
-        messages.Error(error.what());
-        if (const std::string cause = messages.TakeMediaError(); exitCode == kExitInput && !cause.empty())
-            messages.Cause(cause);
-        PrintCauses(messages.LinesSince(mark), messages);
-        CleanUp(output, messages);
-        return exitCode;
-    }
+    return GuardJob(output, messages, [&] { return RunJob(options, sources, plan, output, messages); });
 }
 
 } // namespace

@@ -3,7 +3,7 @@
 #define ENCMGR_HOST_ENCODE_VERDICT_H
 
 #include "host/commands/EncodeSources.h"
-#include "host/job/Job.h"
+#include "host/job/JobResult.h"
 #include "host/job/JobWriter.h"
 
 namespace host
@@ -15,7 +15,7 @@ struct EndedJob {
     const Sources& sources;
     const JobPlan& plan;
     const OutputFile& output;
-    const Job& job;
+    const JobResult& job;
     CloseReport report;
     double seconds; // that it took
 };

@@ -34,9 +34,6 @@ bool HasFewerPlaces(const JobPlan& plan)
     return av_q2d(plan.frameRate) < plan.videoInfo.framerate * 0.999;
 }
 
-// So many pieces in a row aren't written only if none can be written any more. An encoder may hold back fewer.
-constexpr int kMostRefusals = 500;
-
 // With the last picture written, audio is still awaited for this long.
 constexpr Nanoseconds kLongestWait = 10 * kSecond;
 
@@ -71,11 +68,6 @@ void Job::Run()
         m_progress.Update(m_counts, m_position);
     }
     EndPictures();
-}
-
-bool Job::IsRefused() const
-{
-    return m_pictureRefusals >= kMostRefusals || m_audioRefusals >= kMostRefusals;
 }
 
 bool Job::IsOver() const

@@ -4,8 +4,8 @@
 
 #include "host/job/FrameWriter.h"
 #include "host/job/JobPlan.h"
+#include "host/job/JobResult.h"
 #include "host/job/PicturePlaces.h"
-#include "host/job/Progress.h"
 #include "host/job/TimeMerge.h"
 
 namespace host
@@ -16,26 +16,13 @@ namespace host
 // The job decides which picture stands at which place of the output, and hands it over with that place's time, at which
 // the library writes it just once. A place without a picture of its own shows the one before, as a file's picture
 // stands until the next; the library by itself would show the one behind, as a live source needs it.
-class Job
+class Job final : public JobResult
 {
 public:
     Job(const JobPlan& plan, TimeMerge& merge, FrameWriter& writer, Progress& progress);
 
     // Until the sources end, enough pictures are written, the program is interrupted, or the file takes no more.
     void Run();
-
-    const Counts& GetCounts() const { return m_counts; }
-
-    // What the sources gave, and whether the library wrote any of it.
-    bool HadPicture() const { return m_hadPicture; }
-    bool HadAudio() const { return m_hadAudio; }
-    bool WroteAudio() const { return m_wroteAudio; }
-
-    // The time reached.
-    Nanoseconds Position() const { return m_position; }
-
-    // A stream was refused for so long that the job was given up.
-    bool IsRefused() const;
 
 private:
     Nanoseconds FindOrigin();
@@ -60,15 +47,8 @@ private:
     Item m_held;             // the last picture shown, its time on the job's clock
     int64_t m_end = 0;       // of the source's last picture, as the first place behind it
     int64_t m_nextPlace = 0; // of the output, the first without a picture
-    Nanoseconds m_position = 0;
-    Counts m_counts;
-    bool m_hadPicture = false;
-    bool m_hadAudio = false;
-    bool m_wroteAudio = false;
     bool m_videoOver;
     bool m_audioOver;
-    int m_pictureRefusals = 0; // in a row
-    int m_audioRefusals = 0;   // in a row
 };
 
 } // namespace host

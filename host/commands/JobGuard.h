@@ -1,0 +1,19 @@
+// What is left of a job that fails: words, and no bad file.
+#ifndef ENCMGR_HOST_JOB_GUARD_H
+#define ENCMGR_HOST_JOB_GUARD_H
+
+#include "host/base/Messages.h"
+#include "host/job/OutputFile.h"
+
+#include <functional>
+
+namespace host
+{
+
+// Returns the exit code of what it runs. Where that throws, it says why, with all that the log has on it, takes the
+// output away if it is new, and returns the error's exit code.
+int GuardJob(OutputFile& output, Messages& messages, const std::function<int()>& run);
+
+} // namespace host
+
+#endif // ENCMGR_HOST_JOB_GUARD_H

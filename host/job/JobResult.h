@@ -1,0 +1,43 @@
+// How far a job has come, for whoever shows it or judges it.
+#ifndef ENCMGR_HOST_JOB_RESULT_H
+#define ENCMGR_HOST_JOB_RESULT_H
+
+#include "host/job/Progress.h"
+
+namespace host
+{
+
+class JobResult
+{
+public:
+    const Counts& GetCounts() const { return m_counts; }
+
+    // What the sources gave, and whether the library wrote any of it.
+    bool HadPicture() const { return m_hadPicture; }
+    bool HadAudio() const { return m_hadAudio; }
+    bool WroteAudio() const { return m_wroteAudio; }
+
+    // The time reached.
+    Nanoseconds Position() const { return m_position; }
+
+    // A stream was refused for so long that the job was given up.
+    bool IsRefused() const { return m_pictureRefusals >= kMostRefusals || m_audioRefusals >= kMostRefusals; }
+
+protected:
+    ~JobResult() = default;
+
+    // So many pieces in a row aren't written only if none can be written any more. An encoder may hold back fewer.
+    static constexpr int kMostRefusals = 500;
+
+    Nanoseconds m_position = 0;
+    Counts m_counts;
+    bool m_hadPicture = false;
+    bool m_hadAudio = false;
+    bool m_wroteAudio = false;
+    int m_pictureRefusals = 0; // in a row
+    int m_audioRefusals = 0;   // in a row
+};
+
+} // namespace host
+
+#endif // ENCMGR_HOST_JOB_RESULT_H
