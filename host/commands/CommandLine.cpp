@@ -20,6 +20,9 @@ constexpr void (*kCommands[])(CLI::App&, Run&) = {
     AddListCommand,
     AddEncodeCommand,
     AddConvertCommand,
+#ifdef ENCMGR_RECORD
+    AddRecordCommand,
+#endif
 };
 
 std::string VersionText()

@@ -28,6 +28,7 @@ using Run = std::function<int(const CommonOptions& common, Messages& messages)>;
 void AddListCommand(CLI::App& program, Run& chosen);
 void AddEncodeCommand(CLI::App& program, Run& chosen);
 void AddConvertCommand(CLI::App& program, Run& chosen);
+void AddRecordCommand(CLI::App& program, Run& chosen); // where libavdevice is there
 
 // For the end of a command's help.
 extern const char* const kExitCodeHelp;

@@ -120,6 +120,11 @@ void AddAudio(CLI::App& command, EncodeOptions& options)
 void AddEncodeArguments(CLI::App& command, EncodeOptions& options)
 {
     AddFiles(command, options);
+    AddJobArguments(command, options);
+}
+
+void AddJobArguments(CLI::App& command, EncodeOptions& options)
+{
     AddChoice(command, options);
     AddVideo(command, options);
     AddAudio(command, options);

@@ -15,7 +15,7 @@ namespace
 // What keeps the file from being a good one; empty if nothing does.
 std::string FailureOf(const EndedJob& ended)
 {
-    const auto& [options, sources, plan, output, job, report, seconds] = ended;
+    const auto& [options, sources, plan, output, job, report, seconds, isLive] = ended;
     if (job.IsRefused())
         return "the file takes no more";
     if (report.wasCalled && !report.isComplete)
@@ -77,10 +77,10 @@ void WarnIfShort(const EndedJob& ended, Messages& messages)
 
 int Judge(const EndedJob& ended, Messages& messages)
 {
-    const auto& [options, sources, plan, output, job, report, seconds] = ended;
+    const auto& [options, sources, plan, output, job, report, seconds, isLive] = ended;
     const std::string input = ShownName(options.input);
     const int signal = InterruptSignal();
-    const bool isWhole = !signal && !plan.pictures && !job.IsRefused();
+    const bool isWhole = !isLive && !signal && !plan.pictures && !job.IsRefused();
     bool isBroken = PrintFaults(*sources.main, input, messages);
     if (sources.separateAudio)
         isBroken |= PrintFaults(*sources.separateAudio, ShownName(options.audioInput), messages);
@@ -98,6 +98,8 @@ int Judge(const EndedJob& ended, Messages& messages)
         throw HostError(kExitInput, "none of the audio could be decoded (--an leaves it out)");
 
     PrintSummary(ended, messages);
+    if (isLive)
+        return isBroken ? kExitInput : kExitGood;
     if (signal)
         messages.Error("interrupted; the file is finished up to there");
     return signal ? kExitSignal + signal : isBroken ? kExitInput : kExitGood;

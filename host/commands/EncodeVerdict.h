@@ -17,7 +17,8 @@ struct EndedJob {
     const OutputFile& output;
     const JobResult& job;
     CloseReport report;
-    double seconds; // that it took
+    double seconds;      // that it took
+    bool isLive = false; // then a signal is a good end
 };
 
 // Says what the sources lacked and what was written. Returns the exit code; throws HostError if there is no good file.
