@@ -131,7 +131,7 @@ void Recording::SayWhatIsWrong()
                         "or another encoder helps");
         m_isLossSaid = true;
     }
-    if (m_queue->IsOver())
+    if (m_queue->IsOver() || InterruptSignal())
         return;
     for (Input& input : m_inputs)
         if (!input.isSaid && input.reader->HasEnded()) {

@@ -150,6 +150,7 @@ void LiveJob::HoldAudioTo(Nanoseconds time)
     for (; count > 0 && !IsRefused(); count -= kSamplesPerBlock)
         WriteSamples(std::span(silence).first(static_cast<size_t>(std::min(count, kSamplesPerBlock)) * channels),
                      m_audioEnd);
+    m_audioEnd = std::max(m_audioEnd, time); // but for a part of a sample
 }
 
 void LiveJob::HoldPictures(Nanoseconds now)

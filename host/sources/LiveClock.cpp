@@ -27,6 +27,9 @@ constexpr Nanoseconds kGap = 60'000'000;
 constexpr Nanoseconds kSmallGap = 12'000'000;
 constexpr Nanoseconds kUnheard = 2'000'000;
 
+// Blocks of 20 ms that a device's stamps take to be worth something.
+constexpr int kSettling = 15;
+
 // The average is that of about so many blocks.
 constexpr int kBlocks = 64;
 
@@ -66,6 +69,8 @@ bool LiveClock::HasJumped(int stream, Nanoseconds stamp, Nanoseconds arrival) co
     return isJump && std::abs(stamp + m_offset - arrival) > kDeepestStep;
 }
 
+SampleClock::SampleClock(int rate, bool isDevice) : m_rate(rate), m_settling(isDevice ? kSettling : 0) {}
+
 void SampleClock::Anchor(Nanoseconds time)
 {
     m_anchor = time;
@@ -73,12 +78,18 @@ void SampleClock::Anchor(Nanoseconds time)
     m_average = 0;
 }
 
-Nanoseconds SampleClock::Place(Nanoseconds stamp, int64_t samples)
+std::optional<Nanoseconds> SampleClock::Place(Nanoseconds stamp, int64_t samples)
 {
     if (!m_anchor)
         Anchor(stamp);
     Nanoseconds time = *m_anchor + av_rescale(m_samples, kSecond, m_rate);
     const Nanoseconds off = stamp - time;
+    if (m_settling > 0) {
+        *m_anchor += off / 4; // the last four count most
+        m_samples += samples;
+        --m_settling;
+        return std::nullopt;
+    }
     m_average += (off - m_average) / kBlocks;
     if (std::abs(off) > kGap || std::abs(m_average) > kSmallGap) {
         Anchor(std::abs(off) > kGap ? stamp : time + m_average);

@@ -52,15 +52,17 @@ private:
 class SampleClock
 {
 public:
-    explicit SampleClock(int rate) : m_rate(rate) {}
+    // isDevice: the first stamps are worse than those that follow.
+    SampleClock(int rate, bool isDevice);
 
-    // The time of a block of that many samples.
-    Nanoseconds Place(Nanoseconds stamp, int64_t samples);
+    // The time of a block of that many samples. Nothing while the clock settles: the block is best left out.
+    std::optional<Nanoseconds> Place(Nanoseconds stamp, int64_t samples);
 
 private:
     void Anchor(Nanoseconds time);
 
     int m_rate;
+    int m_settling; // blocks that are still to come before the clock is good
     std::optional<Nanoseconds> m_anchor;
     int64_t m_samples = 0;     // since the anchor
     Nanoseconds m_average = 0; // of how far the stamps are off

@@ -174,7 +174,7 @@ void LiveInput::OpenAudio(int streamIndex, const AudioFormat& wanted, const std:
     OpenDecoder(m_audioTrack, streamIndex, name);
     m_audio = wanted.Or({par.sample_rate, std::min(par.ch_layout.nb_channels, 2)});
     m_samples.emplace(*m_audio);
-    m_sampleClock.emplace(m_audio->sampleRate);
+    m_sampleClock.emplace(m_audio->sampleRate, m_isDevice);
 }
 
 void LiveInput::Deinterlace(bool isEveryPicture)
@@ -307,8 +307,8 @@ void LiveInput::AddSamples(std::optional<std::vector<int16_t>> samples)
     if (!samples || samples->empty())
         return;
     const auto count = static_cast<int64_t>(samples->size()) / m_audio->channels;
-    const Nanoseconds time = m_sampleClock->Place(TimeOf(m_audioTrack), count);
-    m_ready.push_back({Item::Kind::kAudio, time, 0, nullptr, std::move(*samples)});
+    if (const auto time = m_sampleClock->Place(TimeOf(m_audioTrack), count))
+        m_ready.push_back({Item::Kind::kAudio, *time, 0, nullptr, std::move(*samples)});
 }
 
 } // namespace host

@@ -75,7 +75,7 @@ std::optional<Item> LiveQueue::Take(Nanoseconds patience)
 {
     std::unique_lock lock(m_mutex);
     m_isFilled.wait_for(lock, std::chrono::nanoseconds(patience),
-                        [this] { return !m_blocks.empty() || !m_pictures.empty() || m_readers == 0; });
+                        [this] { return !m_blocks.empty() || !m_pictures.empty(); });
     const bool isAudio = !m_blocks.empty();
     std::deque<Item>& queue = isAudio ? m_blocks : m_pictures;
     if (queue.empty())
