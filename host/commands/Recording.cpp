@@ -22,6 +22,9 @@ constexpr Nanoseconds kLongestStart = 10 * kSecond;
 // Of pictures and audio that wait for the encoder, in bytes.
 constexpr size_t kMostWaiting = size_t{256} << 20;
 
+// How much later than usual what comes may be before the encoder counts as too slow.
+constexpr Nanoseconds kUsualLag = kSecond;
+
 // What remains of a source to be judged.
 class EndedSource final : public Source
 {
@@ -72,6 +75,7 @@ void Recording::Add(const std::string& name, const std::shared_ptr<LiveInput>& i
 {
     auto ended = std::make_unique<EndedSource>(*input);
     auto reader = std::make_unique<LiveReader>(input, m_queue);
+    m_longestDelay = std::max(m_longestDelay, input->Delay());
     m_inputs.push_back({ShownName(name), input, std::move(reader), std::move(ended)});
 }
 
@@ -112,9 +116,11 @@ bool Recording::IsAtEnd(const LiveJob& job, const KeyReader& keys) const
 
 void Recording::Step(LiveJob& job, Nanoseconds patience)
 {
-    if (auto item = m_queue->Take(patience))
-        job.Take(std::move(*item));
+    auto item = m_queue->Take(patience);
     const Nanoseconds now = Moment::Now().steady;
+    m_isBehind |= item && now - item->time > m_longestDelay + kUsualLag;
+    if (item)
+        job.Take(std::move(*item));
     if (!m_queue->HasPictures())
         job.HoldPictures(now);
     if (!m_queue->HasAudio())
@@ -126,10 +132,10 @@ void Recording::Step(LiveJob& job, Nanoseconds patience)
 // Each once.
 void Recording::SayWhatIsWrong()
 {
-    if (!m_isLossSaid && m_queue->DroppedPictures() + m_queue->DroppedBlocks() > 0) {
-        m_messages.Warn("the encoder is too slow for the source, and pieces are left out; a smaller size, a lower rate "
-                        "or another encoder helps");
-        m_isLossSaid = true;
+    if (m_isBehind && !m_isBehindSaid) {
+        m_messages.Warn("the encoder is too slow for the source; when too much waits, pieces are left out (a smaller "
+                        "size, a lower rate or another encoder helps)");
+        m_isBehindSaid = true;
     }
     if (m_queue->IsOver() || InterruptSignal())
         return;

@@ -62,7 +62,9 @@ private:
     std::vector<Input> m_inputs; // the second, if there is one, is for the sound
     bool m_isTimed;
     Messages& m_messages;
-    bool m_isLossSaid = false;
+    Nanoseconds m_longestDelay = 0; // of the inputs
+    bool m_isBehind = false;        // the encoder, and whether that is said
+    bool m_isBehindSaid = false;
 };
 
 } // namespace host

@@ -70,7 +70,11 @@ LiveInput::LiveInput(const std::string& name, const Wanted& wanted, AVRational r
         m_clock.emplace(true, 0);
         m_delay = kDelayOfDevice;
     } else {
-        m_container = OpenAddress(AddressOf(name), ShownName(name), {.stop = {StopsNow, this}}, messages);
+        const std::string address = AddressOf(name);
+        Dictionary options;
+        if (IsPlainFile(address)) // a description of a session (SDP) names where to listen
+            options.Set("protocol_whitelist", "file,crypto,data,rtp,udp");
+        m_container = OpenAddress(address, ShownName(name), {nullptr, options.Values(), {StopsNow, this}}, messages);
         const Nanoseconds opened = Moment::Now().steady;
         FindStreams(*m_container, ShownName(name));
         m_clock.emplace(false, opened);
@@ -205,7 +209,8 @@ void LiveInput::ReadPacket()
 {
     int result = AVERROR_INVALIDDATA;
     for (int failures = 0; result == AVERROR_INVALIDDATA && failures < kMostFailures; ++failures) {
-        m_damaged += failures > 0;
+        if (failures > 0)
+            NoteDamage();
         result = m_isStopped ? AVERROR_EXIT : av_read_frame(m_container.get(), m_packet.get());
     }
     if (result == AVERROR(EAGAIN)) {
@@ -257,13 +262,14 @@ void LiveInput::End(int failure)
 void LiveInput::Decode(Track& track, AVPacket* packet)
 {
     const int sent = avcodec_send_packet(track.decoder.get(), packet);
-    m_damaged += sent < 0 && sent != AVERROR_EOF;
+    if (sent < 0 && sent != AVERROR_EOF)
+        NoteDamage();
     for (;;) {
         const int received = avcodec_receive_frame(track.decoder.get(), m_frame.get());
         if (received == AVERROR(EAGAIN) || received == AVERROR_EOF)
             return;
         if (received < 0) {
-            ++m_damaged;
+            NoteDamage();
             return;
         }
         if (&track == &m_videoTrack)
@@ -272,6 +278,12 @@ void LiveInput::Decode(Track& track, AVPacket* packet)
             AddSamples(m_samples->Convert(*m_frame));
         av_frame_unref(m_frame.get());
     }
+}
+
+// What is cut off when reading is ended isn't damaged.
+void LiveInput::NoteDamage()
+{
+    m_damaged += !StopsNow(this);
 }
 
 Nanoseconds LiveInput::TimeOf(const Track& track) const
@@ -288,7 +300,7 @@ void LiveInput::TakePicture()
     av_frame_move_ref(frame.get(), m_frame.get());
     Item picture = {Item::Kind::kPicture, time, 0, m_pictures->Convert(frame), {}};
     if (!picture.frame || (m_filter && !m_filter->Put(picture)))
-        ++m_damaged;
+        NoteDamage();
     else if (m_filter)
         TakeFiltered();
     else
@@ -303,7 +315,8 @@ void LiveInput::TakeFiltered()
 
 void LiveInput::AddSamples(std::optional<std::vector<int16_t>> samples)
 {
-    m_damaged += !samples;
+    if (!samples)
+        NoteDamage();
     if (!samples || samples->empty())
         return;
     const auto count = static_cast<int64_t>(samples->size()) / m_audio->channels;

@@ -46,7 +46,7 @@ private:
         LibavOwned<AVCodecContext> decoder;
     };
 
-    static int StopsNow(void* input);
+    static int StopsNow(void* input); // of LiveInput*
     void OpenDevice(const LiveName& live, const std::string& name, AVRational rate, Messages& messages);
     void OpenTracks(const Wanted& wanted, const std::string& name);
     void OpenDecoder(Track& track, int streamIndex, const std::string& name);
@@ -58,6 +58,7 @@ private:
     void NoteArrival();
     void End(int failure);
     void Decode(Track& track, AVPacket* packet);
+    void NoteDamage();
     void TakePicture();
     void TakeFiltered();
     void AddSamples(std::optional<std::vector<int16_t>> samples);
