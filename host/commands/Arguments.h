@@ -24,6 +24,16 @@ inline CLI::Option* AddFile(CLI::App& app, const std::string& names, std::string
     return app.add_option(names, file, help)->check(refuse);
 }
 
+// What becomes of an output that exists.
+template <class Options> void AddOverwriting(CLI::App& app, Options& options, const char* group)
+{
+    CLI::Option* const overwrite = app.add_flag("-y,--overwrite", options.overwrite, "Overwrite OUTPUT if it exists");
+    overwrite->group(group);
+    app.add_flag("-n,--no-overwrite", options.neverOverwrite, "Fail if OUTPUT exists, without asking")
+        ->group(group)
+        ->excludes(overwrite);
+}
+
 // An option whose text parse turns into a value, or into nothing: then the text is refused, with what was expected.
 template <class Value, class Parse>
 CLI::Option* AddValue(CLI::App& app, const std::string& names, Value& value, Parse parse, const std::string& expected,
