@@ -2,6 +2,7 @@
 #include "host/job/OutputFile.h"
 #include "host/base/ExitCode.h"
 #include "host/base/Messages.h"
+#include "host/base/Suggestion.h"
 #include "host/base/Text.h"
 #include "log/Log.h"
 
@@ -193,6 +194,22 @@ TEST(Messages, RememberTheLogsInCleanLines)
     messages.TakeMediaText(false, "a warning\n");
     EXPECT_EQ(messages.TakeMediaError(), "[mp3] in two pieces");
     EXPECT_EQ(messages.TakeMediaError(), "") << "told once";
+}
+
+TEST(Suggestion, IsTheNearestWord)
+{
+    const std::vector<Known> known = {{"bilinear", "B"}, {"near", "N"}, {"h265", "HEVC"}, {"h266", "VVC"}, {"y", "Y"}};
+    for (const auto& [word, suggestion] : {std::pair{"bilienar", "did you mean B?"},
+                                           {"blinear", "did you mean B?"},
+                                           {"NAER", "did you mean N?"},
+                                           {"H.265", "did you mean HEVC?"},
+                                           {"h267", "did you mean HEVC or VVC?"},
+                                           {"linear", "did you mean B or N?"},
+                                           {"x", ""},
+                                           {"", ""},
+                                           {"nothing", ""}})
+        EXPECT_EQ(DidYouMean(word, known), suggestion) << word;
+    EXPECT_EQ(DidYouMean(std::string(100000, 'x'), {{std::string(100000, 'y'), "Y"}}), "");
 }
 
 TEST(Text, IsWhatPeopleWrite)

@@ -2,6 +2,7 @@
 #ifndef ENCMGR_HOST_ARGUMENTS_H
 #define ENCMGR_HOST_ARGUMENTS_H
 
+#include "host/base/Suggestion.h"
 #include "host/base/Text.h"
 #include "host/base/Values.h"
 
@@ -68,10 +69,16 @@ CLI::Option* AddWord(CLI::App& app, const std::string& names, Value& value, cons
     std::string expected = "one of ";
     for (size_t i = 0; i < words.size(); ++i)
         expected += (i == 0 ? "" : i + 1 < words.size() ? ", " : " and ") + words[i].first;
-    const auto parse = [words](const std::string& text) {
-        for (const auto& [word, meaning] : words)
+    const auto parse = [words, name = names.substr(0, names.find(',')), expected](const std::string& text) {
+        std::vector<Known> known;
+        for (const auto& [word, meaning] : words) {
             if (text == word)
                 return std::optional(meaning);
+            known.push_back({word, word});
+        }
+        if (const std::string suggestion = DidYouMean(text, known); !suggestion.empty())
+            throw CLI::ValidationError(
+                name, Format("\"%s\" isn't %s; %s", text.c_str(), expected.c_str(), suggestion.c_str()));
         return std::optional<Meaning>();
     };
     return AddValue(app, names, value, parse, expected, help);

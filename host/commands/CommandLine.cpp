@@ -2,6 +2,7 @@
 
 #include "host/base/ExitCode.h"
 #include "host/base/Text.h"
+#include "host/commands/Unexpected.h"
 
 #include <CLI/CLI.hpp>
 
@@ -78,7 +79,9 @@ CommandLine ParseCommandLine(int argc, char** argv)
     } catch (const CLI::ValidationError& refusal) {
         throw HostError(kExitUsage, refusal.what());
     } catch (const CLI::ParseError& error) {
-        throw HostError(kExitUsage, std::string(error.what()) + "; --help shows what there is");
+        const std::string suggestion = SuggestionForUnexpected(program);
+        throw HostError(kExitUsage, std::string(error.what()) + "; " +
+                                        (suggestion.empty() ? "--help shows what there is" : suggestion));
     }
     if (!line.command) {
         std::string names;

@@ -82,7 +82,7 @@ int Judge(const EndedJob& ended, Messages& messages)
     const auto& [options, sources, plan, output, job, report, seconds] = ended;
     const std::string input = ShownName(options.input);
     const int signal = InterruptSignal();
-    const bool isWhole = !signal && !plan.pictures && !job.IsRefused();
+    const bool isWhole = !signal && !plan.pictures && !job.IsRefused() && job.BrokenLimit().empty();
     bool isBroken = PrintFaults(*sources.main, input, messages);
     if (sources.separateAudio)
         isBroken |= PrintFaults(*sources.separateAudio, ShownName(options.audioInput), messages);

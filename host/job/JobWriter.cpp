@@ -70,7 +70,9 @@ void JobWriter::RefuseLostStreams() const
     const bool isAudioLost = m_plan.hasAudio && !made.audio;
     if (!isVideoLost && !isAudioLost)
         return;
-    const std::string lost = Format("the %s encoder can't be set up", isVideoLost ? "video" : "audio");
+    const KXDWORD fourCC = isVideoLost ? m_plan.param.video.dwFourCC : m_plan.param.audio.dwFourCC;
+    const std::string lost =
+        Format("the %s encoder %s can't be set up", isVideoLost ? "video" : "audio", FourCCText(fourCC).c_str());
     if (!made.video && !made.audio)
         throw HostError(kExitStream, lost);
     if (!m_plan.mayLackStream)
