@@ -251,7 +251,12 @@ TEST_F(HostTest, EndsWithTheCodeOfWhatWentWrong)
         {"encode text.txt -o out.mkv", 3, "text.txt"},
         {card + "-o no/such/folder.mkv", 4, "no/such/folder.mkv"},
         {card + "-o there.mkv", 4, "there.mkv"},
+        {card + "-o there.mkv -n", 4, "there.mkv"},
         {card + "-o out.mkv --vc h264 -s 16384x16384", 7, "--allow-missing-stream"},
+        {card + "-o there.mkv -y --vc h264 -s 16384x16384", 7, "encoder H264"},
+        {card + "-o out.mkv -y --vc h264 -s 16384x16384 --an --allow-missing-stream", 7, "encoder H264"},
+        {card + "-o sound.mkv --vc h264 -s 16384x16384 --allow-missing-stream", 0, "the file gets no video"},
+        {card + "-o out.mkv -r 50 --strict-cfr", 8, "1 repeated, 0 dropped"},
         {"--plugins . list", 5, "PlugIns"},
     };
     for (const auto& [arguments, code, says] : cases) {

@@ -196,6 +196,13 @@ TEST(Messages, RememberTheLogsInCleanLines)
     EXPECT_EQ(messages.TakeMediaError(), "") << "told once";
 }
 
+TEST(ExitCode, TellsTheProgramsFaultsFromOthers)
+{
+    EXPECT_EQ(ExitOf(HostError(kExitInput, "why")).code, kExitInput);
+    EXPECT_EQ(ExitOf(std::bad_alloc()).code, kExitInternal);
+    EXPECT_EQ(ExitOf(std::logic_error("why")).text, "internal error: why");
+}
+
 TEST(Suggestion, IsTheNearestWord)
 {
     const std::vector<Known> known = {{"bilinear", "B"}, {"near", "N"}, {"h265", "HEVC"}, {"h266", "VVC"}, {"y", "Y"}};

@@ -11,7 +11,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
-#include <filesystem>
+#include <fstream>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
@@ -101,6 +101,15 @@ bool Rename(const std::string& from, const std::string& to, bool mayReplace)
     else
         return rename(from.c_str(), to.c_str()) == 0;
     return false;
+}
+
+bool CopyInto(const std::string& from, const std::string& to)
+{
+    std::ifstream in(from, std::ios::binary);
+    std::ofstream out(to, std::ios::binary);
+    out << in.rdbuf();
+    out.close();
+    return in && out;
 }
 
 } // namespace
@@ -227,9 +236,7 @@ void OutputFile::TakeName(struct stat& finished)
     if (!Rename(m_writePath, m_target, m_mayReplace)) {
         const int error = errno;
         // What can't be replaced, such as a mount point in a container, may still be filled.
-        std::error_code failure;
-        if (!m_mayReplace || !std::filesystem::copy_file(m_writePath, m_target,
-                                                         std::filesystem::copy_options::overwrite_existing, failure))
+        if (!m_mayReplace || !CopyInto(m_writePath, m_target))
             Keep(error);
         const off_t size = finished.st_size;
         finished = Finish(m_target, m_path);
