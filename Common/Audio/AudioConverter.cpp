@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <memory>
 
 namespace
 {
@@ -28,8 +29,9 @@ CAudioConverter::CAudioConverter(int nSrcChannels, int nDstChannels, int nSrcRat
     : m_nCapacity(nCapacity > 0 ? nCapacity : kDefaultCapacity), m_nSrcChannels(nSrcChannels),
       m_nDstChannels(nDstChannels), m_nSrcRate(nSrcRate), m_nDstRate(nDstRate)
 {
-    m_pOutput = new int16_t[static_cast<size_t>(m_nCapacity)]();
+    auto output = std::make_unique<int16_t[]>(static_cast<size_t>(m_nCapacity));
     m_pWork = new int16_t[static_cast<size_t>(m_nCapacity)]();
+    m_pOutput = output.release();
 }
 
 CAudioConverter::~CAudioConverter()
