@@ -4,6 +4,7 @@
 
 #include "host/base/Text.h"
 #include "host/base/Values.h"
+#include "host/commands/Completion.h"
 
 #include <CLI/CLI.hpp>
 
@@ -21,7 +22,9 @@ template <class Value> using Words = std::vector<std::pair<std::string, Value>>;
 inline CLI::Option* AddFile(CLI::App& app, const std::string& names, std::string& file, const std::string& help)
 {
     const auto refuse = [](const std::string& text) { return text.empty() ? "an empty file name" : ""; };
-    return app.add_option(names, file, help)->check(refuse);
+    CLI::Option* const option = app.add_option(names, file, help)->check(refuse);
+    SetCompletion(*option, {Completion::Kind::kFile, {}});
+    return option;
 }
 
 // An option whose text parse turns into a value, or into nothing: then the text is refused, with what was expected.
@@ -56,15 +59,20 @@ CLI::Option* AddWord(CLI::App& app, const std::string& names, Value& value, cons
                      const std::string& help)
 {
     std::string expected = "one of ";
-    for (size_t i = 0; i < words.size(); ++i)
+    Completion completion = {Completion::Kind::kWords, {}};
+    for (size_t i = 0; i < words.size(); ++i) {
         expected += (i == 0 ? "" : i + 1 < words.size() ? ", " : " and ") + words[i].first;
+        completion.words.push_back(words[i].first);
+    }
     const auto parse = [words](const std::string& text) {
         for (const auto& [word, meaning] : words)
             if (text == word)
                 return std::optional(meaning);
         return std::optional<Meaning>();
     };
-    return AddValue(app, names, value, parse, expected, help);
+    CLI::Option* const option = AddValue(app, names, value, parse, expected, help);
+    SetCompletion(*option, completion);
+    return option;
 }
 
 } // namespace host

@@ -28,10 +28,6 @@ constexpr Nanoseconds kAudioTolerance = 20'000'000;
 constexpr Nanoseconds kLongestGap = 3600 * kSecond;
 constexpr Nanoseconds kLongestGapOfJumpyFormat = 10 * kSecond;
 
-// What is read ahead of what can't be read twice, to see how its time stamps stand.
-constexpr size_t kPicturesAhead = 100;
-constexpr int64_t kBytesAhead = 32 << 20;
-
 // Shorter sides don't make an interlaced picture, and the filter refuses the shortest.
 constexpr int kLeastOfDeinterlacer = 16;
 
