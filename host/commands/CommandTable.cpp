@@ -37,7 +37,7 @@ CommandEntry TableOf(const CLI::App& app)
 {
     CommandEntry entry = {app.get_name(), app.get_description(), app.get_footer(), {}, {}, {}};
     for (const CLI::Option* option : app.get_options())
-        if (!option->get_group().empty())
+        if (!option->get_group().empty() && !(app.get_parent() && option == app.get_help_ptr()))
             (option->get_positional() ? entry.arguments : entry.options).push_back(EntryOf(*option));
     for (const CLI::App* command : VisibleCommands(app))
         entry.commands.push_back(TableOf(*command));

@@ -30,7 +30,7 @@ struct CommandEntry {
     std::vector<CommandEntry> commands;
 };
 
-// Without what is hidden from help.
+// Without what is hidden from help; --help stands with the program alone.
 CommandEntry TableOf(const CLI::App& app);
 std::vector<const CLI::App*> VisibleCommands(const CLI::App& program);
 

@@ -13,7 +13,7 @@ namespace
 // A check that is never made, whose description holds the words.
 const char* const kNote = "completion";
 
-constexpr char kMarks[] = "-/\\=@"; // by Kind
+constexpr char kMarks[] = "-/\\=@*"; // by Kind
 
 } // namespace
 

@@ -20,6 +20,7 @@ struct Completion {
         kFolder,
         kWords,
         kListed, // by "encmgr generate WORD" while the user types; the word is in words
+        kListedOrFile,
     };
     Kind kind = Kind::kNothing;
     std::vector<std::string> words;

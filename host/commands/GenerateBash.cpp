@@ -51,16 +51,17 @@ const char* const kTail = R"bash(
     COMPREPLY=()
     local IFS=$'\n'
     case $kind in
-        file)
-            COMPREPLY=($(compgen -f -- "$current"))
-            compopt -o filenames 2>/dev/null
-            ;;
-        folder)
-            COMPREPLY=($(compgen -d -- "$current"))
-            compopt -o filenames 2>/dev/null
-            ;;
-        listed) COMPREPLY=($(compgen -W "$("${COMP_WORDS[0]}" generate "$words" 2>/dev/null)" -- "$current")) ;;
-        words) COMPREPLY=($(compgen -W "${words// /$IFS}" -- "$current")) ;;
+        listed*) words=$("${COMP_WORDS[0]}" generate "$words" 2>/dev/null) ;;
+    esac
+    case $kind in
+        words | listed*) COMPREPLY=($(compgen -W "${words// /$IFS}" -- "$current")) ;;
+    esac
+    case $kind in
+        *file) COMPREPLY+=($(compgen -f -- "$current")) ;;
+        folder) COMPREPLY=($(compgen -d -- "$current")) ;;
+    esac
+    case $kind in
+        *file | folder) compopt -o filenames 2>/dev/null ;;
     esac
     local cut=$head$current
     case $COMP_WORDBREAKS in
@@ -89,9 +90,11 @@ std::string KindText(const Completion& completion)
     case Completion::Kind::kFolder:
         return "kind=folder";
     case Completion::Kind::kWords:
+        return "kind=words words='" + JoinedBy(" ", completion.words) + "'";
     case Completion::Kind::kListed:
-        return std::string(completion.kind == Completion::Kind::kWords ? "kind=words" : "kind=listed") + " words='" +
-               JoinedBy(" ", completion.words) + "'";
+        return "kind=listed words=" + completion.words.front();
+    case Completion::Kind::kListedOrFile:
+        return "kind=listedfile words=" + completion.words.front();
     default:
         return "kind=none";
     }
@@ -135,7 +138,7 @@ std::string BashCompletion(const CommandEntry& program)
         script += ValueCases(command.options, command.name);
     script += ValueCases(program.options, "*") + "    esac\n\n    case $command in\n";
     for (const CommandEntry& command : program.commands)
-        script += "        " + command.name + ") options='" + NamesText(command).substr(1) + "' ;;\n";
+        script += "        " + command.name + ") options='" + NamesText(command) + "' ;;\n";
     script += "    esac\n    options+='" + NamesText(program) + "'\n";
 
     std::string arguments = "            '') kind=words words='" + JoinedBy(" ", names) + "' ;;\n";

@@ -21,7 +21,9 @@ std::string Action(const Completion& completion)
     case Completion::Kind::kWords:
         return " -x -a " + Quoted(JoinedBy(" ", completion.words));
     case Completion::Kind::kListed:
-        return " -x -a '(encmgr generate " + completion.words.front() + " 2>/dev/null)'";
+    case Completion::Kind::kListedOrFile:
+        return std::string(completion.kind == Completion::Kind::kListed ? " -x" : " -F") + " -a '(encmgr generate " +
+               completion.words.front() + " 2>/dev/null)'";
     default:
         return " -x";
     }
@@ -51,8 +53,7 @@ std::string FishCompletion(const CommandEntry& program)
         const std::string behind = start + " -n '__fish_seen_subcommand_from " + command.name + "'";
         script += "\n";
         for (const OptionEntry& option : command.options)
-            if (option.names.back() != "--help") // the program's holds everywhere
-                script += OptionLine(behind, option);
+            script += OptionLine(behind, option);
         for (const OptionEntry& argument : command.arguments)
             script += behind + Action(argument.completion) + "\n";
     }

@@ -12,8 +12,8 @@ const char* const kHead = R"zsh(#compdef encmgr
 _encmgr_listed()
 {
     local -a offered
-    offered=(${(f)"$(_call_program words ${(q)program} generate $1 2>/dev/null)"})
-    compadd -a offered
+    offered=(${(f)"$(_call_program words ${(q)program} generate $@[-1] 2>/dev/null)"})
+    compadd "${@[1,-2]}" -a offered
 }
 
 _encmgr()
@@ -53,6 +53,8 @@ std::string Action(const Completion& completion)
         return "(" + Escaped(JoinedBy(" ", completion.words), ":\\") + ")";
     case Completion::Kind::kListed:
         return "_encmgr_listed " + completion.words.front();
+    case Completion::Kind::kListedOrFile:
+        return "{_encmgr_listed " + completion.words.front() + "; _files}";
     default:
         return " ";
     }
@@ -94,8 +96,7 @@ std::string ZshCompletion(const CommandEntry& program)
     for (const CommandEntry& command : program.commands) {
         script += "\n_encmgr_" + command.name + "()\n{\n    _arguments \\\n" + Specifications(command, "        ");
         for (const OptionEntry& option : program.options)
-            if (option.names.back() != "--help") // the command has its own
-                script += "        " + Specification(option) + " \\\n";
+            script += "        " + Specification(option) + " \\\n";
         for (const OptionEntry& argument : command.arguments)
             script += "        " + Quoted(":" + argument.names.front() + ":" + Action(argument.completion)) + " \\\n";
         script.replace(script.size() - 3, 3, "\n}\n");

@@ -184,7 +184,7 @@ void AddPresetOption(CLI::App& command)
         "--config", [&command](const std::string& name) { PresetFile(command, name).Apply(); },
         "Take options from this preset or file; those written here win");
     option->type_name("PRESET|FILE")->configurable(false);
-    SetCompletion(*option, {Completion::Kind::kListed, {"presets"}});
+    SetCompletion(*option, {Completion::Kind::kListedOrFile, {"presets"}});
 }
 
 std::vector<std::string> PresetNames()
