@@ -76,24 +76,25 @@ std::string ReadAll(const std::string& path)
     return text.starts_with("\xEF\xBB\xBF") ? text.substr(3) : text; // a mark that some editors put in front of UTF-8
 }
 
-// CLI11 passes over lines of less than three characters, such as the name of a flag.
+// CLI11 passes over lines of less than three characters: the name of a flag, an option without its value.
 std::string WithLongLines(const std::string& text)
 {
     std::istringstream lines(text);
     std::string all;
     for (std::string line; std::getline(lines, line);) {
         CLI::detail::trim(line);
-        const bool isShort = !line.empty() && line.size() < 3 && line.find_first_of("#;=") == std::string::npos;
-        all += line + (isShort ? "=true\n" : "\n");
+        if (!line.empty() && line.size() < 3 && line[0] != '#' && line[0] != ';')
+            line += line.find('=') == std::string::npos ? "=true" : "\"\"";
+        all += line + "\n";
     }
     return all;
 }
 
-bool IsOn(const std::string& value)
+bool IsOn(const CLI::ConfigItem& flag)
 {
     bool isOn = false;
-    if (!CLI::detail::lexical_cast(value, isOn))
-        throw CLI::ValidationError(Format("\"%s\" is neither true nor false", value.c_str()));
+    if (!CLI::detail::lexical_cast(flag.inputs.front(), isOn))
+        throw CLI::ValidationError(flag.name, Format("\"%s\" is neither true nor false", flag.inputs.front().c_str()));
     return isOn;
 }
 
@@ -135,12 +136,12 @@ private:
             return;
         try {
             const bool isFlag = option.get_items_expected_max() == 0;
-            if (isFlag && !IsOn(item.inputs.front()))
+            if (isFlag && !IsOn(item))
                 return;
             option.add_result(isFlag ? "true" : item.inputs.front());
             option.run_callback();
         } catch (const CLI::Error& error) {
-            throw HostError(kExitUsage, Format("%s: %s: %s", m_path.c_str(), item.name.c_str(), error.what()));
+            throw HostError(kExitUsage, m_path + ": " + error.what());
         }
     }
 

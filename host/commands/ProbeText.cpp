@@ -23,6 +23,12 @@ std::string OneLine(const std::string& text)
     return line;
 }
 
+// What a container says of itself rather than of what it holds.
+bool IsTechnical(const std::string& key)
+{
+    return key == "major_brand" || key == "minor_version" || key == "compatible_brands";
+}
+
 // Parts that have something to say, joined.
 std::string Joined(std::initializer_list<std::string> parts)
 {
@@ -158,7 +164,7 @@ std::string ProbeText(const InputFacts& facts)
                                facts.size ? SizeText(static_cast<uint64_t>(facts.size)) : ""}) +
                        "\n";
     for (const auto& [key, value] : facts.tags)
-        text += "  " + OneLine(key) + ": " + OneLine(value) + "\n";
+        text += IsTechnical(key) ? "" : "  " + OneLine(key) + ": " + OneLine(value) + "\n";
     for (const StreamFacts& stream : facts.streams)
         text += StreamText(stream);
     if (facts.streams.empty())

@@ -106,7 +106,7 @@ StreamFacts StreamOf(AVFormatContext& container, AVStream& stream)
     facts.language = TagOf(stream.metadata, "language");
     if (facts.language == "und")
         facts.language.clear();
-    facts.title = TagOf(stream.metadata, "title");
+    facts.title = TagOf(stream.metadata, facts.kind == "attachment" ? "filename" : "title");
     if (par.codec_type == AVMEDIA_TYPE_VIDEO)
         facts.video = VideoOf(container, stream);
     if (par.codec_type == AVMEDIA_TYPE_AUDIO)
