@@ -1,4 +1,5 @@
 // encmgr: the command-line host.
+#include "Common/StandardStreams.h"
 #include "host/base/ExitCode.h"
 #include "host/base/Interrupt.h"
 #include "host/base/Messages.h"
@@ -25,6 +26,7 @@ int FlushOutput(int exitCode, Messages& messages)
 
 int main(int argc, char** argv)
 {
+    OpenStandardStreams();
     Messages messages;
     try {
         CatchInterrupts();
