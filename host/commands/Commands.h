@@ -29,6 +29,9 @@ void AddListCommand(CLI::App& program, Run& chosen);
 void AddEncodeCommand(CLI::App& program, Run& chosen);
 void AddConvertCommand(CLI::App& program, Run& chosen);
 void AddRecordCommand(CLI::App& program, Run& chosen); // where libavdevice is there
+void AddProbeCommand(CLI::App& program, Run& chosen);
+void AddHelpCommand(CLI::App& program, Run& chosen);
+void AddGenerateCommand(CLI::App& program, Run& chosen);
 
 // For the end of a command's help.
 extern const char* const kExitCodeHelp;

@@ -44,12 +44,13 @@ void DescribePlan(const JobPlan& plan, const Sources& sources, Messages& message
 }
 
 // Returns the exit code; throws HostError if there is no good file.
-int RunJob(const EncodeOptions& options, const Sources& sources, const JobPlan& plan, const OutputFile& output,
-           Messages& messages)
+int RunJob(const EncodeOptions& options, const Sources& sources, JobPlan& plan, OutputFile& output, Messages& messages)
 {
     output.Create();
-    TimeMerge merge(sources.Video(), sources.Audio());
+    const uint64_t mark = messages.Mark();
     JobWriter writer(plan, output);
+    LeaveOutLost(plan, writer.Made(), messages, mark);
+    TimeMerge merge(plan.hasVideo ? sources.Video() : nullptr, plan.hasAudio ? sources.Audio() : nullptr);
     for (const std::string& line : writer.Revisions())
         messages.Say(Format("%s: its %s", output.Path().c_str(), line.c_str()));
     Progress progress(messages, output, ExpectedLength(plan, sources), plan.hasVideo);
@@ -65,10 +66,11 @@ int RunEncode(const EncodeOptions& options, const Catalogue& catalogue, Messages
     const Choice choice = catalogue.Choose(options);
     OutputFile output(options.output);
     const Sources sources = OpenSources(options, choice, messages);
-    output.CheckWritable({options.input, options.audioInput}, options.overwrite, options.input != "-");
+    output.CheckWritable({options.input, options.audioInput}, options.overwrite,
+                         options.input != "-" && !options.neverOverwrite);
 
-    const JobPlan plan = MakePlan(options, choice, sources.Video() ? &*sources.Video()->Video() : nullptr,
-                                  sources.Audio() ? &*sources.Audio()->Audio() : nullptr);
+    JobPlan plan = MakePlan(options, choice, sources.Video() ? &*sources.Video()->Video() : nullptr,
+                            sources.Audio() ? &*sources.Audio()->Audio() : nullptr);
     DescribePlan(plan, sources, messages);
     if (plan.isDeinterlaced)
         sources.Video()->Deinterlace(options.deinterlace.has_value());

@@ -28,11 +28,24 @@ void PrintCauses(const std::vector<std::string>& log, Messages& messages)
 // Takes a failed file away, or says what is left.
 void CleanUp(OutputFile& output, Messages& messages)
 {
-    if (!output.RemoveIfNew() && output.IsPlainFile())
+    if (!output.Discard() && output.IsPlainFile())
         messages.Error(Format("%s has been overwritten and is no good file", output.Path().c_str()));
 }
 
 } // namespace
+
+void LeaveOutLost(JobPlan& plan, const Streams& made, Messages& messages, uint64_t mark)
+{
+    const bool isVideoLost = plan.hasVideo && !made.video;
+    if (!isVideoLost && (!plan.hasAudio || made.audio))
+        return;
+    const char* const lost = isVideoLost ? "video" : "audio";
+    messages.Warn(Format("the %s encoder can't be set up; the file gets no %s", lost, lost));
+    if (messages.GetVolume() != Volume::kQuiet)
+        PrintCauses(messages.LinesSince(mark), messages);
+    plan.hasVideo = made.video;
+    plan.hasAudio = made.audio;
+}
 
 int GuardJob(OutputFile& output, Messages& messages, const std::function<int()>& run)
 {
@@ -40,9 +53,8 @@ int GuardJob(OutputFile& output, Messages& messages, const std::function<int()>&
     try {
         return run();
     } catch (const std::exception& error) {
-        const auto* const ending = dynamic_cast<const HostError*>(&error);
-        const int exitCode = ending ? ending->Code() : static_cast<int>(kExitJob);
-        messages.Error(error.what());
+        const auto [exitCode, text] = ExitOf(error);
+        messages.Error(text);
         if (const std::string cause = messages.TakeMediaError(); exitCode == kExitInput && !cause.empty())
             messages.Cause(cause);
         PrintCauses(messages.LinesSince(mark), messages);

@@ -72,11 +72,13 @@ int PrintDevices()
 }
 
 // Returns the exit code; throws HostError if there is no good file.
-int RunJob(const RecordOptions& options, const LiveInputs& inputs, const JobPlan& plan, const OutputFile& output,
+int RunJob(const RecordOptions& options, const LiveInputs& inputs, JobPlan& plan, OutputFile& output,
            Messages& messages)
 {
     output.Create();
+    const uint64_t mark = messages.Mark();
     JobWriter writer(plan, output);
+    LeaveOutLost(plan, writer.Made(), messages, mark);
     for (const std::string& line : writer.Revisions())
         messages.Say(Format("%s: its %s", output.Path().c_str(), line.c_str()));
     const auto length = LengthOf(options, plan);
@@ -98,7 +100,8 @@ int RunRecord(const RecordOptions& record, const Catalogue& catalogue, Messages&
     const EncodeOptions& options = record.encode;
     const Choice choice = catalogue.Choose(options);
     OutputFile output(options.output);
-    output.CheckWritable({options.input, options.audioInput}, options.overwrite, options.input != "-");
+    output.CheckWritable({options.input, options.audioInput}, options.overwrite,
+                         options.input != "-" && !options.neverOverwrite);
     const LiveInputs inputs = OpenLiveInputs(options, choice, messages);
     JobPlan plan = MakePlan(options, choice, inputs.Video() ? &*inputs.Video()->Video() : nullptr,
                             inputs.Audio() ? &*inputs.Audio()->Audio() : nullptr);
@@ -122,7 +125,11 @@ void AddSources(CLI::App& command, RecordOptions& options)
     AddFile(command, "-a,--audio", options.encode.audioInput, "Take the audio from this source")
         ->type_name("SOURCE")
         ->group(group);
-    command.add_flag("-y,--overwrite", options.encode.overwrite, "Overwrite OUTPUT if it exists")->group(group);
+    AddOverwriting(command, options.encode, group);
+    command
+        .add_flag("--allow-missing-stream", options.encode.mayLackStream,
+                  "Go on without video or audio if its encoder can't be set up")
+        ->group(group);
     const auto seconds = [](const std::string& text) {
         const auto value = ParseNumber(text);
         return value && *value > 0.0 && *value <= kLongestRecording ? value : std::nullopt;

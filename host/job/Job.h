@@ -26,7 +26,10 @@ public:
 
 private:
     Nanoseconds FindOrigin();
+    bool IsGivenUp() const;
     bool IsOver() const;
+    void CheckGap(int64_t place);
+    void CheckStrictness(Nanoseconds time);
     void TakePicture(Item picture);
     void TakeAudio(const Item& block);
     void EndPictures();
@@ -40,7 +43,6 @@ private:
 
     const JobPlan& m_plan;
     TimeMerge& m_merge;
-    FrameWriter& m_writer;
     Progress& m_progress;
     Nanoseconds m_origin = 0; // the start of the file, in the sources' time
     PicturePlaces m_places;

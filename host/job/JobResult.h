@@ -2,7 +2,10 @@
 #ifndef ENCMGR_HOST_JOB_RESULT_H
 #define ENCMGR_HOST_JOB_RESULT_H
 
+#include "host/job/FrameWriter.h"
 #include "host/job/Progress.h"
+
+#include <string>
 
 namespace host
 {
@@ -20,15 +23,23 @@ public:
     // The time reached.
     Nanoseconds Position() const { return m_position; }
 
-    // A stream was refused for so long that the job was given up.
-    bool IsRefused() const { return m_pictureRefusals >= kMostRefusals || m_audioRefusals >= kMostRefusals; }
+    // A stream was refused for so long that the job was given up, or the system refuses to write.
+    bool IsRefused() const
+    {
+        return m_pictureRefusals >= kMostRefusals || m_audioRefusals >= kMostRefusals || m_writer.WriteError();
+    }
+
+    // How the source breaks a limit of the plan, for which the job was given up; empty if it doesn't.
+    const std::string& BrokenLimit() const { return m_brokenLimit; }
 
 protected:
+    explicit JobResult(FrameWriter& writer) : m_writer(writer) {}
     ~JobResult() = default;
 
     // So many pieces in a row aren't written only if none can be written any more. An encoder may hold back fewer.
     static constexpr int kMostRefusals = 500;
 
+    FrameWriter& m_writer;
     Nanoseconds m_position = 0;
     Counts m_counts;
     bool m_hadPicture = false;
@@ -36,6 +47,7 @@ protected:
     bool m_wroteAudio = false;
     int m_pictureRefusals = 0; // in a row
     int m_audioRefusals = 0;   // in a row
+    std::string m_brokenLimit;
 };
 
 } // namespace host

@@ -28,7 +28,7 @@ constexpr Nanoseconds kEndOfTime = 1'000'000'000 * kSecond;
 } // namespace
 
 LiveJob::LiveJob(const JobPlan& plan, FrameWriter& writer, const Limits& limits)
-    : m_plan(plan), m_writer(writer), m_limits(limits)
+    : JobResult(writer), m_plan(plan), m_limits(limits)
 {
     if (limits.length)
         m_lastPlace = std::max<int64_t>(PlaceOf(*limits.length), 1);

@@ -63,7 +63,6 @@ private:
     Nanoseconds TimeOfPlace(int64_t place) const;
 
     const JobPlan& m_plan;
-    FrameWriter& m_writer;
     Limits m_limits;
     int64_t m_lastPlace = std::numeric_limits<int64_t>::max(); // of the output; exclusive
     std::optional<Nanoseconds> m_origin;                       // the start of the file
