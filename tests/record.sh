@@ -13,11 +13,11 @@ trap 'exit 1' INT TERM
 export HOME="$folder" XDG_RUNTIME_DIR="$folder" PULSE_SERVER="unix:$folder/sound"
 
 Xvfb -displayfd 3 -screen 0 640x480x24 -nolisten tcp 3>"$folder/display" 2>"$folder/xvfb.log" &
-started="$started $!"
+started="$! $started"
 pulseaudio -n --daemonize=no --use-pid-file=no --exit-idle-time=-1 --disable-shm=yes --log-target="file:$folder/sound.log" \
     --load="module-null-sink sink_name=stage rate=48000" \
     --load="module-native-protocol-unix socket=$folder/sound auth-anonymous=1" 2>"$folder/pulseaudio.log" &
-started="$started $!"
+started="$! $started"
 for _ in $(seq 50); do
     [ -s "$folder/display" ] && [ -S "$folder/sound" ] && break
     sleep 0.2
@@ -29,7 +29,7 @@ fi
 DISPLAY=:$(cat "$folder/display")
 export DISPLAY
 "$scene" &
-started="$started $!"
+started="$! $started"
 sleep 1
 
 file=$folder/record.mp4
