@@ -5,6 +5,7 @@
 #include "host/base/Suggestion.h"
 #include "host/base/Text.h"
 #include "host/base/Values.h"
+#include "host/commands/Completion.h"
 
 #include <CLI/CLI.hpp>
 
@@ -22,7 +23,9 @@ template <class Value> using Words = std::vector<std::pair<std::string, Value>>;
 inline CLI::Option* AddFile(CLI::App& app, const std::string& names, std::string& file, const std::string& help)
 {
     const auto refuse = [](const std::string& text) { return text.empty() ? "an empty file name" : ""; };
-    return app.add_option(names, file, help)->check(refuse);
+    CLI::Option* const option = app.add_option(names, file, help)->check(refuse);
+    SetCompletion(*option, {Completion::Kind::kFile, {}});
+    return option;
 }
 
 // What becomes of an output that exists.
@@ -67,8 +70,11 @@ CLI::Option* AddWord(CLI::App& app, const std::string& names, Value& value, cons
                      const std::string& help)
 {
     std::string expected = "one of ";
-    for (size_t i = 0; i < words.size(); ++i)
+    Completion completion = {Completion::Kind::kWords, {}};
+    for (size_t i = 0; i < words.size(); ++i) {
         expected += (i == 0 ? "" : i + 1 < words.size() ? ", " : " and ") + words[i].first;
+        completion.words.push_back(words[i].first);
+    }
     const auto parse = [words, name = names.substr(0, names.find(',')), expected](const std::string& text) {
         std::vector<Known> known;
         for (const auto& [word, meaning] : words) {
@@ -81,7 +87,9 @@ CLI::Option* AddWord(CLI::App& app, const std::string& names, Value& value, cons
                 name, Format("\"%s\" isn't %s; %s", text.c_str(), expected.c_str(), suggestion.c_str()));
         return std::optional<Meaning>();
     };
-    return AddValue(app, names, value, parse, expected, help);
+    CLI::Option* const option = AddValue(app, names, value, parse, expected, help);
+    SetCompletion(*option, completion);
+    return option;
 }
 
 } // namespace host

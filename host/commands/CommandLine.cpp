@@ -2,6 +2,7 @@
 
 #include "host/base/ExitCode.h"
 #include "host/base/Text.h"
+#include "host/commands/CommandTable.h"
 #include "host/commands/Unexpected.h"
 
 #include <CLI/CLI.hpp>
@@ -18,9 +19,7 @@ namespace
 {
 
 constexpr void (*kCommands[])(CLI::App&, Run&) = {
-    AddListCommand,
-    AddEncodeCommand,
-    AddConvertCommand,
+    AddListCommand, AddEncodeCommand, AddConvertCommand, AddProbeCommand, AddHelpCommand, AddGenerateCommand,
 };
 
 std::string VersionText()
@@ -74,7 +73,7 @@ CommandLine ParseCommandLine(int argc, char** argv)
     AddCommonOptions(program, line.common);
     program.require_subcommand(0, 1);
     program.fallthrough();
-    program.footer(std::string("\"encmgr encode --help\" shows the options of encode, and so on.\n\n") + kExitCodeHelp);
+    program.footer(std::string("\"encmgr help encode\" shows the options of encode, and so on.\n\n") + kExitCodeHelp);
     for (const auto add : kCommands)
         add(program, line.command);
 
@@ -92,7 +91,7 @@ CommandLine ParseCommandLine(int argc, char** argv)
     }
     if (!line.command) {
         std::string names;
-        for (const CLI::App* command : program.get_subcommands({}))
+        for (const CLI::App* command : VisibleCommands(program))
             names += command->get_name() + ", ";
         throw HostError(kExitUsage, "no command; there are " + names + "and --help");
     }

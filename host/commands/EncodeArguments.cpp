@@ -1,6 +1,7 @@
 #include "host/commands/EncodeArguments.h"
 
 #include "host/commands/Arguments.h"
+#include "host/commands/PresetFile.h"
 
 namespace host
 {
@@ -33,15 +34,17 @@ void AddFiles(CLI::App& command, EncodeOptions& options)
 void AddChoice(CLI::App& command, EncodeOptions& options)
 {
     const char* const group = "Format and encoders, by FourCC or name as in encmgr list";
-    command.add_option("-f,--format", options.format, "File format (default: by OUTPUT's ending)")
-        ->type_name("NAME")
-        ->group(group);
+    CLI::Option* const format =
+        command.add_option("-f,--format", options.format, "File format (default: by OUTPUT's ending)");
     CLI::Option* const videoEncoder =
         command.add_option("--vc", options.videoEncoder, "Video encoder (default: the format's first)");
     CLI::Option* const audioEncoder =
         command.add_option("--ac", options.audioEncoder, "Audio encoder (default: the format's first)");
-    for (CLI::Option* encoder : {videoEncoder, audioEncoder})
-        encoder->type_name("NAME")->group(group);
+    for (CLI::Option* option : {format, videoEncoder, audioEncoder})
+        option->type_name("NAME")->group(group);
+    SetCompletion(*format, {Completion::Kind::kListed, {"formats"}});
+    SetCompletion(*videoEncoder, {Completion::Kind::kListed, {"video-encoders"}});
+    SetCompletion(*audioEncoder, {Completion::Kind::kListed, {"audio-encoders"}});
     CLI::Option* const noVideo = command.add_flag("--vn", options.noVideo, "No video");
     noVideo->group(group)->excludes(videoEncoder);
     command.add_flag("--an", options.noAudio, "No audio")
@@ -133,6 +136,7 @@ void AddAudio(CLI::App& command, EncodeOptions& options)
 
 void AddEncodeArguments(CLI::App& command, EncodeOptions& options)
 {
+    AddPresetOption(command);
     AddFiles(command, options);
     AddChoice(command, options);
     AddVideo(command, options);
