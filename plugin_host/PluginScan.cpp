@@ -114,8 +114,8 @@ void LoadPlugin(const char* pszFile)
     bFound |= TakeRecords(module.get(), "GetFileFormats", L"Found File Format Plugin[%ls][%s].", pszFile,
                           PluginMgr::m_arFileFormat);
     if (bFound) {
-        PluginMgr::m_arModule.push_back(module.get());
-        module.release();
+        PluginMgr::m_arModule.push_back(nullptr);
+        PluginMgr::m_arModule.back() = module.release();
         return;
     }
     KXLog(LoaderError().szText);

@@ -2,6 +2,7 @@
 #ifndef ENCMGR_HOST_ARGUMENTS_H
 #define ENCMGR_HOST_ARGUMENTS_H
 
+#include "host/base/Suggestion.h"
 #include "host/base/Text.h"
 #include "host/base/Values.h"
 #include "host/commands/Completion.h"
@@ -25,6 +26,16 @@ inline CLI::Option* AddFile(CLI::App& app, const std::string& names, std::string
     CLI::Option* const option = app.add_option(names, file, help)->check(refuse);
     SetCompletion(*option, {Completion::Kind::kFile, {}});
     return option;
+}
+
+// What becomes of an output that exists.
+template <class Options> void AddOverwriting(CLI::App& app, Options& options, const char* group)
+{
+    CLI::Option* const overwrite = app.add_flag("-y,--overwrite", options.overwrite, "Overwrite OUTPUT if it exists");
+    overwrite->group(group);
+    app.add_flag("-n,--no-overwrite", options.neverOverwrite, "Fail if OUTPUT exists, without asking")
+        ->group(group)
+        ->excludes(overwrite);
 }
 
 // An option whose text parse turns into a value, or into nothing: then the text is refused, with what was expected.
@@ -64,10 +75,16 @@ CLI::Option* AddWord(CLI::App& app, const std::string& names, Value& value, cons
         expected += (i == 0 ? "" : i + 1 < words.size() ? ", " : " and ") + words[i].first;
         completion.words.push_back(words[i].first);
     }
-    const auto parse = [words](const std::string& text) {
-        for (const auto& [word, meaning] : words)
+    const auto parse = [words, name = names.substr(0, names.find(',')), expected](const std::string& text) {
+        std::vector<Known> known;
+        for (const auto& [word, meaning] : words) {
             if (text == word)
                 return std::optional(meaning);
+            known.push_back({word, word});
+        }
+        if (const std::string suggestion = DidYouMean(text, known); !suggestion.empty())
+            throw CLI::ValidationError(
+                name, Format("\"%s\" isn't %s; %s", text.c_str(), expected.c_str(), suggestion.c_str()));
         return std::optional<Meaning>();
     };
     CLI::Option* const option = AddValue(app, names, value, parse, expected, help);

@@ -24,7 +24,11 @@ void AddFiles(CLI::App& command, EncodeOptions& options)
     AddFile(command, "-a,--audio", options.audioInput, "Take the audio from this file instead")
         ->type_name("FILE")
         ->group(group);
-    command.add_flag("-y,--overwrite", options.overwrite, "Overwrite OUTPUT if it exists")->group(group);
+    AddOverwriting(command, options, group);
+    command
+        .add_flag("--allow-missing-stream", options.mayLackStream,
+                  "Go on without video or audio if its encoder can't be set up")
+        ->group(group);
 }
 
 void AddChoice(CLI::App& command, EncodeOptions& options)
@@ -90,6 +94,16 @@ void AddVideo(CLI::App& command, EncodeOptions& options)
     AddValue(command, "--vb", options.videoBitRate, ParseBitRate, "a bit rate such as 800k or 2.5M",
              "Bit rate, as in 800k or 2.5M (default: the encoder's own)")
         ->type_name("RATE")
+        ->group(group);
+    const auto gap = [](const std::string& text) {
+        const auto seconds = ParseNumber(text);
+        return seconds && *seconds >= 0.1 && *seconds <= 1e6 ? seconds : std::nullopt;
+    };
+    AddValue(command, "--max-gap", options.longestGap, gap, "a number of seconds from 0.1 to 1000000",
+             "Fail where the input shows no new picture for longer (default: 10)")
+        ->type_name("SEC")
+        ->group(group);
+    command.add_flag("--strict-cfr", options.isStrict, "Fail if a picture has to be repeated or left out")
         ->group(group);
     AddInteger(command, "--frames", options.pictures, {1, 2'000'000'000}, "a count from 1 to 2000000000",
                "End the file after this many pictures")
