@@ -10,7 +10,7 @@ folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 cd "$folder" || exit 1
 touch film.mov
-export PATH=$build/bin:$PATH HOME=$folder SITE=$build/share/zsh/site-functions
+export PATH=$build/bin:$PATH HOME=$folder
 failed=0
 
 # expect SHELL LINE WORDS: what the shell offers behind the line, in order.
@@ -42,9 +42,9 @@ compadd() {
     builtin compadd -O found "\$@"
     print -l -- \$found >>offered
     builtin compadd "\$@"
-    comppostfuncs=(end)
+    comppostfuncs=(note_end)
 }
-end() { touch ended; }
+note_end() { touch ended; }
 precmd() { touch ended; }
 EOF
 mkfifo keys
