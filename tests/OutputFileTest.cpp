@@ -12,6 +12,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+extern "C" {
+#include <libavutil/log.h>
+}
+
 namespace
 {
 
@@ -133,9 +137,9 @@ TEST(Messages, RememberTheLogsInCleanLines)
     EXPECT_EQ(lines.back(), "line 299");
     EXPECT_TRUE(messages.LinesSince(messages.Mark()).empty());
 
-    messages.TakeMediaText(true, "[mp3 @ 0x55d0c8] in two ");
-    messages.TakeMediaText(true, "pieces\n");
-    messages.TakeMediaText(false, "a warning\n");
+    messages.TakeMediaText(AV_LOG_ERROR, "[mp3 @ 0x55d0c8] in two ");
+    messages.TakeMediaText(AV_LOG_ERROR, "pieces\n");
+    messages.TakeMediaText(AV_LOG_WARNING, "a warning\n");
     EXPECT_EQ(messages.TakeMediaError(), "[mp3] in two pieces");
     EXPECT_EQ(messages.TakeMediaError(), "") << "told once";
 }

@@ -18,6 +18,7 @@ namespace host
 // What holds for every command.
 struct CommonOptions {
     Volume volume = Volume::kNormal;
+    std::string logFile;       // empty: none
     std::string pluginsFolder; // the folder that holds PlugIns; empty: the program's own
 };
 
