@@ -84,12 +84,13 @@ Result RunJob(std::vector<Item> items, AVRational sourceRate, AVRational rate, s
     Messages messages;
     messages.SetVolume(Volume::kQuiet);
     const OutputFile output("nowhere");
-    Progress progress(messages, output, 0, true);
+    Tally tally(plan, output);
+    Progress progress(messages, ProgressKind::kNone, output, 0, true);
     ScriptedSource source(std::move(items));
     TimeMerge merge(plan.hasVideo ? &source : nullptr, plan.hasAudio ? &source : nullptr);
     RecordingWriter writer(rate);
     writer.refuses = refuses;
-    Job job(plan, merge, writer, progress);
+    Job job(plan, merge, writer, tally, progress);
     job.Run();
     return {std::move(writer), job.GetCounts(), job.Position(), job.IsRefused(), job.WroteAudio()};
 }

@@ -12,6 +12,14 @@
 namespace host
 {
 
+enum class ProgressKind {
+    kAuto,  // a bar on a terminal, nothing elsewhere
+    kBar,   // a line that is overwritten in place
+    kLines, // a line every few seconds
+    kJson,  // the same for programs, and more often
+    kNone,
+};
+
 struct EncodeOptions {
     std::string input;
     std::string audioInput; // empty: the input's own audio
@@ -33,6 +41,9 @@ struct EncodeOptions {
     bool isLibraryResampling = false; // rather than the source
     std::optional<int64_t> pictures;
     bool overwrite = false;
+    bool isDryRun = false;
+    std::string report; // empty: none; "-": the standard output
+    ProgressKind progress = ProgressKind::kAuto;
 };
 
 } // namespace host
