@@ -74,7 +74,7 @@ void ReplaceFile(const std::string& path, std::string_view text, mode_t mode)
 
 std::string ReadWholeFile(const std::string& path)
 {
-    const std::unique_ptr<std::FILE, CloseFile> file(std::fopen(path.c_str(), "rbe"));
+    const std::unique_ptr<std::FILE, CloseFile> file(std::fopen(path == "-" ? "/dev/stdin" : path.c_str(), "rbe"));
     std::string text;
     char piece[1 << 16];
     size_t size = 0;

@@ -8,7 +8,7 @@
 namespace host
 {
 
-// Throws HostError of kExitInput, also for files beyond 256 MB.
+// "-" is the standard input. Throws HostError of kExitInput, also for files beyond 256 MB.
 std::string ReadWholeFile(const std::string& path);
 
 // Throws HostError of kExitOutput if the folder can't be written to, or a folder stands at the path.

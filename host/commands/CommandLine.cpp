@@ -20,6 +20,7 @@ constexpr void (*kCommands[])(CLI::App&, Run&) = {
     AddListCommand,
     AddEncodeCommand,
     AddConvertCommand,
+    AddViewCommand,
 };
 
 std::string VersionText()

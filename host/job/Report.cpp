@@ -7,6 +7,7 @@
 #include "host/job/JobPlan.h"
 
 #include <ctime>
+#include <filesystem>
 #include <sys/resource.h>
 
 namespace host
@@ -25,9 +26,17 @@ std::string TimeText()
     return text;
 }
 
+// A name as it was given, and where the file is, for those who read the report elsewhere; null for what is no file.
+Json NamedJson(const std::string& name)
+{
+    std::error_code error;
+    const bool isFile = name != "-" && name.find("://") == std::string::npos && !name.starts_with("testcard:");
+    return {{"name", name}, {"path", isFile ? Json(std::filesystem::absolute(name, error).string()) : Json()}};
+}
+
 Json SourceJson(const std::string& name, const Source& source)
 {
-    Json json = {{"name", name}};
+    Json json = NamedJson(name);
     json["duration_seconds"] = source.Duration() > 0 ? Json(InSeconds(source.Duration())) : Json();
     json["video"] = nullptr;
     json["audio"] = nullptr;
@@ -99,14 +108,15 @@ Report::Report(const EncodeOptions& options, Messages& messages)
               {"program", std::string("encmgr ") + ENCMGR_VERSION},
               {"started", TimeText()},
               {"dry_run", options.isDryRun},
-              {"input", nullptr},
-              {"audio_input", nullptr},
-              {"output", {{"name", options.output}, {"bytes", nullptr}}},
+              {"input", NamedJson(options.input)},
+              {"audio_input", options.audioInput.empty() ? Json() : NamedJson(options.audioInput)},
+              {"output", NamedJson(options.output)},
               {"plan", nullptr},
               {"position_seconds", nullptr},
               {"video", nullptr},
               {"audio", nullptr}})
 {
+    m_json["output"]["bytes"] = nullptr;
     if (m_path.empty())
         return;
     if (m_path == "-" && options.output == "-")
