@@ -2,6 +2,7 @@
 
 #include "host/base/ExitCode.h"
 #include "host/base/Text.h"
+#include "host/base/WriteError.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -27,7 +28,8 @@ struct CloseFile {
 
 [[noreturn]] void Refuse(const std::string& path, int error)
 {
-    throw HostError(kExitOutput, Format("can't write %s: %s", path.c_str(), std::strerror(error)));
+    throw HostError(WriteErrorOf(error) ? kExitWrite : kExitOutput,
+                    Format("can't write %s: %s", path.c_str(), WriteErrorText(error).c_str()));
 }
 
 // All of it, up to the device.
@@ -123,8 +125,8 @@ bool IsSamePath(const std::string& one, const std::string& other)
         return false;
     if (fs::equivalent(one, other, error))
         return true;
-    const fs::path first = fs::weakly_canonical(one, error);
-    return !first.empty() && first == fs::weakly_canonical(other, error);
+    const fs::path first = fs::weakly_canonical(fs::absolute(one, error), error);
+    return !first.empty() && first == fs::weakly_canonical(fs::absolute(other, error), error);
 }
 
 } // namespace host

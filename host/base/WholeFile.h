@@ -16,7 +16,7 @@ void CheckFilePlace(const std::string& path);
 
 // Under a name of its own first, so that nobody ever sees half a file at the path, or loses an old one for it. A link
 // stays, and its target is replaced. Devices and pipes are written to; "-" is the standard output. Throws HostError of
-// kExitOutput.
+// kExitOutput, or of kExitWrite where the disk is full for instance.
 void WriteWholeFile(const std::string& path, std::string_view text);
 
 // Whether two names lead to one file, which needn't be there yet. "-" and addresses are no files.

@@ -30,6 +30,9 @@ void AddListCommand(CLI::App& program, Run& chosen);
 void AddEncodeCommand(CLI::App& program, Run& chosen);
 void AddConvertCommand(CLI::App& program, Run& chosen);
 void AddViewCommand(CLI::App& program, Run& chosen);
+void AddProbeCommand(CLI::App& program, Run& chosen);
+void AddHelpCommand(CLI::App& program, Run& chosen);
+void AddGenerateCommand(CLI::App& program, Run& chosen);
 
 // For the end of a command's help.
 extern const char* const kExitCodeHelp;

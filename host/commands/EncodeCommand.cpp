@@ -64,10 +64,24 @@ void PrintCauses(const std::vector<std::string>& log, Messages& messages)
             messages.Cause(line);
 }
 
+// What the plan allows to be missing; the library has logged why behind the mark.
+void LeaveOutLost(JobPlan& plan, const Streams& made, Messages& messages, uint64_t mark)
+{
+    const bool isVideoLost = plan.hasVideo && !made.video;
+    if (!isVideoLost && (!plan.hasAudio || made.audio))
+        return;
+    const char* const lost = isVideoLost ? "video" : "audio";
+    messages.Warn(Format("the %s encoder can't be set up; the file gets no %s", lost, lost));
+    if (messages.GetVolume() != Volume::kQuiet)
+        PrintCauses(messages.LinesSince(mark), messages);
+    plan.hasVideo = made.video;
+    plan.hasAudio = made.audio;
+}
+
 // Takes a failed file away, or says what is left.
 void CleanUp(OutputFile& output, Messages& messages)
 {
-    if (!output.RemoveIfNew() && output.IsPlainFile())
+    if (!output.Discard() && output.IsPlainFile())
         messages.Error(Format("%s has been overwritten and is no good file", output.Path().c_str()));
 }
 
@@ -76,8 +90,8 @@ struct Task {
     const EncodeOptions& options;
     const Choice& choice;
     const Sources& sources;
-    const JobPlan& plan;
-    const OutputFile& output;
+    JobPlan& plan;
+    OutputFile& output;
     Report& report;
     Messages& messages;
 };
@@ -103,9 +117,11 @@ int RunJob(const Task& task)
 {
     const auto& [options, choice, sources, plan, output, report, messages] = task;
     output.Create();
-    TimeMerge merge(sources.Video(), sources.Audio());
+    const uint64_t mark = messages.Mark();
     Tally tally(plan, output);
     JobWriter writer(plan, output, tally);
+    LeaveOutLost(plan, writer.Made(), messages, mark);
+    TimeMerge merge(plan.hasVideo ? sources.Video() : nullptr, plan.hasAudio ? sources.Audio() : nullptr);
     report.SetPlan(PlanJson({choice, plan, writer.Settled()}));
     for (const Revision& revision : FindRevisions(plan, writer.Settled().m_EncParam))
         messages.Say(Format("%s: its %s", output.Path().c_str(), revision.Text().c_str()));
@@ -133,10 +149,10 @@ int RunEncode(const EncodeOptions& options, const Catalogue& catalogue, Report& 
     const Sources sources = OpenSources(options, choice, messages);
     report.SetInput(*sources.main, sources.separateAudio.get());
     output.CheckWritable({options.input, options.audioInput}, options.overwrite,
-                         options.input != "-" && !options.isDryRun);
+                         options.input != "-" && !options.neverOverwrite && !options.isDryRun);
 
-    const JobPlan plan = MakePlan(options, choice, sources.Video() ? &*sources.Video()->Video() : nullptr,
-                                  sources.Audio() ? &*sources.Audio()->Audio() : nullptr);
+    JobPlan plan = MakePlan(options, choice, sources.Video() ? &*sources.Video()->Video() : nullptr,
+                            sources.Audio() ? &*sources.Audio()->Audio() : nullptr);
     for (const std::string& line : PlanLines(plan, sources))
         messages.Detail(line);
     if (plan.isDeinterlaced)
@@ -149,9 +165,8 @@ int RunEncode(const EncodeOptions& options, const Catalogue& catalogue, Report& 
     try {
         return options.isDryRun ? PrintDryRun(task) : RunJob(task);
     } catch (const std::exception& error) {
-        const auto* const ending = dynamic_cast<const HostError*>(&error);
-        const int exitCode = ending ? ending->Code() : static_cast<int>(kExitJob);
-        messages.Error(error.what());
+        const auto [exitCode, text] = ExitOf(error);
+        messages.Error(text);
         if (const std::string cause = messages.TakeMediaError(); exitCode == kExitInput && !cause.empty())
             messages.Cause(cause);
         PrintCauses(messages.LinesSince(mark), messages);

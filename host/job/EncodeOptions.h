@@ -40,7 +40,11 @@ struct EncodeOptions {
     int channels = 0;                 // 0: the source's
     bool isLibraryResampling = false; // rather than the source
     std::optional<int64_t> pictures;
+    double longestGap = 10.0;   // seconds in which the source may show no new picture
+    bool isStrict = false;      // no picture may be repeated or left out
+    bool mayLackStream = false; // whose encoder can't be set up
     bool overwrite = false;
+    bool neverOverwrite = false;
     bool isDryRun = false;
     std::string report; // empty: none; "-": the standard output
     ProgressKind progress = ProgressKind::kAuto;

@@ -18,30 +18,38 @@ struct CloseReport {
     bool isComplete = false;
     int64_t pictures = 0;
     int64_t audioMilliseconds = 0;
+    int writeError = 0; // errno of a write that the system has refused
 };
 
 class JobWriter final : public FrameWriter
 {
 public:
-    // Sets the job up. Throws HostError, also if a stream that was asked for has come to nothing.
-    // tally, which gets what becomes of the audio, outlives the writer.
+    // Sets the job up. Throws HostError, also if a stream that was asked for has come to nothing; one of two may, if
+    // the plan allows it. tally, which gets what becomes of the audio, outlives the writer.
     JobWriter(const JobPlan& plan, const OutputFile& output, Tally& tally);
 
-    // The job as the library and its plug-ins have settled it, until Close.
+    // The streams that the file has.
+    Streams Made() const;
+
+    // The job as the library and its plug-ins have settled it.
     const MediaFile& Settled() const { return m_file; }
 
     int WritePicture(const AVFrame& picture, Nanoseconds time, Nanoseconds duration) override;
     int WriteSamples(std::span<const int16_t> samples, Nanoseconds time) override;
+    int WriteError() const override { return m_writeError; }
 
     // Finishes the file; the destructor does so, too, but reports nothing.
     CloseReport Close();
 
 private:
+    void RefuseLostStreams() const;
+    int Noted(int result);
     int WriteBlock(std::span<const int16_t> samples, Nanoseconds time);
 
     const JobPlan& m_plan;
     Tally& m_tally;
     MediaFile m_file;
+    int m_writeError = 0;
 };
 
 } // namespace host

@@ -149,6 +149,10 @@ std::vector<std::string> SettledLines(const SettledJob& job)
     }
     if (HasAudio(job))
         lines.push_back("audio encoder: " + NameText(*job.choice.audio));
+    if (job.plan.hasVideo && !HasVideo(job))
+        lines.emplace_back("video: its encoder can't be set up; the file gets none");
+    if (job.plan.hasAudio && !HasAudio(job))
+        lines.emplace_back("audio: its encoder can't be set up; the file gets none");
     const std::vector<Revision> revisions = FindRevisions(job.plan, made);
     for (const Revision& revision : revisions)
         lines.push_back("changed: " + revision.Text());

@@ -133,9 +133,9 @@ int Report::Around(const std::function<int()>& job)
     try {
         exitCode = job();
     } catch (const std::exception& error) {
-        const auto* const ending = dynamic_cast<const HostError*>(&error);
+        const auto [code, text] = ExitOf(error);
         const int signal = InterruptSignal();
-        Write(signal ? kExitSignal + signal : ending ? ending->Code() : static_cast<int>(kExitJob), error.what());
+        Write(signal && code != kExitInternal ? kExitSignal + signal : code, &text);
         throw;
     }
     if (!Write(exitCode, nullptr) && exitCode == kExitGood)
@@ -163,7 +163,7 @@ void Report::SetResult(const Tally& tally, const JobPlan& plan, const OutputFile
 }
 
 // error: what the job has thrown and nobody has said yet, or null. Returns whether the report stands.
-bool Report::Write(int exitCode, const char* error)
+bool Report::Write(int exitCode, const std::string* error)
 {
     if (m_path.empty())
         return true;
@@ -178,7 +178,7 @@ bool Report::Write(int exitCode, const char* error)
     for (const Said& one : m_messages.AllSaid())
         said.push_back({{"kind", one.kind}, {"text", one.text}});
     if (error)
-        said.push_back({{"kind", "error"}, {"text", error}});
+        said.push_back({{"kind", "error"}, {"text", *error}});
     m_json["timeline"] = std::move(m_timeline);
     try {
         WriteWholeFile(m_path, JsonText(m_json));

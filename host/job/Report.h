@@ -33,7 +33,7 @@ public:
     void SetResult(const Tally& tally, const JobPlan& plan, const OutputFile& output);
 
 private:
-    bool Write(int exitCode, const char* error);
+    bool Write(int exitCode, const std::string* error);
 
     const std::string& m_path; // empty for none, "-" for the standard output
     const EncodeOptions& m_options;
