@@ -1,17 +1,13 @@
 #include "host/sources/MediaInput.h"
 
-#include "host/base/ExitCode.h"
 #include "host/base/Interrupt.h"
 #include "host/base/Messages.h"
 #include "host/base/Text.h"
-#include "host/sources/Container.h"
+#include "host/sources/Decoder.h"
 #include "host/sources/StampGrid.h"
-#include "host/sources/StampProbe.h"
 
 #include <algorithm>
 #include <cmath>
-#include <initializer_list>
-#include <new>
 #include <utility>
 
 namespace host
@@ -27,10 +23,6 @@ constexpr Nanoseconds kAudioTolerance = 20'000'000;
 // course; elsewhere a picture may well stand for minutes.
 constexpr Nanoseconds kLongestGap = 3600 * kSecond;
 constexpr Nanoseconds kLongestGapOfJumpyFormat = 10 * kSecond;
-
-// What is read ahead of what can't be read twice, to see how its time stamps stand.
-constexpr size_t kPicturesAhead = 100;
-constexpr int64_t kBytesAhead = 32 << 20;
 
 // Shorter sides don't make an interlaced picture, and the filter refuses the shortest.
 constexpr int kLeastOfDeinterlacer = 16;
@@ -51,62 +43,48 @@ Nanoseconds DurationOf(const AVFrame& frame, AVRational timeBase)
 } // namespace
 
 MediaInput::MediaInput(const std::string& name, const Wanted& wanted, Messages& messages)
-    : m_address(AddressOf(name)), m_name(ShownName(name)), m_messages(messages),
-      m_container(OpenContainer(m_address, m_name, messages)), m_packet(av_packet_alloc()), m_frame(NewFrame()),
-      m_times(m_container->iformat->flags & AVFMT_TS_DISCONT ? kLongestGapOfJumpyFormat : kLongestGap)
+    : m_name(ShownName(name)), m_messages(messages), m_reader(name, messages), m_packet(av_packet_alloc()),
+      m_frame(NewFrame()),
+      m_times(m_reader.Container().iformat->flags & AVFMT_TS_DISCONT ? kLongestGapOfJumpyFormat : kLongestGap)
 {
-    if (m_container->duration > 0 && m_container->duration < kFarthestStamp / 1000)
-        m_duration = m_container->duration * 1000;
-    m_isDurationStated = m_container->duration_estimation_method != AVFMT_DURATION_FROM_BITRATE;
+    AVFormatContext& container = m_reader.Container();
+    if (container.duration > 0 && container.duration < kFarthestStamp / 1000)
+        m_duration = container.duration * 1000;
+    m_isDurationStated = container.duration_estimation_method != AVFMT_DURATION_FROM_BITRATE;
     // What lies before 0 is the run-up of a codec and not meant to be heard.
-    if (m_container->start_time != AV_NOPTS_VALUE && m_container->start_time < kFarthestStamp / 1000)
-        m_times.SetStart(std::max<Nanoseconds>(m_container->start_time, 0) * 1000);
+    if (container.start_time != AV_NOPTS_VALUE && container.start_time < kFarthestStamp / 1000)
+        m_times.SetStart(std::max<Nanoseconds>(container.start_time, 0) * 1000);
 
-    const int video = BestVideo(*m_container);
-    const int audio = BestAudio(*m_container, video);
+    const int video = BestVideo(container);
+    const int audio = BestAudio(container, video);
     m_present = {video >= 0, audio >= 0};
-    for (unsigned i = 0; i < m_container->nb_streams; ++i)
-        m_container->streams[i]->discard = AVDISCARD_ALL;
+    for (unsigned i = 0; i < container.nb_streams; ++i)
+        container.streams[i]->discard = AVDISCARD_ALL;
     if (wanted.video && video >= 0)
         OpenVideo(video);
     if (wanted.audio && audio >= 0)
         OpenAudio(audio, wanted.audioFormat);
 }
 
-void MediaInput::OpenDecoder(Track& track, int streamIndex)
+void MediaInput::OpenTrack(Track& track, int streamIndex)
 {
-    AVStream* const stream = m_container->streams[streamIndex];
-    const char* const kind = av_get_media_type_string(stream->codecpar->codec_type);
-    const AVCodec* const codec = avcodec_find_decoder(stream->codecpar->codec_id);
-    const char* const option = &track == &m_videoTrack ? "--vn" : "--an";
-    if (!codec)
-        throw HostError(kExitInput, Format("%s: there is no decoder for its %s, %s (%s leaves it out)", m_name.c_str(),
-                                           kind, avcodec_get_name(stream->codecpar->codec_id), option));
-    track.decoder.reset(avcodec_alloc_context3(codec));
-    if (!track.decoder || avcodec_parameters_to_context(track.decoder.get(), stream->codecpar) < 0)
-        throw std::bad_alloc();
-    track.decoder->pkt_timebase = stream->time_base;
-    track.decoder->thread_count = 0; // as many as there are processors
-    FrameTimes::Prepare(*track.decoder);
-    const int opened = avcodec_open2(track.decoder.get(), codec, nullptr);
-    if (opened < 0)
-        throw HostError(kExitInput, Format("%s: its %s can't be decoded: %s (%s leaves it out)", m_name.c_str(), kind,
-                                           ErrorText(opened).c_str(), option));
+    AVStream* const stream = m_reader.Container().streams[streamIndex];
+    track.decoder = OpenDecoder(*stream, m_name, &track == &m_videoTrack ? "--vn" : "--an");
     track.stream = stream;
     stream->discard = AVDISCARD_DEFAULT;
 }
 
 void MediaInput::OpenVideo(int streamIndex)
 {
-    AVStream* const stream = m_container->streams[streamIndex];
+    AVStream* const stream = m_reader.Container().streams[streamIndex];
     const AVCodecParameters& par = *stream->codecpar;
     if (par.width <= 0 || par.height <= 0) {
         m_messages.Warn(Format("%s: its video has no picture size", m_name.c_str()));
         return;
     }
-    OpenDecoder(m_videoTrack, streamIndex);
+    OpenTrack(m_videoTrack, streamIndex);
 
-    const AVRational aspect = av_guess_sample_aspect_ratio(m_container.get(), stream, nullptr);
+    const AVRational aspect = av_guess_sample_aspect_ratio(&m_reader.Container(), stream, nullptr);
     const StampKind kind = KindOfVideo(streamIndex);
     m_video = VideoFormat{par.width,     par.height,       kind.rate, IsUsable(aspect) ? aspect : AVRational{1, 1},
                           ColourOf(par), FieldsOf(*stream)};
@@ -128,13 +106,13 @@ void MediaInput::OpenVideo(int streamIndex)
 
 void MediaInput::OpenAudio(int streamIndex, const AudioFormat& wanted)
 {
-    AVStream* const stream = m_container->streams[streamIndex];
+    AVStream* const stream = m_reader.Container().streams[streamIndex];
     const AVCodecParameters& par = *stream->codecpar;
     if (par.sample_rate <= 0 || par.ch_layout.nb_channels <= 0) {
         m_messages.Warn(Format("%s: its audio has no sample rate", m_name.c_str()));
         return;
     }
-    OpenDecoder(m_audioTrack, streamIndex);
+    OpenTrack(m_audioTrack, streamIndex);
     m_audio = wanted.Or({par.sample_rate, std::min(par.ch_layout.nb_channels, 2)});
     m_messages.Detail(
         Format("%s: audio of %d Hz, %d channels", m_name.c_str(), par.sample_rate, par.ch_layout.nb_channels));
@@ -145,33 +123,15 @@ void MediaInput::OpenAudio(int streamIndex, const AudioFormat& wanted)
 // The rate is that of the grid on which the stamps stand, if they show one.
 StampKind MediaInput::KindOfVideo(int streamIndex)
 {
-    const AVStream& stream = *m_container->streams[streamIndex];
+    const AVStream& stream = *m_reader.Container().streams[streamIndex];
     const AVRational stated = StatedRateOf(stream);
     const Nanoseconds tick = ToNanoseconds(1, stream.time_base);
-    const auto stamps = IsPlainFile(m_address) ? StampsOfFile(m_address, streamIndex) : ReadAhead(streamIndex);
-    const StampGrid grid = FindGrid(stamps, tick, stated).value_or(StampGrid{stated, 0});
+    const StampGrid grid = FindGrid(m_reader.StampsOf(streamIndex), tick, stated).value_or(StampGrid{stated, 0});
     const AVRational rate = IsOfFields(stream, grid.rate, stated) ? stated : grid.rate;
     const Nanoseconds period = av_rescale(kSecond, rate.den, rate.num);
     if (grid.waver > 0)
         return {rate, std::min(2 * grid.waver, period * 9 / 20), true};
     return {rate, std::clamp<Nanoseconds>(tick, 1000, period / 4 + 1000)};
-}
-
-std::vector<Nanoseconds> MediaInput::ReadAhead(int streamIndex)
-{
-    StampProbe probe(m_container->streams[streamIndex]->time_base);
-    for (int64_t bytes = 0; probe.Count() < kPicturesAhead && bytes < kBytesAhead; bytes += m_ahead.back()->size) {
-        LibavOwned<AVPacket> packet(av_packet_alloc());
-        if (!packet)
-            throw std::bad_alloc();
-        m_readAhead = av_read_frame(m_container.get(), packet.get());
-        if (m_readAhead < 0)
-            break;
-        if (packet->stream_index == streamIndex)
-            probe.Add(*packet);
-        m_ahead.push_back(std::move(packet));
-    }
-    return probe.Take();
 }
 
 void MediaInput::Deinterlace(bool isEveryPicture)
@@ -201,19 +161,9 @@ Item MediaInput::Next()
     return item;
 }
 
-// Leaves it in m_packet; returns what reading gave.
-int MediaInput::NextPacket()
-{
-    if (m_ahead.empty())
-        return m_readAhead < 0 ? std::exchange(m_readAhead, 0) : av_read_frame(m_container.get(), m_packet.get());
-    av_packet_move_ref(m_packet.get(), m_ahead.front().get());
-    m_ahead.pop_front();
-    return 0;
-}
-
 void MediaInput::ReadPacket()
 {
-    const int read = NextPacket();
+    const int read = m_reader.Next(*m_packet);
     if (read == AVERROR(EAGAIN))
         return;
     if (read >= 0) {
@@ -231,7 +181,8 @@ void MediaInput::ReadPacket()
     if (read == AVERROR_INVALIDDATA && ++m_failedReads < kMostFailedReads)
         return;
     m_isAtEnd = true;
-    const int failure = read != AVERROR_EOF ? read : m_container->pb ? m_container->pb->error : 0;
+    const AVIOContext* const file = m_reader.Container().pb;
+    const int failure = read != AVERROR_EOF ? read : file ? file->error : 0;
     if (failure < 0 && failure != AVERROR_EOF && !InterruptSignal())
         m_brokenOff = ErrorText(failure);
     for (Track* track : {&m_videoTrack, &m_audioTrack})
