@@ -32,6 +32,12 @@ struct EncodeOptions {
     int channels = 0;                 // 0: the source's
     bool isLibraryResampling = false; // rather than the source
     std::optional<int64_t> pictures;
+    int64_t start = 0;               // nanoseconds from the start of the input
+    std::optional<int64_t> end;      // likewise
+    std::optional<int64_t> duration; // instead of end
+    std::string videoStream;         // by number or language; empty: the best
+    std::string audioStream;
+    bool noMetadata = false;
     bool overwrite = false;
 };
 

@@ -21,7 +21,8 @@ class Job
 public:
     Job(const JobPlan& plan, TimeMerge& merge, FrameWriter& writer, Progress& progress);
 
-    // Until the sources end, enough pictures are written, the program is interrupted, or the file takes no more.
+    // Until the sources or the part that the plan takes of them end, enough pictures are written, the program is
+    // interrupted, or the file takes no more.
     void Run();
 
     const Counts& GetCounts() const { return m_counts; }
@@ -38,7 +39,8 @@ public:
     bool IsRefused() const;
 
 private:
-    Nanoseconds FindOrigin();
+    void Begin();
+    Item NextItem();
     bool IsOver() const;
     void TakePicture(Item picture);
     void TakeAudio(const Item& block);
@@ -55,7 +57,10 @@ private:
     TimeMerge& m_merge;
     FrameWriter& m_writer;
     Progress& m_progress;
-    Nanoseconds m_origin = 0; // the start of the file, in the sources' time
+    Nanoseconds m_origin = 0;              // the start of the file, in the sources' time
+    std::deque<Item> m_waiting;            // read to find it
+    std::optional<int64_t> m_limit;        // of pictures
+    std::optional<Nanoseconds> m_audioEnd; // on the job's clock
     PicturePlaces m_places;
     Item m_held;             // the last picture shown, its time on the job's clock
     int64_t m_end = 0;       // of the source's last picture, as the first place behind it

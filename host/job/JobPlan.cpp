@@ -117,6 +117,10 @@ JobPlan MakePlan(const EncodeOptions& options, const Choice& choice, const Video
     // Padding, too: plug-ins may copy or compare the record as bytes.
     std::memset(static_cast<void*>(&plan.param), 0, sizeof(plan.param));
     plan.param.dwFileFourCC = choice.format->dwFourCC;
+    plan.start = options.start;
+    plan.end = options.end;
+    if (options.duration)
+        plan.end = options.start + *options.duration;
     if (video)
         PlanVideo(plan, options, choice, *video);
     if (audio)

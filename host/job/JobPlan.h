@@ -18,6 +18,8 @@ struct JobPlan {
     bool isDeinterlaced = false;     // the source is to make whole pictures of its fields
     AVRational frameRate = {25, 1};  // of the output
     std::optional<int64_t> pictures; // the output ends after so many
+    Nanoseconds start = 0;           // of the part that is taken, from the start of the sources
+    std::optional<Nanoseconds> end;  // and its end; without it, that of the sources
 };
 
 // Null for a stream that isn't used.

@@ -4,7 +4,9 @@
 #include "host/base/Messages.h"
 #include "host/base/Text.h"
 #include "host/sources/Decoder.h"
+#include "host/sources/Metadata.h"
 #include "host/sources/StampGrid.h"
+#include "host/sources/StreamChoice.h"
 
 #include <algorithm>
 #include <cmath>
@@ -23,6 +25,9 @@ constexpr Nanoseconds kAudioTolerance = 20'000'000;
 // course; elsewhere a picture may well stand for minutes.
 constexpr Nanoseconds kLongestGap = 3600 * kSecond;
 constexpr Nanoseconds kLongestGapOfJumpyFormat = 10 * kSecond;
+
+// Filters look at some pictures before the one that they give.
+constexpr Nanoseconds kFilterRunUp = kSecond / 2;
 
 // Shorter sides don't make an interlaced picture, and the filter refuses the shortest.
 constexpr int kLeastOfDeinterlacer = 16;
@@ -45,7 +50,8 @@ Nanoseconds DurationOf(const AVFrame& frame, AVRational timeBase)
 MediaInput::MediaInput(const std::string& name, const Wanted& wanted, Messages& messages)
     : m_name(ShownName(name)), m_messages(messages), m_reader(name, messages), m_packet(av_packet_alloc()),
       m_frame(NewFrame()),
-      m_times(m_reader.Container().iformat->flags & AVFMT_TS_DISCONT ? kLongestGapOfJumpyFormat : kLongestGap)
+      m_times(m_reader.Container().iformat->flags & AVFMT_TS_DISCONT ? kLongestGapOfJumpyFormat : kLongestGap),
+      m_start(wanted.start)
 {
     AVFormatContext& container = m_reader.Container();
     if (container.duration > 0 && container.duration < kFarthestStamp / 1000)
@@ -55,15 +61,25 @@ MediaInput::MediaInput(const std::string& name, const Wanted& wanted, Messages& 
     if (container.start_time != AV_NOPTS_VALUE && container.start_time < kFarthestStamp / 1000)
         m_times.SetStart(std::max<Nanoseconds>(container.start_time, 0) * 1000);
 
-    const int video = BestVideo(container);
-    const int audio = BestAudio(container, video);
+    const bool isVideoNamed = wanted.video && !wanted.videoStream.empty();
+    const bool isAudioNamed = wanted.audio && !wanted.audioStream.empty();
+    const int video =
+        isVideoNamed ? FindStream(container, AVMEDIA_TYPE_VIDEO, wanted.videoStream, m_name) : BestVideo(container);
+    const int audio = isAudioNamed ? FindStream(container, AVMEDIA_TYPE_AUDIO, wanted.audioStream, m_name)
+                                   : BestAudio(container, video);
     m_present = {video >= 0, audio >= 0};
-    for (unsigned i = 0; i < container.nb_streams; ++i)
-        container.streams[i]->discard = AVDISCARD_ALL;
-    if (wanted.video && video >= 0)
-        OpenVideo(video);
-    if (wanted.audio && audio >= 0)
-        OpenAudio(audio, wanted.audioFormat);
+    m_leftOut = NamesOfOthers(container, {wanted.video ? &video : nullptr, wanted.audio ? &audio : nullptr});
+    m_metadata = ReadMetadata(container, video, audio);
+
+    const int usedVideo = wanted.video ? video : -1, usedAudio = wanted.audio ? audio : -1;
+    const int leading = usedVideo >= 0 ? usedVideo : usedAudio;
+    m_reader.Use({usedVideo, usedAudio});
+    if (m_start > 0 && leading >= 0)
+        m_times.BeginAt(m_reader.SkipTo(m_start, leading));
+    if (usedVideo >= 0)
+        OpenVideo(usedVideo);
+    if (usedAudio >= 0)
+        OpenAudio(usedAudio, wanted.audioFormat);
 }
 
 void MediaInput::OpenTrack(Track& track, int streamIndex)
@@ -71,7 +87,6 @@ void MediaInput::OpenTrack(Track& track, int streamIndex)
     AVStream* const stream = m_reader.Container().streams[streamIndex];
     track.decoder = OpenDecoder(*stream, m_name, &track == &m_videoTrack ? "--vn" : "--an");
     track.stream = stream;
-    stream->discard = AVDISCARD_DEFAULT;
 }
 
 void MediaInput::OpenVideo(int streamIndex)
@@ -89,7 +104,8 @@ void MediaInput::OpenVideo(int streamIndex)
     m_video = VideoFormat{par.width,     par.height,       kind.rate, IsUsable(aspect) ? aspect : AVRational{1, 1},
                           ColourOf(par), FieldsOf(*stream)};
     m_pictures.emplace(par.width, par.height, m_video->colour.matrix);
-    m_videoTrack.number = m_times.AddStream(kind, stream->time_base);
+    m_first.picture = m_times.FirstOf(*stream);
+    m_videoTrack.number = m_times.AddStream(kind, *stream);
 
     m_turn = TurnOf(*stream);
     if (std::fabs(m_turn.oddAngle) >= 1.0)
@@ -117,7 +133,10 @@ void MediaInput::OpenAudio(int streamIndex, const AudioFormat& wanted)
     m_messages.Detail(
         Format("%s: audio of %d Hz, %d channels", m_name.c_str(), par.sample_rate, par.ch_layout.nb_channels));
     m_samples.emplace(*m_audio);
-    m_audioTrack.number = m_times.AddStream({{m_audio->sampleRate, 1}, kAudioTolerance}, stream->time_base);
+    // Samples before 0 are the run-up of the codec.
+    if (const auto first = m_times.FirstOf(*stream))
+        m_first.block = std::max<Nanoseconds>(*first, 0);
+    m_audioTrack.number = m_times.AddStream({{m_audio->sampleRate, 1}, kAudioTolerance}, *stream);
 }
 
 // The rate is that of the grid on which the stamps stand, if they show one.
@@ -188,6 +207,7 @@ void MediaInput::ReadPacket()
     for (Track* track : {&m_videoTrack, &m_audioTrack})
         if (track->stream)
             Decode(*track, nullptr);
+    DeliverSkipped();
     if (m_filter) {
         m_filter->Put({});
         TakeFiltered();
@@ -231,7 +251,24 @@ void MediaInput::TakePicture()
     const Nanoseconds time = Place(m_videoTrack, 1);
     const auto frame = NewFrame();
     av_frame_move_ref(frame.get(), m_frame.get());
-    Item picture = {Item::Kind::kPicture, time, duration, m_pictures->Convert(frame), {}};
+    Item picture = {Item::Kind::kPicture, time, duration, frame, {}};
+    if (time < m_start - kFilterRunUp) {
+        m_skipped = std::move(picture);
+        return;
+    }
+    DeliverSkipped();
+    Deliver(std::move(picture));
+}
+
+void MediaInput::DeliverSkipped()
+{
+    if (m_skipped)
+        Deliver(*std::exchange(m_skipped, std::nullopt));
+}
+
+void MediaInput::Deliver(Item picture)
+{
+    picture.frame = m_pictures->Convert(picture.frame);
     if (!picture.frame)
         NoteDamage("video", "a picture that can't be converted");
     else if (!m_filter)

@@ -43,6 +43,8 @@ private:
     void ReadPacket();
     void Decode(Track& track, AVPacket* packet);
     void TakePicture();
+    void DeliverSkipped();
+    void Deliver(Item picture);
     void TakeFiltered();
     void TakeAudio();
     void AddSamples(std::vector<int16_t> samples);
@@ -62,6 +64,8 @@ private:
     std::optional<PictureFilter> m_filter; // behind the conversion
     std::optional<SampleConverter> m_samples;
     std::deque<Item> m_ready;
+    Nanoseconds m_start;           // pictures before are only needed to the last
+    std::optional<Item> m_skipped; // the last picture left out, as it was decoded
     bool m_isAtEnd = false;
     int m_failedReads = 0; // in a row
 };

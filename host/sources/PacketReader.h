@@ -18,6 +18,14 @@ public:
 
     AVFormatContext& Container() const { return *m_container; }
 
+    // Has only these streams' packets come; numbers below 0 don't count.
+    void Use(std::vector<int> streams);
+
+    // Leaves out what isn't needed to decode what stands at a time of the file and behind, if the container can tell
+    // where that is: packets go on at some distance before, with one of the stream that needs none before it. Returns
+    // the time of the first frame to come, 0 if nothing is left out. Container() may change.
+    Nanoseconds SkipTo(Nanoseconds time, int stream);
+
     // The stamps of a stream's pictures, in runs that rise: of a plain file those of all of it, otherwise those of a
     // first part, which is read ahead.
     std::vector<Nanoseconds> StampsOf(int stream);
@@ -27,11 +35,15 @@ public:
 
 private:
     std::vector<Nanoseconds> ReadAhead(int stream);
+    int ReadOneAhead();
+    std::optional<Nanoseconds> FindStartAhead(int stream);
+    void Reopen();
 
     std::string m_address; // for libavformat
     std::string m_name;    // for people
     Messages& m_messages;
     LibavOwned<AVFormatContext> m_container;
+    std::vector<int> m_used;
     std::deque<LibavOwned<AVPacket>> m_ahead; // read, but not yet given
     int m_readAhead = 0;                      // what reading gave behind them, if that was an error
 };
