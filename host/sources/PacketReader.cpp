@@ -44,6 +44,7 @@ PacketReader::PacketReader(const std::string& name, Messages& messages)
 void PacketReader::Use(std::vector<int> streams)
 {
     m_used = std::move(streams);
+    std::erase_if(m_used, [](int stream) { return stream < 0; });
     for (unsigned i = 0; i < m_container->nb_streams; ++i) {
         const bool isUsed = std::count(m_used.begin(), m_used.end(), static_cast<int>(i)) > 0;
         m_container->streams[i]->discard = isUsed ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
@@ -65,8 +66,7 @@ Nanoseconds PacketReader::SkipTo(Nanoseconds time, int stream)
         const int64_t stamp = av_rescale_q(target, {1, 1'000'000'000}, m_container->streams[stream]->time_base);
         if (av_seek_frame(m_container.get(), stream, stamp, AVSEEK_FLAG_BACKWARD) < 0)
             break;
-        const auto found = FindStartAhead(stream);
-        if (found && *found <= target)
+        if (const auto found = FindStartAhead(stream, target))
             return std::max<Nanoseconds>(*found - start, 0);
     }
     if (isMoved)
@@ -74,32 +74,40 @@ Nanoseconds PacketReader::SkipTo(Nanoseconds time, int stream)
     return 0;
 }
 
-// Reads up to the first packet of the stream that needs none before it, and leaves out those that do; then until the
-// decoder gives a frame, since some streams need many packets to build up their first whole picture. Returns that
-// frame's stamp.
-std::optional<Nanoseconds> PacketReader::FindStartAhead(int stream)
+// Reads up to the first packet of the leading stream that needs none before it, and leaves out those that do; then
+// until the decoder gives a frame, since some streams need many packets to build up their first whole picture. The
+// other stream has to have come by then, too: files may hold their streams at some distance from each other. Returns
+// the frame's stamp; nothing if one of the two begins behind the target.
+std::optional<Nanoseconds> PacketReader::FindStartAhead(int leading, Nanoseconds target)
 {
     m_ahead.clear();
     m_readAhead = 0;
-    const AVStream& wanted = *m_container->streams[stream];
-    const auto decoder = OpenDecoder(wanted, m_name, "--start");
+    const AVRational timeBase = m_container->streams[leading]->time_base;
+    const auto decoder = OpenDecoder(*m_container->streams[leading], m_name, "--start");
     const auto frame = NewFrame();
-    bool isBegun = false;
-    for (int64_t bytes = 0; bytes < kBytesAhead && ReadOneAhead() >= 0;) {
+    bool isBegun = false, isDecoded = false, isOtherThere = m_used.size() == 1;
+    for (int64_t bytes = 0; bytes < kBytesAhead && !(isDecoded && isOtherThere) && ReadOneAhead() >= 0;) {
         const AVPacket& packet = *m_ahead.back();
         bytes += packet.size;
-        if (packet.stream_index != stream)
+        if (packet.stream_index != leading) {
+            const AVRational otherBase = m_container->streams[packet.stream_index]->time_base;
+            if (!isOtherThere && ToNanoseconds(packet.pts, otherBase) > target)
+                return std::nullopt;
+            isOtherThere = true;
             continue;
+        }
         isBegun = isBegun || packet.flags & AV_PKT_FLAG_KEY;
         if (!isBegun) {
             m_ahead.pop_back();
             continue;
         }
-        avcodec_send_packet(decoder.get(), &packet);
-        if (avcodec_receive_frame(decoder.get(), frame.get()) >= 0)
-            return ToNanoseconds(frame->best_effort_timestamp, wanted.time_base);
+        if (!isDecoded && avcodec_send_packet(decoder.get(), &packet) >= 0)
+            isDecoded = avcodec_receive_frame(decoder.get(), frame.get()) >= 0;
     }
-    return std::nullopt;
+    if (!isDecoded && avcodec_send_packet(decoder.get(), nullptr) >= 0) // at the end of the file
+        isDecoded = avcodec_receive_frame(decoder.get(), frame.get()) >= 0;
+    const Nanoseconds first = ToNanoseconds(frame->best_effort_timestamp, timeBase);
+    return isDecoded && isOtherThere && first <= target ? std::optional(first) : std::nullopt;
 }
 
 void PacketReader::Reopen()

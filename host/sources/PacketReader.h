@@ -36,7 +36,7 @@ public:
 private:
     std::vector<Nanoseconds> ReadAhead(int stream);
     int ReadOneAhead();
-    std::optional<Nanoseconds> FindStartAhead(int stream);
+    std::optional<Nanoseconds> FindStartAhead(int leading, Nanoseconds target);
     void Reopen();
 
     std::string m_address; // for libavformat
