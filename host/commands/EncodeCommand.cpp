@@ -5,6 +5,7 @@
 #include "host/commands/Commands.h"
 #include "host/commands/EncodeArguments.h"
 #include "host/commands/EncodeVerdict.h"
+#include "host/job/MetadataOptions.h"
 #include "host/job/Plugins.h"
 #include "host/sources/TestCard.h"
 
@@ -88,8 +89,10 @@ int RunEncode(const EncodeOptions& options, const Catalogue& catalogue, Messages
     const Sources sources = OpenSources(options, choice, messages);
     output.CheckWritable({options.input, options.audioInput}, options.overwrite, options.input != "-");
 
-    const JobPlan plan = MakePlan(options, choice, sources.Video() ? &*sources.Video()->Video() : nullptr,
-                                  sources.Audio() ? &*sources.Audio()->Audio() : nullptr);
+    JobPlan plan = MakePlan(options, choice, sources.Video() ? &*sources.Video()->Video() : nullptr,
+                            sources.Audio() ? &*sources.Audio()->Audio() : nullptr);
+    if (!options.noMetadata && TakesMetadata(plan.param.dwFileFourCC))
+        AddMetadata(plan, sources.main->About(), sources.Audio() ? sources.Audio()->About() : Metadata());
     DescribePlan(plan, sources, messages);
     if (plan.isDeinterlaced)
         sources.Video()->Deinterlace(options.deinterlace.has_value());

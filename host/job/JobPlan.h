@@ -20,6 +20,16 @@ struct JobPlan {
     std::optional<int64_t> pictures; // the output ends after so many
     Nanoseconds start = 0;           // of the part that is taken, from the start of the sources
     std::optional<Nanoseconds> end;  // and its end; without it, that of the sources
+
+    // Adds to the options that param carries for encoder and format. An empty value adds nothing; neither does a stream
+    // that there isn't.
+    void AddVideoOption(const std::string& key, const std::string& value);
+    void AddAudioOption(const std::string& key, const std::string& value);
+
+private:
+    void AddOption(KXDWORD* words, const std::string& key, const std::string& value);
+
+    std::vector<std::shared_ptr<const std::string>> m_optionTexts; // in place for param, also for copies of the plan
 };
 
 // Null for a stream that isn't used.
