@@ -106,8 +106,11 @@ Metadata ReadMetadata(const AVFormatContext& container, int video, int audio)
         const AVStream& stream = *container.streams[audio];
         metadata.audio = StreamTagsOf(stream);
         // Ogg's title and artist belong to a stream.
-        if (metadata.file.empty() && container.nb_streams == 1 && std::strcmp(container.iformat->name, "ogg") == 0)
+        if (metadata.file.empty() && container.nb_streams == 1 && std::strcmp(container.iformat->name, "ogg") == 0) {
             metadata.file = TagsOf(stream.metadata);
+            std::erase_if(metadata.file, [](const auto& tag) { return Lower(tag.first) == "language"; });
+            std::erase_if(metadata.audio, [](const auto& tag) { return tag.first == "title"; });
+        }
     }
     metadata.chapters = ChaptersOf(container);
     metadata.cover = CoverOf(container);
