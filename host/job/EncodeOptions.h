@@ -38,7 +38,11 @@ struct EncodeOptions {
     std::string videoStream;         // by number or language; empty: the best
     std::string audioStream;
     bool noMetadata = false;
+    double longestGap = 10.0;   // seconds in which the source may show no new picture
+    bool isStrict = false;      // no picture may be repeated or left out
+    bool mayLackStream = false; // whose encoder can't be set up
     bool overwrite = false;
+    bool neverOverwrite = false;
 };
 
 } // namespace host

@@ -5,8 +5,8 @@
 #include "host/base/Text.h"
 #include "host/sources/Decoder.h"
 #include "host/sources/Metadata.h"
-#include "host/sources/StampGrid.h"
 #include "host/sources/StreamChoice.h"
+#include "host/sources/VideoRate.h"
 
 #include <algorithm>
 #include <cmath>
@@ -100,7 +100,7 @@ void MediaInput::OpenVideo(int streamIndex)
     OpenTrack(m_videoTrack, streamIndex);
 
     const AVRational aspect = av_guess_sample_aspect_ratio(&m_reader.Container(), stream, nullptr);
-    const StampKind kind = KindOfVideo(streamIndex);
+    const StampKind kind = RateOf(*stream, m_reader.StampsOf(streamIndex)).stamps;
     m_video = VideoFormat{par.width,     par.height,       kind.rate, IsUsable(aspect) ? aspect : AVRational{1, 1},
                           ColourOf(par), FieldsOf(*stream)};
     m_pictures.emplace(par.width, par.height, m_video->colour.matrix);
@@ -137,20 +137,6 @@ void MediaInput::OpenAudio(int streamIndex, const AudioFormat& wanted)
     if (const auto first = m_times.FirstOf(*stream))
         m_first.block = std::max<Nanoseconds>(*first, 0);
     m_audioTrack.number = m_times.AddStream({{m_audio->sampleRate, 1}, kAudioTolerance}, *stream);
-}
-
-// The rate is that of the grid on which the stamps stand, if they show one.
-StampKind MediaInput::KindOfVideo(int streamIndex)
-{
-    const AVStream& stream = *m_reader.Container().streams[streamIndex];
-    const AVRational stated = StatedRateOf(stream);
-    const Nanoseconds tick = ToNanoseconds(1, stream.time_base);
-    const StampGrid grid = FindGrid(m_reader.StampsOf(streamIndex), tick, stated).value_or(StampGrid{stated, 0});
-    const AVRational rate = IsOfFields(stream, grid.rate, stated) ? stated : grid.rate;
-    const Nanoseconds period = av_rescale(kSecond, rate.den, rate.num);
-    if (grid.waver > 0)
-        return {rate, std::min(2 * grid.waver, period * 9 / 20), true};
-    return {rate, std::clamp<Nanoseconds>(tick, 1000, period / 4 + 1000)};
 }
 
 void MediaInput::Deinterlace(bool isEveryPicture)

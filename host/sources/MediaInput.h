@@ -37,7 +37,6 @@ private:
     void OpenVideo(int streamIndex);
     void OpenAudio(int streamIndex, const AudioFormat& wanted);
     void OpenTrack(Track& track, int streamIndex);
-    StampKind KindOfVideo(int streamIndex);
     void FilterPictures(const std::string& deinterlacer);
 
     void ReadPacket();

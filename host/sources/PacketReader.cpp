@@ -15,10 +15,6 @@ namespace host
 namespace
 {
 
-// What is read ahead of what can't be read twice, to see how its time stamps stand.
-constexpr size_t kPicturesAhead = 100;
-constexpr int64_t kBytesAhead = 32 << 20;
-
 // How far before a time packets are to go on: decoders of audio need some run-up. The further ones are tried where the
 // nearer ones miss.
 constexpr Nanoseconds kRunUps[] = {kSecond / 2, 5 * kSecond, 30 * kSecond, 120 * kSecond};
