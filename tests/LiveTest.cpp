@@ -1,6 +1,7 @@
 // Live sources without devices: names, clocks, the queue between threads, and the job by the real clock.
 #include "host/base/ExitCode.h"
 #include "host/job/LiveJob.h"
+#include "host/job/OutputFile.h"
 #include "host/sources/Libav.h"
 #include "host/sources/LiveClock.h"
 #include "host/sources/LiveName.h"
@@ -163,13 +164,20 @@ protected:
         m_plan.audioInfo = {1000, 1, 16};
     }
 
+    LiveJob Start(const LiveJob::Limits& limits)
+    {
+        return {m_plan, m_writer, m_tally.emplace(m_plan, m_output), limits};
+    }
+
     JobPlan m_plan;
     PacingWriter m_writer;
+    OutputFile m_output{"none"};
+    std::optional<Tally> m_tally;
 };
 
 TEST_F(LiveJobTest, StartsWithBothAndHoldsWhatDoesNotCome)
 {
-    LiveJob job(m_plan, m_writer, {2 * kSecond, 500 * kMs, 500 * kMs});
+    LiveJob job = Start({2 * kSecond, 500 * kMs, 500 * kMs});
     constexpr Nanoseconds t = 100 * kSecond;
     job.Take(Shown('x', t)); // before there is audio
     EXPECT_FALSE(job.HasStarted());
@@ -204,7 +212,7 @@ TEST_F(LiveJobTest, StartsWithBothAndHoldsWhatDoesNotCome)
 
 TEST_F(LiveJobTest, GoesOnWithoutSoundAndEndsWhereItIsStopped)
 {
-    LiveJob job(m_plan, m_writer, {std::nullopt, 0, 0});
+    LiveJob job = Start({std::nullopt, 0, 0});
     job.Take(Shown('a', kSecond));
     job.HoldPictures(3 * kSecond);
     EXPECT_FALSE(job.HasStarted());
@@ -224,7 +232,7 @@ TEST_F(LiveJobTest, GoesOnWithoutSoundAndEndsWhereItIsStopped)
 TEST_F(LiveJobTest, OneStreamAloneReachesItsLength)
 {
     m_plan.hasVideo = false;
-    LiveJob sound(m_plan, m_writer, {333'333'333, 0, 0});
+    LiveJob sound = Start({333'333'333, 0, 0});
     sound.End(false);
     EXPECT_TRUE(m_writer.heard.empty());
     sound.Take(Heard('A', 5 * kSecond, 100));
@@ -234,7 +242,7 @@ TEST_F(LiveJobTest, OneStreamAloneReachesItsLength)
 
     m_plan.hasVideo = true;
     m_plan.hasAudio = false;
-    LiveJob pictures(m_plan, m_writer, {333'333'333, 0, 0});
+    LiveJob pictures = Start({333'333'333, 0, 0});
     pictures.Take(Shown('a', 0));
     pictures.Take(Shown('b', kSecond)); // behind the end
     EXPECT_TRUE(pictures.IsOver());

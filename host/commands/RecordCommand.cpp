@@ -7,14 +7,17 @@
 #include "host/commands/EncodeArguments.h"
 #include "host/commands/EncodeVerdict.h"
 #include "host/commands/JobGuard.h"
+#include "host/commands/PresetFile.h"
 #include "host/commands/Recording.h"
+#include "host/job/PlanReport.h"
 #include "host/job/Plugins.h"
+#include "host/job/Report.h"
+#include "host/job/Revisions.h"
 #include "host/sources/LiveDevices.h"
 
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
-#include <cmath>
 #include <cstdio>
 
 extern "C" {
@@ -29,11 +32,8 @@ namespace
 
 struct RecordOptions {
     EncodeOptions encode;
-    std::optional<double> seconds;
     bool isList = false;
 };
-
-constexpr double kLongestRecording = 1e6; // in seconds
 
 // Encoders that are to keep up with the real time at any size take less care.
 const char* RealTimeOptions(KXDWORD fourCC)
@@ -51,13 +51,11 @@ const char* RealTimeOptions(KXDWORD fourCC)
     }
 }
 
-std::optional<Nanoseconds> LengthOf(const RecordOptions& options, const JobPlan& plan)
+std::optional<Nanoseconds> LengthOf(const EncodeOptions& options, const JobPlan& plan)
 {
-    if (options.encode.pictures && plan.hasVideo)
-        return av_rescale(*options.encode.pictures, kSecond * plan.frameRate.den, plan.frameRate.num);
-    if (options.seconds)
-        return std::llround(*options.seconds * static_cast<double>(kSecond));
-    return std::nullopt;
+    if (options.pictures && plan.hasVideo)
+        return av_rescale(*options.pictures, kSecond * plan.frameRate.den, plan.frameRate.num);
+    return options.duration;
 }
 
 int PrintDevices()
@@ -71,38 +69,60 @@ int PrintDevices()
     return kExitGood;
 }
 
+// What a recording is made of.
+struct Task {
+    const EncodeOptions& options;
+    const Choice& choice;
+    const LiveInputs& inputs;
+    JobPlan& plan;
+    OutputFile& output;
+    Report& report;
+    Messages& messages;
+};
+
 // Returns the exit code; throws HostError if there is no good file.
-int RunJob(const RecordOptions& options, const LiveInputs& inputs, JobPlan& plan, OutputFile& output,
-           Messages& messages)
+int RunJob(const Task& task)
 {
+    const auto& [options, choice, inputs, plan, output, report, messages] = task;
     output.Create();
     const uint64_t mark = messages.Mark();
-    JobWriter writer(plan, output);
+    Tally tally(plan, output);
+    JobWriter writer(plan, output, tally);
     LeaveOutLost(plan, writer.Made(), messages, mark);
-    for (const std::string& line : writer.Revisions())
-        messages.Say(Format("%s: its %s", output.Path().c_str(), line.c_str()));
+    report.SetPlan(PlanJson({choice, plan, writer.Settled()}));
+    for (const Revision& revision : FindRevisions(plan, writer.Settled().m_EncParam))
+        messages.Say(Format("%s: its %s", output.Path().c_str(), revision.Text().c_str()));
     const auto length = LengthOf(options, plan);
     const auto delayOf = [](const LiveInput* input) { return input ? input->Delay() : 0; };
-    LiveJob job(plan, writer, {length, delayOf(inputs.Video()), delayOf(inputs.Audio())});
-    Recording recording(options.encode, inputs, length.has_value(), messages);
-    Progress progress(messages, output, length.value_or(0), plan.hasVideo);
-    recording.Run(job, progress);
-    const CloseReport report = writer.Close();
-    progress.End();
+    LiveJob job(plan, writer, tally, {length, delayOf(inputs.Video()), delayOf(inputs.Audio())});
+    Recording recording(options, inputs, length.has_value(), messages);
+    Progress progress(messages, options.progress, output, length.value_or(0), plan.hasVideo);
+    CloseReport closing;
+    try {
+        recording.Run(job, tally, progress);
+        closing = writer.Close();
+        tally.Close();
+        progress.End(tally);
+    } catch (...) {
+        report.SetResult(tally, plan, output);
+        throw;
+    }
+    const Sources sources = recording.Ended();
+    report.SetInput(*sources.main, sources.separateAudio.get()); // with its faults
+    report.SetResult(tally, plan, output);
     if (job.Silence() > 0)
         messages.Say(Format("%.3f s of silence stand for audio that didn't come", InSeconds(job.Silence())));
-    const Sources sources = recording.Ended();
-    return Judge({options.encode, sources, plan, output, job, report, progress.Seconds(), true}, messages);
+    return Judge({options, sources, plan, output, job, closing, progress.Seconds(), true}, messages);
 }
 
-int RunRecord(const RecordOptions& record, const Catalogue& catalogue, Messages& messages)
+int RunRecord(const EncodeOptions& options, const Catalogue& catalogue, Report& report, Messages& messages)
 {
-    const EncodeOptions& options = record.encode;
     const Choice choice = catalogue.Choose(options);
     OutputFile output(options.output);
     output.CheckWritable({options.input, options.audioInput}, options.overwrite,
                          options.input != "-" && !options.neverOverwrite);
     const LiveInputs inputs = OpenLiveInputs(options, choice, messages);
+    report.SetInput(*inputs.main, inputs.sound.get());
     JobPlan plan = MakePlan(options, choice, inputs.Video() ? &*inputs.Video()->Video() : nullptr,
                             inputs.Audio() ? &*inputs.Audio()->Audio() : nullptr);
     if (const char* const text = plan.hasVideo ? RealTimeOptions(plan.param.video.dwFourCC) : nullptr)
@@ -111,7 +131,8 @@ int RunRecord(const RecordOptions& record, const Catalogue& catalogue, Messages&
         inputs.Video()->Deinterlace(options.deinterlace.has_value());
     if (InterruptSignal())
         throw HostError(kExitSignal + InterruptSignal(), "interrupted");
-    return GuardJob(output, messages, [&] { return RunJob(record, inputs, plan, output, messages); });
+    const Task task = {options, choice, inputs, plan, output, report, messages};
+    return GuardJob(output, messages, [&] { return RunJob(task); });
 }
 
 void AddSources(CLI::App& command, RecordOptions& options)
@@ -130,13 +151,13 @@ void AddSources(CLI::App& command, RecordOptions& options)
         .add_flag("--allow-missing-stream", options.encode.mayLackStream,
                   "Go on without video or audio if its encoder can't be set up")
         ->group(group);
-    const auto seconds = [](const std::string& text) {
-        const auto value = ParseNumber(text);
-        return value && *value > 0.0 && *value <= kLongestRecording ? value : std::nullopt;
+    const auto length = [](const std::string& text) {
+        const auto time = ParseTime(text);
+        return time && *time > 0 ? time : std::nullopt;
     };
-    AddValue(command, "--duration", options.seconds, seconds, "a number of seconds, up to 1000000",
+    AddValue(command, "--duration", options.encode.duration, length, "a time such as 12.5, 1:30 or 1:02:03.250",
              "End the file after this time (default: with Ctrl-C or q)")
-        ->type_name("SEC")
+        ->type_name("TIME")
         ->group(group);
     command.add_flag("--list", options.isList, "Print the devices that there are")->group(group);
 }
@@ -147,8 +168,10 @@ void AddRecordCommand(CLI::App& program, Run& chosen)
 {
     CLI::App* const command =
         program.add_subcommand("record", "Write a file from a screen, a camera, sound or a stream");
-    command->footer(std::string(kLiveNameHelp) + "\n" + kExitCodeHelp);
+    command->footer(std::string(kLiveNameHelp) + "\n" + kExitCodeHelp +
+                    "Of record, a first Ctrl-C or SIGTERM is the usual end, with 0.\n");
     const auto options = std::make_shared<RecordOptions>();
+    AddPresetOption(*command);
     AddSources(*command, *options);
     AddJobArguments(*command, options->encode);
     command->callback([options, &chosen] {
@@ -159,8 +182,11 @@ void AddRecordCommand(CLI::App& program, Run& chosen)
         chosen = [options](const CommonOptions& common, Messages& messages) {
             if (options->isList)
                 return PrintDevices();
-            const Plugins plugins(common.pluginsFolder, messages);
-            return RunRecord(*options, plugins.GetCatalogue(), messages);
+            Report report(options->encode, messages);
+            return report.Around([&] {
+                const Plugins plugins(common.pluginsFolder, messages);
+                return RunRecord(options->encode, plugins.GetCatalogue(), report, messages);
+            });
         };
     });
 }

@@ -79,7 +79,7 @@ void Recording::Add(const std::string& name, const std::shared_ptr<LiveInput>& i
     m_inputs.push_back({ShownName(name), input, std::move(reader), std::move(ended)});
 }
 
-void Recording::Run(LiveJob& job, Progress& progress)
+void Recording::Run(LiveJob& job, const Tally& tally, Progress& progress)
 {
     const KeyReader keys;
     m_messages.Say(keys.IsListening() ? "recording; q or Ctrl-C ends it" : "recording");
@@ -88,13 +88,13 @@ void Recording::Run(LiveJob& job, Progress& progress)
         Step(job, kPause);
         if (!job.HasStarted() && Moment::Now().steady - start > kLongestStart)
             break;
-        progress.Update(job.GetCounts(), job.Position());
+        progress.Update(tally);
     }
     StopReaders();
     // What was taken before the end is still to be written.
     while (!job.IsOver() && (m_queue->HasAudio() || m_queue->HasPictures())) {
         Step(job, 0);
-        progress.Update(job.GetCounts(), job.Position());
+        progress.Update(tally);
     }
     job.End(job.IsOver());
     if (!job.HasStarted() && !InterruptSignal())

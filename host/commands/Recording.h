@@ -38,7 +38,7 @@ public:
     Recording(const EncodeOptions& options, const LiveInputs& inputs, bool isTimed, Messages& messages);
 
     // Until the job's length, the sources' end, a signal or "q". Throws HostError if nothing comes.
-    void Run(LiveJob& job, Progress& progress);
+    void Run(LiveJob& job, const Tally& tally, Progress& progress);
 
     // The sources, for the verdict. Of one that a driver doesn't let go nothing bad is known.
     Sources Ended() const;

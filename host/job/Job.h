@@ -6,6 +6,7 @@
 #include "host/job/JobPlan.h"
 #include "host/job/JobResult.h"
 #include "host/job/PicturePlaces.h"
+#include "host/job/Progress.h"
 #include "host/job/TimeMerge.h"
 
 namespace host
@@ -19,13 +20,15 @@ namespace host
 class Job final : public JobResult
 {
 public:
-    Job(const JobPlan& plan, TimeMerge& merge, FrameWriter& writer, Progress& progress);
+    Job(const JobPlan& plan, TimeMerge& merge, FrameWriter& writer, Tally& tally, Progress& progress);
 
-    // Until the sources end, enough pictures are written, the program is interrupted, or the file takes no more.
+    // Until the sources or the part that the plan takes of them end, enough pictures are written, the program is
+    // interrupted, or the file takes no more.
     void Run();
 
 private:
-    Nanoseconds FindOrigin();
+    void Begin();
+    Item NextItem();
     bool IsGivenUp() const;
     bool IsOver() const;
     void CheckGap(int64_t place);
@@ -44,7 +47,10 @@ private:
     const JobPlan& m_plan;
     TimeMerge& m_merge;
     Progress& m_progress;
-    Nanoseconds m_origin = 0; // the start of the file, in the sources' time
+    Nanoseconds m_origin = 0;              // the start of the file, in the sources' time
+    std::deque<Item> m_waiting;            // read to find it
+    std::optional<int64_t> m_limit;        // of pictures
+    std::optional<Nanoseconds> m_audioEnd; // on the job's clock
     PicturePlaces m_places;
     Item m_held;             // the last picture shown, its time on the job's clock
     int64_t m_end = 0;       // of the source's last picture, as the first place behind it

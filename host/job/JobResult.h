@@ -3,7 +3,7 @@
 #define ENCMGR_HOST_JOB_RESULT_H
 
 #include "host/job/FrameWriter.h"
-#include "host/job/Progress.h"
+#include "host/job/Tally.h"
 
 #include <string>
 
@@ -13,7 +13,7 @@ namespace host
 class JobResult
 {
 public:
-    const Counts& GetCounts() const { return m_counts; }
+    const Counts& GetCounts() const { return m_tally.Pictures(); }
 
     // What the sources gave, and whether the library wrote any of it.
     bool HadPicture() const { return m_hadPicture; }
@@ -21,7 +21,7 @@ public:
     bool WroteAudio() const { return m_wroteAudio; }
 
     // The time reached.
-    Nanoseconds Position() const { return m_position; }
+    Nanoseconds Position() const { return m_tally.Position(); }
 
     // A stream was refused for so long that the job was given up, or the system refuses to write.
     bool IsRefused() const
@@ -33,15 +33,14 @@ public:
     const std::string& BrokenLimit() const { return m_brokenLimit; }
 
 protected:
-    explicit JobResult(FrameWriter& writer) : m_writer(writer) {}
+    JobResult(FrameWriter& writer, Tally& tally) : m_writer(writer), m_tally(tally) {}
     ~JobResult() = default;
 
     // So many pieces in a row aren't written only if none can be written any more. An encoder may hold back fewer.
     static constexpr int kMostRefusals = 500;
 
     FrameWriter& m_writer;
-    Nanoseconds m_position = 0;
-    Counts m_counts;
+    Tally& m_tally;
     bool m_hadPicture = false;
     bool m_hadAudio = false;
     bool m_wroteAudio = false;

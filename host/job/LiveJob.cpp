@@ -27,8 +27,8 @@ constexpr Nanoseconds kEndOfTime = 1'000'000'000 * kSecond;
 
 } // namespace
 
-LiveJob::LiveJob(const JobPlan& plan, FrameWriter& writer, const Limits& limits)
-    : JobResult(writer), m_plan(plan), m_limits(limits)
+LiveJob::LiveJob(const JobPlan& plan, FrameWriter& writer, Tally& tally, const Limits& limits)
+    : JobResult(writer, tally), m_plan(plan), m_limits(limits)
 {
     if (limits.length)
         m_lastPlace = std::max<int64_t>(PlaceOf(*limits.length), 1);
@@ -89,11 +89,16 @@ void LiveJob::Write(Nanoseconds time, bool isRepeat)
     const bool isDue = place >= m_nextPlace;
     if (copies > 0 || isDue)
         m_pictureRefusals = copies > 0 ? 0 : m_pictureRefusals + 1;
-    m_counts.pictures += copies;
-    m_counts.repeated += isRepeat ? copies : std::max(0, copies - 1);
-    m_counts.dropped += copies == 0;
     m_nextPlace = std::max(m_nextPlace, place + 1);
-    m_position = std::max(m_position, TimeOfPlace(m_nextPlace));
+    m_tally.WritePictures(m_nextPlace - 1, copies, isRepeat);
+    m_tally.Reach(TimeOfPlace(m_nextPlace));
+    if (isRepeat)
+        return;
+    m_droppedRun = copies > 0 ? 0 : m_droppedRun + 1;
+    if (copies > 0)
+        m_tally.TakePicture();
+    else
+        m_tally.DropPictures(time, 1, m_droppedRun);
 }
 
 void LiveJob::HoldPicturesTo(int64_t place)
@@ -137,7 +142,7 @@ void LiveJob::WriteSamples(std::span<const int16_t> samples, Nanoseconds time)
     m_wroteAudio = m_wroteAudio || result > 0;
     m_hadAudio = true;
     m_audioEnd = std::max(m_audioEnd, end);
-    m_position = std::max(m_position, m_audioEnd);
+    m_tally.Reach(m_audioEnd);
 }
 
 void LiveJob::HoldAudioTo(Nanoseconds time)
@@ -189,14 +194,14 @@ void LiveJob::End(bool isWhole)
     if (!m_origin)
         return;
     const bool isToLength = isWhole && m_limits.length;
-    HoldPicturesTo(isToLength ? m_lastPlace : std::min(PlaceOf(m_position), m_lastPlace));
+    HoldPicturesTo(isToLength ? m_lastPlace : std::min(PlaceOf(m_tally.Position()), m_lastPlace));
     if (m_plan.hasAudio && isToLength && m_audioEnd < *m_limits.length)
         HoldAudioTo(*m_limits.length);
 }
 
 void LiveJob::CountLost(int64_t pictures)
 {
-    m_counts.dropped += pictures - m_lost;
+    m_tally.DropPictures(m_tally.Position(), pictures - m_lost, pictures - m_lost);
     m_lost = pictures;
 }
 

@@ -27,7 +27,7 @@ public:
         Nanoseconds audioDelay = 0;
     };
 
-    LiveJob(const JobPlan& plan, FrameWriter& writer, const Limits& limits);
+    LiveJob(const JobPlan& plan, FrameWriter& writer, Tally& tally, const Limits& limits);
 
     // A picture or a block of audio, of each in the order of time.
     void Take(Item item);
@@ -72,6 +72,7 @@ private:
     int64_t m_nextPlace = 0;                                   // of the output, the first without a picture
     Nanoseconds m_audioEnd = 0;                                // of what is written, in the file's time
     Nanoseconds m_silence = 0;
+    int64_t m_droppedRun = 0; // pictures, up to the last
     int64_t m_lost = 0;
 };
 

@@ -4,6 +4,7 @@
 #include "host/base/Interrupt.h"
 #include "host/base/Text.h"
 #include "host/sources/Container.h"
+#include "host/sources/Decoder.h"
 
 #include <algorithm>
 #include <chrono>
@@ -128,23 +129,11 @@ void LiveInput::OpenTracks(const Wanted& wanted, const std::string& name)
         OpenAudio(audio, wanted.audioFormat, name);
 }
 
-void LiveInput::OpenDecoder(Track& track, int streamIndex, const std::string& name)
+void LiveInput::OpenTrack(Track& track, int streamIndex, const std::string& name)
 {
-    AVStream* const stream = m_container->streams[streamIndex];
-    const AVCodec* const codec = avcodec_find_decoder(stream->codecpar->codec_id);
-    if (!codec)
-        throw HostError(kExitInput, Format("%s: there is no decoder for its %s", name.c_str(),
-                                           avcodec_get_name(stream->codecpar->codec_id)));
-    track.decoder.reset(avcodec_alloc_context3(codec));
-    if (!track.decoder || avcodec_parameters_to_context(track.decoder.get(), stream->codecpar) < 0)
-        throw std::bad_alloc();
-    track.decoder->pkt_timebase = stream->time_base;
-    const int opened = avcodec_open2(track.decoder.get(), codec, nullptr);
-    if (opened < 0)
-        throw HostError(kExitInput, Format("%s: its %s can't be decoded: %s", name.c_str(),
-                                           avcodec_get_name(stream->codecpar->codec_id), ErrorText(opened).c_str()));
-    track.stream = stream;
-    stream->discard = AVDISCARD_DEFAULT;
+    track.stream = m_container->streams[streamIndex];
+    track.decoder = OpenDecoder(*track.stream, name, &track == &m_videoTrack ? "--vn" : "--an");
+    track.stream->discard = AVDISCARD_DEFAULT;
 }
 
 void LiveInput::OpenVideo(int streamIndex, const std::string& name)
@@ -153,7 +142,7 @@ void LiveInput::OpenVideo(int streamIndex, const std::string& name)
     const AVCodecParameters& par = *stream->codecpar;
     if (par.width <= 0 || par.height <= 0)
         throw HostError(kExitInput, Format("%s: its video has no picture size", name.c_str()));
-    OpenDecoder(m_videoTrack, streamIndex, name);
+    OpenTrack(m_videoTrack, streamIndex, name);
     const AVRational rate = StatedRateOf(*stream);
     const AVRational aspect = av_guess_sample_aspect_ratio(m_container.get(), stream, nullptr);
     m_video = VideoFormat{par.width,     par.height,       rate, IsUsable(aspect) ? aspect : AVRational{1, 1},
@@ -175,7 +164,7 @@ void LiveInput::OpenAudio(int streamIndex, const AudioFormat& wanted, const std:
     const AVCodecParameters& par = *m_container->streams[streamIndex]->codecpar;
     if (par.sample_rate <= 0 || par.ch_layout.nb_channels <= 0)
         throw HostError(kExitInput, Format("%s: its audio has no sample rate", name.c_str()));
-    OpenDecoder(m_audioTrack, streamIndex, name);
+    OpenTrack(m_audioTrack, streamIndex, name);
     m_audio = wanted.Or({par.sample_rate, std::min(par.ch_layout.nb_channels, 2)});
     m_samples.emplace(*m_audio);
     m_sampleClock.emplace(m_audio->sampleRate, m_isDevice);

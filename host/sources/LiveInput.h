@@ -49,7 +49,7 @@ private:
     static int StopsNow(void* input); // of LiveInput*
     void OpenDevice(const LiveName& live, const std::string& name, AVRational rate, Messages& messages);
     void OpenTracks(const Wanted& wanted, const std::string& name);
-    void OpenDecoder(Track& track, int streamIndex, const std::string& name);
+    void OpenTrack(Track& track, int streamIndex, const std::string& name);
     void OpenVideo(int streamIndex, const std::string& name);
     void OpenAudio(int streamIndex, const AudioFormat& wanted, const std::string& name);
     void FilterPictures(const std::string& deinterlacer);
