@@ -19,11 +19,11 @@ namespace
 {
 
 constexpr void (*kCommands[])(CLI::App&, Run&) = {
-    AddListCommand,    AddEncodeCommand,
+    AddListCommand,   AddEncodeCommand, AddConvertCommand,
 #ifdef ENCMGR_RECORD
     AddRecordCommand,
 #endif
-    AddConvertCommand, AddViewCommand,   AddProbeCommand, AddHelpCommand, AddGenerateCommand,
+    AddViewCommand,   AddProbeCommand,  AddHelpCommand,    AddGenerateCommand,
 };
 
 std::string VersionText()

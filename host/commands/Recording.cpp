@@ -137,10 +137,12 @@ void Recording::SayWhatIsWrong()
                         "size, a lower rate or another encoder helps)");
         m_isBehindSaid = true;
     }
-    if (m_queue->IsOver() || InterruptSignal())
+    const bool isOver =
+        std::all_of(m_inputs.begin(), m_inputs.end(), [](const Input& input) { return input.reader->HasEnded(); });
+    if (InterruptSignal() || (isOver && !m_isTimed))
         return;
     for (Input& input : m_inputs)
-        if (!input.isSaid && input.reader->HasEnded()) {
+        if (!input.isSaid && input.reader->HasEnded() && (!isOver || input.input->IsDevice())) {
             m_messages.Warn(Format("nothing more comes from %s", input.name.c_str()));
             input.isSaid = true;
         }
@@ -150,9 +152,11 @@ void Recording::StopReaders()
 {
     for (const Input& input : m_inputs)
         input.input->Stop();
-    for (Input& input : m_inputs)
+    for (Input& input : m_inputs) {
+        input.isSaid = true; // that it ends now is no news
         if (input.reader->Stop())
             input.ended = std::make_unique<EndedSource>(*input.input);
+    }
 }
 
 Sources Recording::Ended() const
