@@ -35,20 +35,26 @@ struct RecordOptions {
     bool isList = false;
 };
 
-// Encoders that are to keep up with the real time at any size take less care.
-const char* RealTimeOptions(KXDWORD fourCC)
+// Encoders that are to keep up with the real time at any size take less care, unless their speed was asked for.
+void AddSpeed(JobPlan& plan)
 {
-    switch (fourCC) {
-    case KX_FOURCC('H', '2', '6', '4'):
-        return "preset=veryfast";
-    case KX_FOURCC('H', 'E', 'V', 'C'):
-        return "preset=ultrafast";
-    case KX_FOURCC('V', 'P', '8', ' '):
-    case KX_FOURCC('V', 'P', '9', ' '):
-        return "deadline=realtime:cpu-used=8";
-    default:
-        return nullptr;
-    }
+    constexpr struct {
+        KXDWORD fourCC;
+        const char* key;
+        const char* value;
+    } rows[] = {
+        {KX_FOURCC('H', '2', '6', '4'), "preset", "veryfast"},   {KX_FOURCC('H', 'E', 'V', 'C'), "preset", "ultrafast"},
+        {KX_FOURCC('V', 'P', '8', ' '), "deadline", "realtime"}, {KX_FOURCC('V', 'P', '8', ' '), "cpu-used", "8"},
+        {KX_FOURCC('V', 'P', '9', ' '), "deadline", "realtime"}, {KX_FOURCC('V', 'P', '9', ' '), "cpu-used", "8"},
+    };
+    const char* const text = KXGetOptions(plan.param.video.dwOptions);
+    const std::string asked = text ? text : "";
+    for (const char* key : {"preset=", "deadline=", "cpu-used="})
+        if (asked.find(key) != std::string::npos)
+            return;
+    for (const auto& row : rows)
+        if (row.fourCC == plan.param.video.dwFourCC)
+            plan.AddVideoOption(row.key, row.value);
 }
 
 std::optional<Nanoseconds> LengthOf(const EncodeOptions& options, const JobPlan& plan)
@@ -125,8 +131,7 @@ int RunRecord(const EncodeOptions& options, const Catalogue& catalogue, Report& 
     report.SetInput(*inputs.main, inputs.sound.get());
     JobPlan plan = MakePlan(options, choice, inputs.Video() ? &*inputs.Video()->Video() : nullptr,
                             inputs.Audio() ? &*inputs.Audio()->Audio() : nullptr);
-    if (const char* const text = plan.hasVideo ? RealTimeOptions(plan.param.video.dwFourCC) : nullptr)
-        KXSetOptions(plan.param.video.dwOptions, text);
+    AddSpeed(plan);
     if (plan.isDeinterlaced)
         inputs.Video()->Deinterlace(options.deinterlace.has_value());
     if (InterruptSignal())
