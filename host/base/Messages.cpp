@@ -5,6 +5,7 @@
 #include "text/Strings.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 
 extern "C" {
@@ -22,8 +23,22 @@ constexpr size_t kLinesKept = 200;
 // libav's log callback has no context of its own.
 Messages* s_messages = nullptr;
 
+// Who logs a failure may go on to tell it by errno; and a log that can't be printed is no failure of theirs.
+class ErrnoKept
+{
+public:
+    ErrnoKept() = default;
+    ~ErrnoKept() { errno = m_errno; }
+    ErrnoKept(const ErrnoKept&) = delete;
+    ErrnoKept& operator=(const ErrnoKept&) = delete;
+
+private:
+    int m_errno = errno;
+};
+
 void LibrarySink(void* context, const wchar_t* text)
 {
+    const ErrnoKept kept;
     static_cast<Messages*>(context)->TakeLibraryLine(text);
 }
 
@@ -41,6 +56,7 @@ void MediaSink(void* context, int level, const char* format, va_list args)
 {
     if (level > AV_LOG_WARNING || !s_messages)
         return;
+    const ErrnoKept kept;
     char text[1024];
     static thread_local int prefix = 1; // whether a line begins
     av_log_format_line2(context, level, format, args, text, sizeof(text), &prefix);
