@@ -44,6 +44,9 @@ TEST_F(HostSaysTest, TheSummaryCountsWhatWasWritten)
     EXPECT_TRUE(m_said.ends_with("x), 0 repeated, 10 dropped\n")) << m_said;
     ASSERT_EQ(Run("encode testcard:seconds=2 -o a.wav"), 0);
     EXPECT_TRUE(m_said.find("encmgr: a.wav: audio 2.000 s, 384.1 kB, in ") != std::string::npos) << m_said;
+    const auto size = std::filesystem::file_size(Path("a.wav"));
+    ASSERT_EQ(Run("encode testcard:seconds=2,audio=44100x2 -o b.wav --ar 48000"), 0);
+    EXPECT_EQ(std::filesystem::file_size(Path("b.wav")), size) << "the resampler held samples back";
     ASSERT_EQ(Run("-q encode testcard:seconds=2,size=160x90 -o a.mkv"), 0);
     EXPECT_EQ(m_said, "");
     ASSERT_EQ(Run("-v encode testcard:seconds=1,size=160x90 -o b.mkv"), 0);

@@ -19,7 +19,8 @@ namespace
 {
 
 constexpr void (*kCommands[])(CLI::App&, Run&) = {
-    AddListCommand, AddEncodeCommand, AddConvertCommand, AddProbeCommand, AddHelpCommand, AddGenerateCommand,
+    AddListCommand,  AddEncodeCommand, AddConvertCommand,  AddViewCommand,
+    AddProbeCommand, AddHelpCommand,   AddGenerateCommand,
 };
 
 std::string VersionText()
@@ -40,6 +41,8 @@ void AddCommonOptions(CLI::App& program, CommonOptions& common)
     };
     CLI::Option* const quiet = volume("-q,--quiet", Volume::kQuiet, "Print errors alone");
     volume("-v,--verbose", Volume::kVerbose, "Print the logs of the library and of libav, too")->excludes(quiet);
+    program.add_option("--log", common.logFile, "Add everything that happens to the end of this file, with the time")
+        ->type_name("FILE");
     program.add_option("--plugins", common.pluginsFolder, "The folder that holds PlugIns (default: the program's own)")
         ->type_name("DIR");
 }

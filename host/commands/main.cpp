@@ -36,6 +36,8 @@ int main(int argc, char** argv)
         CatchInterrupts();
         const CommandLine line = ParseCommandLine(argc, argv);
         messages.SetVolume(line.common.volume);
+        if (!line.common.logFile.empty())
+            messages.OpenLog(line.common.logFile);
         return FlushOutput(line.command ? line.command(line.common, messages) : kExitGood, messages);
     } catch (const std::exception& error) {
         const auto [exitCode, text] = ExitOf(error);
