@@ -234,8 +234,8 @@ TEST(TimeMerge, DoesNotReadAFileToItsEndForAStreamThatComesLate)
     items.push_back(Block(0, 10));
     ScriptedSource source(std::move(items));
     TimeMerge merge(&source, &source);
-    EXPECT_EQ(merge.FirstPicture(), 0);
-    EXPECT_FALSE(merge.FirstBlock());
+    EXPECT_EQ(merge.First().picture, 0);
+    EXPECT_FALSE(merge.First().block);
     EXPECT_LT(source.Given(), 100u);
 }
 

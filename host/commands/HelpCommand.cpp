@@ -26,17 +26,17 @@ std::string HelpOn(const CLI::App& program, const std::string& name)
 {
     if (name.empty())
         return HelpOf(program, program.get_name());
-    std::vector<Known> known;
     std::string names;
+    std::vector<Known> known;
     for (const CLI::App* command : VisibleCommands(program)) {
         if (command->get_name() == name)
             return HelpOf(*command, program.get_name() + " " + name);
+        names += (names.empty() ? "" : ", ") + command->get_name();
         known.push_back({command->get_name(), command->get_name()});
-        names += (names.empty() ? "there are: " : ", ") + command->get_name();
     }
     const std::string suggestion = DidYouMean(name, known);
     throw HostError(kExitUsage, Format("no command is called \"%s\"; %s", name.c_str(),
-                                       (suggestion.empty() ? names : suggestion).c_str()));
+                                       (suggestion.empty() ? "there are: " + names : suggestion).c_str()));
 }
 
 } // namespace
