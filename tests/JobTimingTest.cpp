@@ -350,7 +350,7 @@ TEST(JobStreams, OneThatIsLostIsLeftOut)
 {
     ScriptedSource source({Numbered(0, 0), Block(0, 500), Numbered(1, 40 * kMs), Block(500 * kMs, 500)});
     TimeMerge merge(nullptr, &source);
-    EXPECT_FALSE(merge.FirstPicture());
+    EXPECT_FALSE(merge.First().picture);
     for (const Nanoseconds time : {Nanoseconds{0}, 500 * kMs}) {
         const Item item = merge.Next();
         EXPECT_EQ(item.kind, Item::Kind::kAudio);

@@ -54,6 +54,34 @@ void AddChoice(CLI::App& command, EncodeOptions& options)
         ->excludes(command.get_option("--audio"));
 }
 
+void AddPart(CLI::App& command, EncodeOptions& options)
+{
+    const char* const group = "Part of the input; times are seconds, MM:SS or HH:MM:SS.mmm";
+    const std::string expected = "a time such as 12.5, 1:30 or 1:02:03.250";
+    const auto later = [](const std::string& text) {
+        const auto time = ParseTime(text);
+        return time && *time > 0 ? time : std::nullopt;
+    };
+    AddValue(command, "--start", options.start, ParseTime, expected, "Begin with the picture that stands there")
+        ->type_name("TIME")
+        ->group(group);
+    CLI::Option* const end =
+        AddValue(command, "--end", options.end, later, expected, "End before this time of the input");
+    end->type_name("TIME")->group(group);
+    AddValue(command, "--duration", options.duration, later, expected, "Or end after so long")
+        ->type_name("TIME")
+        ->group(group)
+        ->excludes(end);
+    CLI::Option* const video = command.add_option("--video-stream", options.videoStream,
+                                                  "The video stream to take: its number, from 0 on, or a language");
+    CLI::Option* const audio = command.add_option("--audio-stream", options.audioStream,
+                                                  "The audio stream to take, likewise: --audio-stream deu");
+    for (CLI::Option* stream : {video, audio})
+        stream->type_name("N")->group(group);
+    command.add_flag("--no-metadata", options.noMetadata, "Leave out chapters, titles, languages and the cover")
+        ->group(group);
+}
+
 void AddVideo(CLI::App& command, EncodeOptions& options)
 {
     const char* const group = "Video";
@@ -159,6 +187,7 @@ void AddEncodeArguments(CLI::App& command, EncodeOptions& options)
     AddPresetOption(command);
     AddFiles(command, options);
     AddChoice(command, options);
+    AddPart(command, options);
     AddVideo(command, options);
     AddAudio(command, options);
     AddReports(command, options);

@@ -6,6 +6,7 @@
 #include "host/commands/EncodeArguments.h"
 #include "host/commands/EncodeVerdict.h"
 #include "host/job/DryRun.h"
+#include "host/job/MetadataOptions.h"
 #include "host/job/Plugins.h"
 #include "host/job/Report.h"
 #include "host/job/Revisions.h"
@@ -153,6 +154,8 @@ int RunEncode(const EncodeOptions& options, const Catalogue& catalogue, Report& 
 
     JobPlan plan = MakePlan(options, choice, sources.Video() ? &*sources.Video()->Video() : nullptr,
                             sources.Audio() ? &*sources.Audio()->Audio() : nullptr);
+    if (!options.noMetadata && TakesMetadata(plan.param.dwFileFourCC))
+        AddMetadata(plan, sources.main->About(), sources.Audio() ? sources.Audio()->About() : Metadata());
     for (const std::string& line : PlanLines(plan, sources))
         messages.Detail(line);
     if (plan.isDeinterlaced)

@@ -40,6 +40,12 @@ struct EncodeOptions {
     int channels = 0;                 // 0: the source's
     bool isLibraryResampling = false; // rather than the source
     std::optional<int64_t> pictures;
+    int64_t start = 0;               // nanoseconds from the start of the input
+    std::optional<int64_t> end;      // likewise
+    std::optional<int64_t> duration; // instead of end
+    std::string videoStream;         // by number or language; empty: the best
+    std::string audioStream;
+    bool noMetadata = false;
     double longestGap = 10.0;   // seconds in which the source may show no new picture
     bool isStrict = false;      // no picture may be repeated or left out
     bool mayLackStream = false; // whose encoder can't be set up

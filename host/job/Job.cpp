@@ -2,6 +2,7 @@
 
 #include "host/base/Interrupt.h"
 #include "host/base/Text.h"
+#include "host/job/Beginning.h"
 
 #include <algorithm>
 #include <cmath>
@@ -30,20 +31,11 @@ constexpr Nanoseconds kHoldStep = kSecond;
 constexpr double kFarthest = 0.75;
 constexpr double kFarthestOfFewer = 0.501;
 
-bool HasFewerPlaces(const JobPlan& plan)
-{
-    return av_q2d(plan.frameRate) < plan.videoInfo.framerate * 0.999;
-}
-
 // So many pieces in a row aren't written only if none can be written any more. An encoder may hold back fewer.
 constexpr int kMostRefusals = 500;
 
 // With the last picture written, audio is still awaited for this long.
 constexpr Nanoseconds kLongestWait = 10 * kSecond;
-
-// In seconds: how far pictures may be from the audio that they belong to, and what lead of audio is no mere offset.
-constexpr double kUnnoticed = 0.015;
-constexpr double kLongestLead = 1e6;
 
 // No file is longer.
 constexpr Nanoseconds kEndOfTime = 1'000'000'000 * kSecond;
@@ -59,9 +51,9 @@ Job::Job(const JobPlan& plan, TimeMerge& merge, FrameWriter& writer, Tally& tall
 
 void Job::Run()
 {
-    m_origin = FindOrigin();
+    Begin();
     while (!IsOver()) {
-        Item item = m_merge.Next();
+        Item item = NextItem();
         if (item.kind == Item::Kind::kEnd)
             break;
         item.time -= m_origin;
@@ -72,6 +64,34 @@ void Job::Run()
         m_progress.Update(m_tally);
     }
     EndPictures();
+}
+
+// Settles where the job begins and ends.
+void Job::Begin()
+{
+    Beginning beginning = FindBeginning(m_plan, m_merge);
+    m_origin = beginning.time;
+    m_waiting = std::move(beginning.items);
+    m_limit = m_plan.pictures;
+    if (beginning.end && m_plan.hasVideo) {
+        const Nanoseconds length = *beginning.end - GrainOfTime(m_plan.frameRate) - m_origin;
+        const int64_t places =
+            av_rescale_rnd(length, m_plan.frameRate.num, kSecond * m_plan.frameRate.den, AV_ROUND_UP);
+        m_limit = std::min(std::max<int64_t>(places, 1), m_limit.value_or(INT64_MAX));
+    }
+    if (m_limit)
+        m_audioEnd = TimeOfPlace(*m_limit);
+    else if (beginning.end)
+        m_audioEnd = *beginning.end - m_origin;
+}
+
+Item Job::NextItem()
+{
+    if (m_waiting.empty())
+        return m_merge.Next();
+    Item item = std::move(m_waiting.front());
+    m_waiting.pop_front();
+    return item;
 }
 
 bool Job::IsRefused() const
@@ -89,34 +109,15 @@ bool Job::IsOver() const
     return (m_videoOver && m_audioOver) || IsGivenUp();
 }
 
-// The first time of both streams. If audio comes first, pictures may lie between the places of the output's: the
-// nearest place does if it is near enough for nobody to notice, or if each place shows the nearest of several pictures
-// anyhow. Otherwise the start goes back so far that the first picture falls on a place.
-Nanoseconds Job::FindOrigin()
-{
-    const auto picture = m_merge.FirstPicture();
-    const auto block = m_merge.FirstBlock();
-    if (!picture || !block || *picture <= *block)
-        return picture ? *picture : block.value_or(0);
-    if (HasFewerPlaces(m_plan))
-        return *block;
-    const double lead = InSeconds(*picture - *block);
-    const double places = lead * av_q2d(m_plan.frameRate);
-    const double off = std::fabs(places - std::round(places));
-    if ((off <= 1.0 / 3.0 && off / av_q2d(m_plan.frameRate) <= kUnnoticed) || lead > kLongestLead)
-        return *block;
-    return *picture - TimeOfPlace(static_cast<int64_t>(std::ceil(places)));
-}
-
 void Job::TakePicture(Item picture)
 {
     const Nanoseconds time = picture.time;
     if (m_videoOver) {
         // That was by the count of pictures. All audio up to here has come by now.
-        m_audioOver = m_audioOver || time > TimeOfPlace(*m_plan.pictures) + kLongestWait;
+        m_audioOver = m_audioOver || time > *m_audioEnd + kLongestWait;
         return;
     }
-    m_videoOver = m_plan.pictures && NearestPlace(time) >= *m_plan.pictures;
+    m_videoOver = m_limit && NearestPlace(time) >= *m_limit;
     m_end = EndOf(picture);
     // What stands before the first picture is that picture.
     const double position = m_hadPicture ? std::max(PositionOf(time), 0.0) : 0.0;
@@ -140,8 +141,8 @@ void Job::TakeAudio(const Item& block)
     const int channels = m_plan.audioInfo.channels;
     const int rate = m_plan.audioInfo.samplerate;
     int64_t count = static_cast<int64_t>(block.samples.size()) / channels;
-    if (m_plan.pictures) {
-        const Nanoseconds rest = TimeOfPlace(*m_plan.pictures) - block.time;
+    if (m_audioEnd) {
+        const Nanoseconds rest = *m_audioEnd - block.time;
         const int64_t most = rest > 0 ? av_rescale(rest, rate, kSecond) : 0;
         m_audioOver = most <= count;
         count = std::min(count, most);
@@ -162,7 +163,7 @@ void Job::TakeAudio(const Item& block)
 // Shows what still waits. The last picture stands as long as its source says, and none behind its end.
 void Job::EndPictures()
 {
-    const int64_t end = m_videoOver && m_plan.pictures ? *m_plan.pictures : m_end;
+    const int64_t end = m_videoOver && m_limit ? *m_limit : m_end;
     int64_t behind = 0;
     while (!IsGivenUp()) {
         auto placed = m_places.TakeFirst();
@@ -175,7 +176,7 @@ void Job::EndPictures()
         CheckStrictness(TimeOfPlace(end));
     }
     if (m_held.kind != Item::Kind::kEnd)
-        HoldUpTo(m_plan.pictures ? std::min(end, *m_plan.pictures) : end);
+        HoldUpTo(m_limit ? std::min(end, *m_limit) : end);
     m_held = {};
 }
 

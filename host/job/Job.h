@@ -22,7 +22,8 @@ class Job
 public:
     Job(const JobPlan& plan, TimeMerge& merge, FrameWriter& writer, Tally& tally, Progress& progress);
 
-    // Until the sources end, enough pictures are written, the program is interrupted, or the file takes no more.
+    // Until the sources or the part that the plan takes of them end, enough pictures are written, the program is
+    // interrupted, or the file takes no more.
     void Run();
 
     const Counts& GetCounts() const { return m_tally.Pictures(); }
@@ -42,7 +43,8 @@ public:
     const std::string& BrokenLimit() const { return m_brokenLimit; }
 
 private:
-    Nanoseconds FindOrigin();
+    void Begin();
+    Item NextItem();
     bool IsGivenUp() const;
     bool IsOver() const;
     void CheckGap(int64_t place);
@@ -63,7 +65,10 @@ private:
     FrameWriter& m_writer;
     Tally& m_tally;
     Progress& m_progress;
-    Nanoseconds m_origin = 0; // the start of the file, in the sources' time
+    Nanoseconds m_origin = 0;              // the start of the file, in the sources' time
+    std::deque<Item> m_waiting;            // read to find it
+    std::optional<int64_t> m_limit;        // of pictures
+    std::optional<Nanoseconds> m_audioEnd; // on the job's clock
     PicturePlaces m_places;
     Item m_held;             // the last picture shown, its time on the job's clock
     int64_t m_end = 0;       // of the source's last picture, as the first place behind it

@@ -109,7 +109,41 @@ void PlanAudio(JobPlan& plan, const EncodeOptions& options, const Choice& choice
     plan.audioInfo = {audio.sampleRate, audio.channels, kBitsPerSample};
 }
 
+// With what would end a key or a value kept from it.
+std::string Escaped(const std::string& text)
+{
+    std::string escaped;
+    for (const char c : text) {
+        if (c == '\\' || c == ':' || c == '=')
+            escaped += '\\';
+        escaped += c;
+    }
+    return escaped;
+}
+
 } // namespace
+
+void JobPlan::AddVideoOption(const std::string& key, const std::string& value)
+{
+    if (hasVideo)
+        AddOption(param.video.dwOptions, key, value);
+}
+
+void JobPlan::AddAudioOption(const std::string& key, const std::string& value)
+{
+    if (hasAudio)
+        AddOption(param.audio.dwOptions, key, value);
+}
+
+void JobPlan::AddOption(KXDWORD* words, const std::string& key, const std::string& value)
+{
+    if (value.empty())
+        return;
+    const char* const before = KXGetOptions(words);
+    const std::string text = (before ? std::string(before) + ":" : "") + Escaped(key) + "=" + Escaped(value);
+    m_optionTexts.push_back(std::make_shared<const std::string>(text));
+    KXSetOptions(words, m_optionTexts.back()->c_str());
+}
 
 JobPlan MakePlan(const EncodeOptions& options, const Choice& choice, const VideoFormat* video, const AudioFormat* audio)
 {
@@ -117,6 +151,10 @@ JobPlan MakePlan(const EncodeOptions& options, const Choice& choice, const Video
     // Padding, too: plug-ins may copy or compare the record as bytes.
     std::memset(static_cast<void*>(&plan.param), 0, sizeof(plan.param));
     plan.param.dwFileFourCC = choice.format->dwFourCC;
+    plan.start = options.start;
+    plan.end = options.end;
+    if (options.duration)
+        plan.end = options.start + *options.duration;
     if (video)
         PlanVideo(plan, options, choice, *video);
     if (audio)
