@@ -53,7 +53,7 @@ std::string DataAddress(Bitmap& picture)
 std::string FileOf(const Json& named, const std::string& report)
 {
     std::error_code error;
-    const std::string name = named.value("name", "");
+    std::string name = named.value("name", "");
     if (!named.contains("path") || !named["path"].is_string())
         return name;
     const std::string path = named["path"];
