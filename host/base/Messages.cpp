@@ -187,6 +187,12 @@ std::vector<std::string> Messages::LinesSince(uint64_t mark) const
     return {m_lines.begin() + static_cast<std::ptrdiff_t>(skip), m_lines.end()};
 }
 
+std::string Messages::MediaError() const
+{
+    const std::lock_guard lock(m_mutex);
+    return m_mediaError;
+}
+
 std::string Messages::TakeMediaError()
 {
     const std::lock_guard lock(m_mutex);

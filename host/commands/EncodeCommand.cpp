@@ -174,6 +174,7 @@ int RunEncode(const EncodeOptions& options, const Catalogue& catalogue, Report& 
             messages.Cause(cause);
         PrintCauses(messages.LinesSince(mark), messages);
         CleanUp(output, messages);
+        report.ForgetOutput();
         return exitCode;
     }
 }
