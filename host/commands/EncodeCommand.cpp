@@ -21,8 +21,8 @@ namespace
 
 const char* const kFitHelp =
     R"(Fitting with -s: keep shows the whole picture in its own shape, 16:9 and 4:3 show it in that shape, all three with
-bars; crop fills the output and cuts what stands out; stretch gives it the output's shape. Without -s the size is
-the input's; a picture of pixels that aren't square gets the width that it is shown with.
+bars; crop fills the output and cuts what stands out; stretch gives it the output's shape. Without -s the size and the
+shape of the pixels are the input's; with -s pixels are square.
 )";
 
 void DescribePlan(const JobPlan& plan, const Sources& sources, Messages& messages)
@@ -33,8 +33,16 @@ void DescribePlan(const JobPlan& plan, const Sources& sources, Messages& message
         messages.Detail(Format("video: %dx%d, pixels %d:%d, %d/%d fps -> %dx%d, %d/%d fps, %s", in.width, in.height,
                                in.pixelAspect.num, in.pixelAspect.den, in.frameRate.num, in.frameRate.den, out.nWidth,
                                out.nHeight, plan.frameRate.num, plan.frameRate.den, FourCCText(out.dwFourCC).c_str()));
+        for (const std::string& change : sources.Video()->Changes())
+            messages.Detail("video: its pictures are " + change);
         if (plan.isDeinterlaced)
             messages.Detail("video: interlaced pictures are made whole");
+        if (out.nPixelAspectX)
+            messages.Detail(Format("video: the file states pixels of %d:%d", out.nPixelAspectX, out.nPixelAspectY));
+        if (plan.scaling)
+            messages.Detail(Format("video: scaled %s to %dx%d before the library gets the pictures",
+                                   plan.scaling->method == Scaling::kSmooth ? "smoothly" : "by cubic convolution",
+                                   plan.scaling->to.width, plan.scaling->to.height));
     }
     if (plan.hasAudio) {
         const KXAudioInfo& in = plan.audioInfo;

@@ -50,6 +50,8 @@ unsigned int TakeCloseReport(void* context, unsigned int failed, unsigned int pi
 
 JobWriter::JobWriter(const JobPlan& plan, const OutputFile& output) : m_plan(plan)
 {
+    if (plan.hasVideo && plan.scaling)
+        m_scaler.emplace(*plan.scaling);
     errno = 0;
     const int isCreated =
         m_file.Create(output.WidePath().c_str(), &plan.param, plan.hasVideo ? &plan.videoInfo : nullptr,
@@ -111,8 +113,9 @@ std::vector<std::string> JobWriter::Revisions() const
     return lines;
 }
 
-int JobWriter::WritePicture(const AVFrame& picture, Nanoseconds time, Nanoseconds duration)
+int JobWriter::WritePicture(const AVFrame& given, Nanoseconds time, Nanoseconds duration)
 {
+    const AVFrame& picture = m_scaler ? m_scaler->Scale(given) : given;
     MEDIA_FRAME frame = EmptyFrame();
     frame.video.pY = picture.data[0];
     frame.video.pU = picture.data[1];

@@ -46,6 +46,7 @@ private:
 
     const JobPlan& m_plan;
     MediaFile m_file;
+    std::optional<PictureScaler> m_scaler; // if pictures are scaled before the library gets them
     int m_writeError = 0;
 };
 
