@@ -68,7 +68,7 @@ TEST(JobPlan, WhatIsScaledBeforehandStandsWhereTheLibraryWouldPutIt)
         {"half is enough", {.size = PictureSize{640, 360}}, Scaling::kUsual, {}, 0},
         {"below half", {.size = PictureSize{638, 400}}, Scaling::kSmooth, {638, 358}, 0},
         {"not wished", {.size = PictureSize{160, 90}, .scaling = Scaling::kNear}, Scaling::kUsual, {}, 0},
-        {"cubic", {.size = PictureSize{1280, 1000}, .scaling = Scaling::kCubic}, Scaling::kCubic, {1280, 720}, 0},
+        {"cubic", {.size = PictureSize{1000, 1000}, .scaling = Scaling::kCubic}, Scaling::kCubic, {1000, 562}, 0},
         {"cut", {.size = PictureSize{300, 300}, .fit = IMAGE_RESIZE_CROP}, Scaling::kSmooth, {300, 300}, 280},
     };
     const VideoFormat video = {1280, 720, {25, 1}, {1, 1}};

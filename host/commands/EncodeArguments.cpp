@@ -160,6 +160,26 @@ void AddAudio(CLI::App& command, EncodeOptions& options)
         ->group(group);
 }
 
+void AddReports(CLI::App& command, EncodeOptions& options)
+{
+    const char* const group = "What is told";
+    command.add_flag("--dry-run", options.isDryRun, "Set the job up, print what it would do, and leave no file")
+        ->group(group);
+    AddFile(command, "--report", options.report,
+            "Write what was done, and how it ended, as JSON; \"-\" for the standard output")
+        ->type_name("FILE")
+        ->group(group);
+    const Words<ProgressKind> kinds = {{"auto", ProgressKind::kAuto},
+                                       {"bar", ProgressKind::kBar},
+                                       {"lines", ProgressKind::kLines},
+                                       {"json", ProgressKind::kJson},
+                                       {"none", ProgressKind::kNone}};
+    AddWord(command, "--progress", options.progress, kinds,
+            "How far it is: auto (a bar on a terminal, the default), bar, lines, json or none")
+        ->type_name("KIND")
+        ->group(group);
+}
+
 } // namespace
 
 void AddEncodeArguments(CLI::App& command, EncodeOptions& options)
@@ -170,6 +190,7 @@ void AddEncodeArguments(CLI::App& command, EncodeOptions& options)
     AddPart(command, options);
     AddVideo(command, options);
     AddAudio(command, options);
+    AddReports(command, options);
 }
 
 } // namespace host

@@ -12,6 +12,14 @@
 namespace host
 {
 
+enum class ProgressKind {
+    kAuto,  // a bar on a terminal, nothing elsewhere
+    kBar,   // a line that is overwritten in place
+    kLines, // a line every few seconds
+    kJson,  // the same for programs, and more often
+    kNone,
+};
+
 struct EncodeOptions {
     std::string input;
     std::string audioInput; // empty: the input's own audio
@@ -43,6 +51,9 @@ struct EncodeOptions {
     bool mayLackStream = false; // whose encoder can't be set up
     bool overwrite = false;
     bool neverOverwrite = false;
+    bool isDryRun = false;
+    std::string report; // empty: none; "-": the standard output
+    ProgressKind progress = ProgressKind::kAuto;
 };
 
 } // namespace host

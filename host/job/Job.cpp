@@ -42,8 +42,8 @@ constexpr Nanoseconds kEndOfTime = 1'000'000'000 * kSecond;
 
 } // namespace
 
-Job::Job(const JobPlan& plan, TimeMerge& merge, FrameWriter& writer, Progress& progress)
-    : m_plan(plan), m_merge(merge), m_writer(writer), m_progress(progress),
+Job::Job(const JobPlan& plan, TimeMerge& merge, FrameWriter& writer, Tally& tally, Progress& progress)
+    : m_plan(plan), m_merge(merge), m_writer(writer), m_tally(tally), m_progress(progress),
       m_places(HasFewerPlaces(plan) ? kFarthestOfFewer : kFarthest), m_videoOver(!plan.hasVideo),
       m_audioOver(!plan.hasAudio)
 {
@@ -61,7 +61,7 @@ void Job::Run()
             TakePicture(std::move(item));
         else
             TakeAudio(item);
-        m_progress.Update(m_counts, m_position);
+        m_progress.Update(m_tally);
     }
     EndPictures();
 }
@@ -121,10 +121,13 @@ void Job::TakePicture(Item picture)
     m_end = EndOf(picture);
     // What stands before the first picture is that picture.
     const double position = m_hadPicture ? std::max(PositionOf(time), 0.0) : 0.0;
-    if (!m_videoOver || !m_hadPicture)
-        if (auto placed = m_places.Put(std::move(picture), position))
+    if (!m_videoOver || !m_hadPicture) {
+        const int64_t dropped = m_places.Dropped();
+        auto placed = m_places.Put(std::move(picture), position);
+        m_tally.DropPictures(time, m_places.Dropped() - dropped, m_places.LargestRunDropped());
+        if (placed)
             Show(std::move(*placed));
-    m_counts.dropped = m_places.Dropped();
+    }
     m_hadPicture = true;
     CheckStrictness(time);
     if (m_videoOver)
@@ -153,7 +156,7 @@ void Job::TakeAudio(const Item& block)
         m_audioRefusals = result > 0 ? 0 : m_audioRefusals + 1;
         m_wroteAudio = m_wroteAudio || result > 0;
         m_hadAudio = true;
-        m_position = std::max(m_position, time + av_rescale(part, kSecond, rate));
+        m_tally.Reach(time + av_rescale(part, kSecond, rate));
     }
 }
 
@@ -161,14 +164,15 @@ void Job::TakeAudio(const Item& block)
 void Job::EndPictures()
 {
     const int64_t end = m_videoOver && m_limit ? *m_limit : m_end;
+    int64_t behind = 0;
     while (!IsGivenUp()) {
         auto placed = m_places.TakeFirst();
         if (!placed)
             break;
         if (placed->place < end)
             Show(std::move(*placed));
-        else
-            m_counts.dropped += !m_videoOver;
+        else if (!m_videoOver)
+            m_tally.DropPictures(m_tally.Position(), 1, ++behind);
         CheckStrictness(TimeOfPlace(end));
     }
     if (m_held.kind != Item::Kind::kEnd)
@@ -183,8 +187,10 @@ void Job::Show(PicturePlaces::Placed placed)
     CheckGap(placed.place);
     HoldUpTo(placed.place);
     m_held = std::move(placed.picture);
-    if (!IsGivenUp())
-        Write(placed.place, false);
+    if (IsGivenUp())
+        return;
+    m_tally.TakePicture();
+    Write(placed.place, false);
 }
 
 // A clock that has jumped shall not make hours of one picture.
@@ -199,9 +205,10 @@ void Job::CheckGap(int64_t place)
 
 void Job::CheckStrictness(Nanoseconds time)
 {
-    if (m_plan.isStrict && m_brokenLimit.empty() && m_counts.repeated + m_counts.dropped > 0)
+    const Counts& counts = GetCounts();
+    if (m_plan.isStrict && m_brokenLimit.empty() && counts.repeated + counts.dropped > 0)
         m_brokenLimit = Format("the pictures aren't of constant rate: by %.3f s, %s (--strict-cfr)", InSeconds(time),
-                               PacingText(m_counts).c_str());
+                               PacingText(counts).c_str());
 }
 
 // Brings the output up to just before a place with copies of the picture held.
@@ -210,7 +217,7 @@ void Job::HoldUpTo(int64_t place)
     const int64_t step = std::max<int64_t>(NearestPlace(kHoldStep), 1);
     while (m_nextPlace < place && !IsGivenUp()) {
         Write(std::min(m_nextPlace + step, place) - 1, true);
-        m_progress.Update(m_counts, m_position);
+        m_progress.Update(m_tally);
     }
 }
 
@@ -219,10 +226,9 @@ void Job::Write(int64_t place, bool isRepeat)
 {
     const Nanoseconds time = TimeOfPlace(place);
     const int copies = std::max(0, m_writer.WritePicture(*m_held.frame, time, m_held.duration));
-    m_counts.pictures += copies;
-    m_counts.repeated += isRepeat ? copies : std::max(0, copies - 1);
+    m_tally.WritePictures(place, copies, isRepeat);
     m_pictureRefusals = copies > 0 ? 0 : m_pictureRefusals + 1;
-    m_position = std::max(m_position, TimeOfPlace(place + 1));
+    m_tally.Reach(TimeOfPlace(place + 1));
     m_nextPlace = place + 1;
     CheckStrictness(time);
 }
