@@ -129,7 +129,7 @@ void PlanScaling(JobPlan& plan, Scaling asked)
     if ((scaling != Scaling::kSmooth && scaling != Scaling::kCubic) || isSameSize || sizeTo.width < 1 ||
         sizeTo.height < 1 || sizeFrom.width < 1 || sizeFrom.height < 1)
         return;
-    plan.scaling = PictureScaling{scaling, from.left, from.top, sizeFrom, sizeTo};
+    plan.scaling = PictureScaling{scaling, {info.width, info.height}, from.left, from.top, sizeFrom, sizeTo};
     // For the library, pictures of the shown size, in the shape by which it finds the same place for them.
     info.width = sizeTo.width;
     info.height = sizeTo.height;

@@ -14,6 +14,7 @@ namespace host
 // What of a picture is to become what.
 struct PictureScaling {
     Scaling method; // kSmooth or kCubic
+    PictureSize whole;
     int x, y;       // of the area that is taken, in pixels; even
     PictureSize from;
     PictureSize to;
