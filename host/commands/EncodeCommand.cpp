@@ -25,8 +25,8 @@ namespace
 
 const char* const kFitHelp =
     R"(Fitting with -s: keep shows the whole picture in its own shape, 16:9 and 4:3 show it in that shape, all three with
-bars; crop fills the output and cuts what stands out; stretch gives it the output's shape. Without -s the size is
-the input's; a picture of pixels that aren't square gets the width that it is shown with.
+bars; crop fills the output and cuts what stands out; stretch gives it the output's shape. Without -s the size and the
+shape of the pixels are the input's; with -s pixels are square.
 )";
 
 // What comes in and what is to come out.
@@ -39,8 +39,16 @@ std::vector<std::string> PlanLines(const JobPlan& plan, const Sources& sources)
         lines.push_back(Format("video: %dx%d, pixels %d:%d, %d/%d fps -> %dx%d, %d/%d fps, %s", in.width, in.height,
                                in.pixelAspect.num, in.pixelAspect.den, in.frameRate.num, in.frameRate.den, out.nWidth,
                                out.nHeight, plan.frameRate.num, plan.frameRate.den, FourCCText(out.dwFourCC).c_str()));
+        for (const std::string& change : sources.Video()->Changes())
+            lines.push_back("video: its pictures are " + change);
         if (plan.isDeinterlaced)
             lines.emplace_back("video: interlaced pictures are made whole");
+        if (out.nPixelAspectX)
+            lines.push_back(Format("video: the file states pixels of %d:%d", out.nPixelAspectX, out.nPixelAspectY));
+        if (plan.scaling)
+            lines.push_back(Format("video: scaled %s to %dx%d before the library gets the pictures",
+                                   plan.scaling->method == Scaling::kSmooth ? "smoothly" : "by cubic convolution",
+                                   plan.scaling->to.width, plan.scaling->to.height));
     }
     if (plan.hasAudio) {
         const KXAudioInfo& in = plan.audioInfo;
