@@ -153,9 +153,9 @@ TEST_F(FileTest, EveryPairStatesTheSignalOrSaysSo)
                 Log();
                 void* job = Open(Path("file"), param);
                 ASSERT_TRUE(job);
-                for (int n = 0; n < 3; ++n)
+                for (int n = 0; n < 6; ++n)
                     EXPECT_EQ(WritePicture(job, 160, 96, n), 1);
-                EXPECT_EQ(Close(job).pictures, 3u);
+                EXPECT_EQ(Close(job).pictures, 6u);
                 const std::wstring log = Log();
                 const auto is = [&](const wchar_t* name, bool isRead) {
                     EXPECT_NE(isRead, log.find(L"doesn't state the " + std::wstring(name)) != log.npos)
@@ -183,18 +183,64 @@ TEST_F(FileTest, OptionsReachTheEncoderOrTheFormat)
     };
     const JobParam mp4 = JobParam("MP4 ").Video("H264", 160, 96), aac = JobParam("M4A ").Audio("AAC ", 44100, 2);
     const std::string usual = make(mp4, nullptr);
-    EXPECT_LT(usual.find("mdat"), usual.find("moov"));
+    EXPECT_LT(usual.find("moov"), usual.find("mdat"));
     EXPECT_EQ(make(mp4, ""), usual);
     EXPECT_LT(make(mp4, "crf=45").size(), usual.size());
     EXPECT_LT(make(mp4, "b=5000").size(), usual.size()); // in the place of the usual quality
     EXPECT_GT(make(mp4, "x264-params=keyint=1\\:bframes=0").size(), 2 * usual.size());
     EXPECT_LT(make(aac, "b=32000").size(), make(aac, nullptr).size());
-    const std::string fast = make(mp4, "g=5:movflags=+faststart");
-    EXPECT_LT(fast.find("moov"), fast.find("mdat"));
-    EXPECT_NE(make(mp4, "movflags=frag_keyframe+empty_moov").find("moof"), fast.npos);
-    EXPECT_EQ(ReadMedia(Path("file")).pictures.size(), 25u);
+    const std::string behind = make(mp4, "g=5:movflags=-faststart");
+    EXPECT_LT(behind.find("mdat"), behind.find("moov"));
+    for (const char* fragmented : {"fragmented=1", "movflags=frag_keyframe+empty_moov"}) {
+        EXPECT_NE(make(mp4, fragmented).find("moof"), usual.npos);
+        EXPECT_EQ(ReadMedia(Path("file")).pictures.size(), 25u);
+    }
+    // What x265 is told besides leaves what wpav tells it: to be quiet, here, and not to state its settings.
+    const JobParam hevc = JobParam("MKV ").Video("HEVC", 160, 96);
+    EXPECT_EQ(make(hevc, "x265-params=info=0").find("x265"), usual.npos);
     make(JobParam("MKV ").Video("FFV1", 160, 96), "slices=16:slicecrc=0:threads=2");
     EXPECT_EQ(ReadMedia(Path("file")).pictures.at(24).planes, TestPicture(160, 96, 24));
+}
+
+// What a user gives under one name reaches each encoder under its own.
+TEST_F(FileTest, CommonKeysMeanTheSameWithEveryEncoder)
+{
+    const auto size = [&](const std::string& encoder, const char* options) {
+        JobParam param = JobParam("MKV ").Video(encoder, 160, 96);
+        KXSetOptions(param.video.dwOptions, options);
+        EXPECT_EQ(Make("file", param, 10).status, 0u) << encoder << options;
+        return Bytes("file").size();
+    };
+    for (const std::string encoder : {"H264", "HEVC", "VP8 ", "VP9 ", "AV1 ", "MP4V", "MJPG"}) {
+        EXPECT_GT(size(encoder, "crf=10"), size(encoder, "crf=30")) << encoder;
+        if (encoder != "MP4V" && encoder != "MJPG") {
+            EXPECT_GT(size(encoder, "g=1"), size(encoder, "g=25")) << encoder;
+            EXPECT_NE(size(encoder, "preset=ultrafast"), size(encoder, "preset=slow")) << encoder;
+        }
+    }
+}
+
+// The first pass leaves statistics and no file, the second another file than a single pass.
+TEST_F(FileTest, TheSecondPassBuildsOnTheFirst)
+{
+    const std::string options = "stats=" + Path("statistics") + ":pass=";
+    for (const std::string encoder : {"H264", "HEVC", "VP9 ", "AV1 "}) {
+        JobParam param = JobParam("MP4 ").Video(encoder, 160, 96);
+        param.video.nBitRate = 60000;
+        EXPECT_EQ(Make("file", param, 75).status, 0u) << encoder;
+        const std::string single = Bytes("file");
+        std::filesystem::remove(Path("file"));
+        for (const char* pass : {"1", "2"}) {
+            EXPECT_FALSE(std::filesystem::exists(Path("file"))) << encoder;
+            const std::string text = options + pass;
+            KXSetOptions(param.video.dwOptions, text.c_str());
+            EXPECT_EQ(Make("file", param, 75).status, 0u) << encoder << pass;
+        }
+        EXPECT_EQ(ReadMedia(Path("file")).pictures.size(), 75u) << encoder;
+        EXPECT_NE(Bytes("file"), single) << encoder;
+        EXPECT_NEAR(static_cast<double>(Bytes("file").size()), 60000 / 8 * 3, 11000) << encoder;
+        std::filesystem::remove(Path("file"));
+    }
 }
 
 // By both streams, before the old file is touched.
@@ -218,6 +264,15 @@ TEST_F(FileTest, UnknownOptionsAndBadValuesAreRefused)
         refuses(both, options, "", log);
         refuses(both, "", options, log);
     }
+    for (const auto& [options, log] : {std::pair{"crf=1", L"a crf from 2 to 31"},
+                                       {"crf=x", L"a crf from 2 to 31"},
+                                       {"pass=1:stats=s", L"in one pass only"},
+                                       {"fragmented=2", L"option [fragmented=2]"}})
+        refuses(both, options, "", log);
+    refuses(JobParam("MKV ").Video("FFV1", 64, 48), "crf=2", "", L"wpav: neither");
+    refuses(JobParam("MKV ").Video("VP9 ", 64, 48), "preset=soon", "", L"no preset [soon]; there are: veryslow");
+    for (const char* pass : {"pass=1", "pass=3:stats=s", "pass=2:stats=missing"})
+        refuses(JobParam("MKV ").Video("VP9 ", 64, 48), pass, "");
     refuses(JobParam("MKV ").Video("H264", 64, 48), "movflags=+faststart", ""); // is another format's
     refuses(JobParam("AVI ").Video("MP4V", 64, 48), "bf=2", "");                // their order isn't the file's
     refuses(JobParam("MKV ").Video("H264", 64, 48), "preset=nosuchthing", "");

@@ -40,7 +40,9 @@ private:
     };
 
     bool AddStream(const EncodeParam* pJob, int type);
+    void SetAll(const char* options);
     bool SetOptions(const Encoder& encoder);
+    int SetOption(const Option& option);
     bool IsLeadIn(const AVPacket& encoded) const;
     int WritePacket(int type, const AVPacket& encoded);
     bool Fail(const wchar_t* what, int error);
@@ -68,8 +70,10 @@ bool Muxer::Open(const wchar_t* path, const EncodeParam* pJob)
         KXLogEx(L"wpav: [%ls] would have neither video nor audio.", m_path.c_str());
         return false;
     }
+    const Encoder* const video = Encoder::OfJob(pJob, ENCODER_TYPE_VIDEO);
+    const bool isFirstPass = video && video->IsFirstPass();
     // The scheme keeps a name with a colon from being taken for an address.
-    const std::string url = "file:" + *narrow;
+    const std::string url = "file:" + (isFirstPass ? "/dev/null" : *narrow);
     AVFormatContext* format = nullptr;
     int result = avformat_alloc_output_context2(&format, MuxerOf(m_container), nullptr, url.c_str());
     m_format.reset(format);
@@ -79,11 +83,14 @@ bool Muxer::Open(const wchar_t* path, const EncodeParam* pJob)
     m_format->strict_std_compliance = FF_COMPLIANCE_EXPERIMENTAL; // what Holds admits, FLAC in MP4 say
     if (m_container.Has(kSequenceOnly))
         m_format->avoid_negative_ts = 0; // a shift would put empty pictures in front
+    SetAll(m_container.options);
 
     if (!pJob->bVideoDisabled && !AddStream(pJob, ENCODER_TYPE_VIDEO))
         return false;
     if (!pJob->bAudioDisabled && !AddStream(pJob, ENCODER_TYPE_AUDIO))
         return false;
+    if (isFirstPass)
+        SetAll("movflags=-faststart"); // would read the file again
     result = avio_open(&m_format->pb, url.c_str(), AVIO_FLAG_WRITE);
     if (result >= 0)
         result = avformat_write_header(m_format.get(), nullptr);
@@ -123,13 +130,29 @@ bool Muxer::AddStream(const EncodeParam* pJob, int type)
     return SetOptions(*encoder);
 }
 
+// Sets options that are known to be good for the format, or not to be there.
+void Muxer::SetAll(const char* options)
+{
+    for (const Option& option : OptionsOf(options))
+        ::SetOption(*m_format, option);
+}
+
+int Muxer::SetOption(const Option& option)
+{
+    if (option.key != "fragmented" || !*m_container.fragmented)
+        return ::SetOption(*m_format, option);
+    if (option.value == "1")
+        SetAll(m_container.fragmented);
+    return option.value == "0" || option.value == "1" ? 0 : AVERROR(EINVAL);
+}
+
 // Sets those of a stream's options that its encoder doesn't know.
 bool Muxer::SetOptions(const Encoder& encoder)
 {
     for (const Option& option : encoder.JobOptions()) {
         if (Knows(encoder.Context(), option.key))
             continue;
-        const int result = SetOption(*m_format, option);
+        const int result = SetOption(option);
         if (result == AVERROR_OPTION_NOT_FOUND)
             KXLogEx(L"wpav: neither %ls nor %ls knows the option [%s].", encoder.Entry().name, m_container.name,
                     option.key.c_str());
