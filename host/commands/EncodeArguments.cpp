@@ -1,6 +1,7 @@
 #include "host/commands/EncodeArguments.h"
 
 #include "host/commands/Arguments.h"
+#include "host/commands/QualityArguments.h"
 
 namespace host
 {
@@ -123,6 +124,7 @@ void AddEncodeArguments(CLI::App& command, EncodeOptions& options)
     AddChoice(command, options);
     AddVideo(command, options);
     AddAudio(command, options);
+    AddQualityArguments(command, options);
 }
 
 } // namespace host

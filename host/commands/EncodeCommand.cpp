@@ -5,7 +5,10 @@
 #include "host/commands/Commands.h"
 #include "host/commands/EncodeArguments.h"
 #include "host/commands/EncodeVerdict.h"
+#include "host/commands/FirstPass.h"
+#include "host/commands/QualityCheck.h"
 #include "host/job/Plugins.h"
+#include "host/job/TwoPasses.h"
 #include "host/sources/TestCard.h"
 
 #include <CLI/CLI.hpp>
@@ -81,9 +84,23 @@ int RunJob(const EncodeOptions& options, const Sources& sources, const JobPlan& 
     return Judge({options, sources, plan, output, job, report, progress.Seconds()}, messages);
 }
 
+// The same in two passes.
+int RunPasses(const EncodeOptions& options, const Choice& choice, const Sources& sources, const JobPlan& plan,
+              const OutputFile& output, Messages& messages)
+{
+    if (!plan.hasVideo)
+        throw HostError(kExitUsage, Format("--passes: %s has no video", ShownName(options.input).c_str()));
+    const TwoPasses passes;
+    RunFirstPass(options, choice, passes.PlanOf(1, plan), output, messages);
+    return RunJob(options, sources, passes.PlanOf(2, plan), output, messages);
+}
+
 int RunEncode(const EncodeOptions& options, const Catalogue& catalogue, Messages& messages)
 {
     const Choice choice = catalogue.Choose(options);
+    CheckQuality(options, choice);
+    if (options.passes > 1)
+        CheckReadableTwice(options);
     OutputFile output(options.output);
     const Sources sources = OpenSources(options, choice, messages);
     output.CheckWritable({options.input, options.audioInput}, options.overwrite, options.input != "-");
@@ -98,7 +115,8 @@ int RunEncode(const EncodeOptions& options, const Catalogue& catalogue, Messages
 
     const uint64_t mark = messages.Mark();
     try {
-        return RunJob(options, sources, plan, output, messages);
+        return options.passes > 1 ? RunPasses(options, choice, sources, plan, output, messages)
+                                  : RunJob(options, sources, plan, output, messages);
     } catch (const std::exception& error) {
         const auto* const ending = dynamic_cast<const HostError*>(&error);
         const int exitCode = ending ? ending->Code() : static_cast<int>(kExitJob);

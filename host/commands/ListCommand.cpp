@@ -2,6 +2,7 @@
 #include "host/base/ExitCode.h"
 #include "host/base/Text.h"
 #include "host/commands/Commands.h"
+#include "host/commands/ListEncoder.h"
 #include "host/job/Plugins.h"
 #include "text/Strings.h"
 
@@ -9,6 +10,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <memory>
 
 namespace host
 {
@@ -59,8 +61,14 @@ int RunList(const CommonOptions& common, Messages& messages)
 
 void AddListCommand(CLI::App& program, Run& chosen)
 {
-    program.add_subcommand("list", "Print every file format with its encoders")->callback([&chosen] {
-        chosen = RunList;
+    CLI::App* const command = program.add_subcommand("list", "Print every file format with its encoders");
+    const auto encoder = std::make_shared<std::string>();
+    command->add_option("CODEC", *encoder, "Print the options of this encoder instead, by FourCC or name")
+        ->type_name("");
+    command->callback([encoder, &chosen] {
+        chosen = [encoder](const CommonOptions& common, Messages& messages) {
+            return encoder->empty() ? RunList(common, messages) : RunListEncoder(*encoder, common, messages);
+        };
     });
 }
 

@@ -162,6 +162,22 @@ Choice Catalogue::Choose(const EncodeOptions& options) const
     return choice;
 }
 
+std::vector<const ENCODER_INFO*> Catalogue::AllEncoders() const
+{
+    std::vector<const ENCODER_INFO*> all;
+    for (const FILEFORMAT_INFO* format : m_formats)
+        for (const Encoders list : {VideoEncodersOf(*format), AudioEncodersOf(*format)})
+            for (const ENCODER_INFO* encoder : list)
+                if (std::find(all.begin(), all.end(), encoder) == all.end())
+                    all.push_back(encoder);
+    return all;
+}
+
+const ENCODER_INFO& Catalogue::FindEncoder(const std::string& name) const
+{
+    return Find<ENCODER_INFO>(AllEncoders(), name, "encoder is called");
+}
+
 const FILEFORMAT_INFO& Catalogue::FormatNamed(const std::string& name) const
 {
     return Find<FILEFORMAT_INFO>(m_formats, name, "file format is called");

@@ -1,5 +1,7 @@
 #include "host/job/JobPlan.h"
 
+#include "host/job/StreamOptions.h"
+
 #include <algorithm>
 #include <climits>
 #include <cmath>
@@ -95,6 +97,7 @@ void PlanVideo(JobPlan& plan, const EncodeOptions& options, const Choice& choice
         av_reduce(&info.aspectx, &info.aspecty, static_cast<int64_t>(video.width) * video.pixelAspect.num,
                   static_cast<int64_t>(video.height) * video.pixelAspect.den, kLargestAspectPart);
     PlanFields(plan, options, video.fields);
+    plan.videoOptions = VideoOptionText(options);
 }
 
 void PlanAudio(JobPlan& plan, const EncodeOptions& options, const Choice& choice, const AudioFormat& audio)
@@ -106,6 +109,7 @@ void PlanAudio(JobPlan& plan, const EncodeOptions& options, const Choice& choice
     param.nChannels = options.channels ? options.channels : audio.channels;
     param.nBitRate = options.audioBitRate;
     param.nBitsPerSample = kBitsPerSample;
+    plan.audioOptions = AudioOptionText(options, plan.hasVideo);
     plan.audioInfo = {audio.sampleRate, audio.channels, kBitsPerSample};
 }
 

@@ -18,6 +18,8 @@ struct JobPlan {
     bool isDeinterlaced = false;     // the source is to make whole pictures of its fields
     AVRational frameRate = {25, 1};  // of the output
     std::optional<int64_t> pictures; // the output ends after so many
+    std::string videoOptions;        // for the encoder and the format, as KXSetOptions takes them
+    std::string audioOptions;
 };
 
 // Null for a stream that isn't used.

@@ -48,7 +48,12 @@ unsigned int TakeCloseReport(void* context, unsigned int failed, unsigned int pi
 
 JobWriter::JobWriter(const JobPlan& plan, const OutputFile& output) : m_plan(plan)
 {
-    if (!m_file.Create(output.WidePath().c_str(), &plan.param, plan.hasVideo ? &plan.videoInfo : nullptr,
+    EncodeParam param = plan.param;
+    if (!plan.videoOptions.empty())
+        KXSetOptions(param.video.dwOptions, plan.videoOptions.c_str());
+    if (!plan.audioOptions.empty())
+        KXSetOptions(param.audio.dwOptions, plan.audioOptions.c_str());
+    if (!m_file.Create(output.WidePath().c_str(), &param, plan.hasVideo ? &plan.videoInfo : nullptr,
                        plan.hasAudio ? &plan.audioInfo : nullptr))
         throw HostError(kExitJob, Format("can't create %s", output.Path().c_str()));
     // The library goes on without a stream that it has no encoder for.

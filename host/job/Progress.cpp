@@ -47,9 +47,10 @@ std::string SpeedText(Nanoseconds position, double seconds)
     return Format("%.2fx", InSeconds(position) / std::max(seconds, 0.001));
 }
 
-Progress::Progress(Messages& messages, const OutputFile& output, Nanoseconds total, bool hasVideo)
-    : m_messages(messages), m_output(output), m_total(total), m_hasVideo(hasVideo), m_isInPlace(CanOverwriteLines()),
-      m_start(Clock::now()), m_last(m_start)
+Progress::Progress(Messages& messages, const OutputFile& output, Nanoseconds total, bool hasVideo,
+                   const std::string& label)
+    : m_messages(messages), m_output(output), m_total(total), m_hasVideo(hasVideo), m_label(label),
+      m_isInPlace(CanOverwriteLines()), m_start(Clock::now()), m_last(m_start)
 {
 }
 
@@ -82,6 +83,8 @@ std::string Progress::Line(const Counts& counts, Nanoseconds position, size_t wi
     const double seconds = Seconds();
     const double done = m_total > 0 ? std::clamp(InSeconds(position) / InSeconds(m_total), 0.0, 1.0) : 0.0;
     std::vector<std::string> fields;
+    if (!m_label.empty())
+        fields.push_back(m_label);
     if (m_total > 0)
         fields.push_back(Format("%3d%%", static_cast<int>(done * 100.0)));
     if (m_hasVideo) {

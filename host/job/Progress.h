@@ -20,8 +20,9 @@ struct Counts {
 class Progress
 {
 public:
-    // total: the length to be expected, 0 if that isn't known.
-    Progress(Messages& messages, const OutputFile& output, Nanoseconds total, bool hasVideo);
+    // total: the length to be expected, 0 if that isn't known. label: for the start of each line.
+    Progress(Messages& messages, const OutputFile& output, Nanoseconds total, bool hasVideo,
+             const std::string& label = "");
 
     // Call as often as you like. position: the time reached on the job's clock.
     void Update(const Counts& counts, Nanoseconds position);
@@ -41,6 +42,7 @@ private:
     const OutputFile& m_output;
     Nanoseconds m_total;
     bool m_hasVideo;
+    std::string m_label;
     bool m_isInPlace;
     Clock::time_point m_start;
     Clock::time_point m_last;
