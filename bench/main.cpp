@@ -3,6 +3,7 @@
 #include "bench/Works.h"
 
 #include "Common/InstructionSet.h"
+#include "Common/StandardStreams.h"
 
 #include <benchmark/benchmark.h>
 #include <cstdio>
@@ -92,6 +93,7 @@ int Run(int argc, char** argv)
 
 int main(int argc, char** argv)
 {
+    OpenStandardStreams();
     try {
         return Run(argc, argv);
     } catch (const std::exception& error) {

@@ -1,10 +1,12 @@
 #include "log/Log.h"
 
+#include "log/CatchAll.h"
 #include "log/WideFormat.h"
 #include "text/Utf.h"
 
 #include <cerrno>
 #include <cstdarg>
+#include <fcntl.h>
 #include <mutex>
 #include <string>
 #include <unistd.h>
@@ -25,12 +27,24 @@ struct SinkState {
     int depth = 0;
 };
 
+// One sink's call.
+struct Deeper {
+    explicit Deeper(int& depth) : m_depth(++depth) {}
+    ~Deeper() { --m_depth; }
+    Deeper(const Deeper&) = delete;
+    Deeper& operator=(const Deeper&) = delete;
+    int& m_depth;
+};
+
 struct TraceState {
     std::recursive_mutex mutex; // held during a sink's call
     KXTraceSink pfnSink = nullptr;
     void* pContext = nullptr;
     bool isInSink = false;
 };
+
+// Where the program was started without an error stream, the descriptor soon belongs to a file.
+const bool g_hasErrorStream = fcntl(STDERR_FILENO, F_GETFD) != -1;
 
 // Never destroyed: destructors of static objects may log.
 SinkState& State()
@@ -66,6 +80,8 @@ std::string StreamText(const wchar_t* pszText)
 
 void WriteToStream(const wchar_t* pszText)
 {
+    if (!g_hasErrorStream)
+        return;
     const std::string text = StreamText(pszText);
     for (size_t written = 0; written < text.size();) {
         const ssize_t result = write(STDERR_FILENO, text.data() + written, text.size() - written);
@@ -76,21 +92,27 @@ void WriteToStream(const wchar_t* pszText)
     }
 }
 
-} // namespace
-
-void KXLog(const wchar_t* pszText)
+void Log(const wchar_t* pszText)
 {
-    if (!pszText)
-        return;
     SinkState& state = State();
     const std::lock_guard lock(state.mutex);
     if (!state.pfnSink || state.depth >= kMaxSinkDepth) {
         WriteToStream(pszText);
         return;
     }
-    ++state.depth;
+    const Deeper deeper(state.depth);
     state.pfnSink(state.pContext, pszText);
-    --state.depth;
+}
+
+// What becomes of a line when memory runs out, or the sink throws.
+void Lose(const char*) {}
+
+} // namespace
+
+void KXLog(const wchar_t* pszText)
+{
+    if (pszText)
+        CatchAll([pszText] { Log(pszText); }, Lose);
 }
 
 void KXLogEx(const wchar_t* pszFormat, ...)
@@ -99,9 +121,8 @@ void KXLogEx(const wchar_t* pszFormat, ...)
         return;
     va_list args;
     va_start(args, pszFormat);
-    const std::wstring text = FormatWide(pszFormat, args);
+    CatchAll([&] { Log(FormatWide(pszFormat, args).c_str()); }, Lose);
     va_end(args);
-    KXLog(text.c_str());
 }
 
 void KXLogSetSink(KXLogSink pfnSink, void* pContext)
@@ -119,7 +140,7 @@ void KXTraceImage(const tagBITMAPINFOHEADER* pHeader, const unsigned char* pBits
     if (!state.pfnSink || state.isInSink)
         return;
     state.isInSink = true;
-    state.pfnSink(state.pContext, pHeader, pBits);
+    CatchAll([&] { state.pfnSink(state.pContext, pHeader, pBits); }, Lose);
     state.isInSink = false;
 }
 

@@ -1,7 +1,9 @@
 /* The log, and where the application lies: what EncMgr needs from its platform. C linkage, C11 and C++.
  *
  * A line is wide text without levels or categories. By default it goes to the standard error stream as UTF-8, with
- * its line ends made one newline; a host can take the lines itself with KXLogSetSink. Any thread may log. */
+ * its line ends made one newline; a host can take the lines itself with KXLogSetSink. Any thread may log. Nothing is
+ * thrown: a line for which there is no memory is lost, and so is what a sink throws. Nor is anything written to an
+ * error stream that was closed when the log was loaded, since its descriptor may be a file of the program's by now. */
 #ifndef ENCMGR_LOG_H
 #define ENCMGR_LOG_H
 

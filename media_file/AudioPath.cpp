@@ -43,9 +43,7 @@ int MediaFile::WriteAudioData(const MEDIA_FRAME* pFrame)
     // The resample buffer doesn't grow: a block that would overfill it goes in slices.
     const int64_t nSourceSamples =
         int64_t{m_pAudioConverter->SourceRate()} * std::max(1, m_pAudioConverter->SourceChannels());
-    const int64_t nOutputSamples = int64_t{m_EncParam.audio.nSampleRate} * std::max(1, m_EncParam.audio.nChannels);
     const AudioRate sourceRate = {nSourceSamples, static_cast<double>(nSourceSamples) * kBytesPerSample};
-    const AudioRate outputRate = {nOutputSamples, static_cast<double>(nOutputSamples) * kBytesPerSample};
     int nSum = 0;
     int nSize = 0;
     for (int nDone = 0; nDone < pFrame->audio.nDataSize; nDone += nSize) {
@@ -55,15 +53,29 @@ int MediaFile::WriteAudioData(const MEDIA_FRAME* pFrame)
         slice.audio.pData = BytesOf(*pFrame) + nDone;
         slice.audio.nDataSize = nSize;
         MoveForward(slice, TimeOfBytes(nDone, sourceRate));
-        nSum = WrappingAdd(nSum, PaceAudio(GetResampleFrame(&slice)));
-
-        // At rates far enough apart even one sample block overfills the buffer; the rest follows.
-        slice.audio.nDataSize = 0;
-        while (m_pAudioConverter->GetValidSize() > 0) {
-            MoveForward(slice, TimeOfBytes(int64_t{kResampleBufSamples} * kBytesPerSample, outputRate));
-            nSum = WrappingAdd(nSum, PaceAudio(GetResampleFrame(&slice)));
-        }
+        // At rates far enough apart even one sample block overfills the buffer.
+        const bool bOverfills = m_pAudioConverter->CountOf(nSize / kBytesPerSample) > kResampleBufSamples;
+        nSum = WrappingAdd(nSum, bOverfills ? WriteInPieces(slice) : PaceAudio(GetResampleFrame(&slice)));
     }
+    return nSum;
+}
+
+// Converts and writes a block by buffers full.
+int MediaFile::WriteInPieces(const MEDIA_FRAME& block)
+{
+    const int64_t nOutputSamples = int64_t{m_EncParam.audio.nSampleRate} * std::max(1, m_EncParam.audio.nChannels);
+    const AudioRate rate = {nOutputSamples, static_cast<double>(nOutputSamples) * kBytesPerSample};
+    MEDIA_FRAME piece = block;
+    const int nCount =
+        m_pAudioConverter->Begin(static_cast<const short*>(block.audio.pData), block.audio.nDataSize / kBytesPerSample);
+    int nSum = 0;
+    for (int64_t nDone = 0; nDone < nCount; nDone += kResampleBufSamples) {
+        const int nPiece = static_cast<int>(std::min<int64_t>(kResampleBufSamples, nCount - nDone));
+        m_pAudioConverter->Make(m_pResampleBuf, static_cast<int>(nDone), nPiece);
+        nSum = WrappingAdd(nSum, PaceAudio(OutputFrame(piece, nPiece)));
+        MoveForward(piece, TimeOfBytes(int64_t{kResampleBufSamples} * kBytesPerSample, rate));
+    }
+    m_pAudioConverter->End();
     return nSum;
 }
 
@@ -75,9 +87,15 @@ const MEDIA_FRAME* MediaFile::GetResampleFrame(const MEDIA_FRAME* pFrame)
     const int nValid = std::min(m_pAudioConverter->GetValidSize(), kResampleBufSamples);
     const int nGot = m_pAudioConverter->Get(m_pResampleBuf, nValid);
 
-    m_OutFrame = *pFrame;
+    return OutputFrame(*pFrame, nGot);
+}
+
+// The frame with what stands in the resample buffer instead of its samples.
+const MEDIA_FRAME* MediaFile::OutputFrame(const MEDIA_FRAME& frame, int nSamples)
+{
+    m_OutFrame = frame;
     m_OutFrame.audio.pData = m_pResampleBuf;
-    m_OutFrame.audio.nDataSize = 2 * nGot;
+    m_OutFrame.audio.nDataSize = kBytesPerSample * nSamples;
     m_OutFrame.audio.nSampleRate = m_EncParam.audio.nSampleRate;
     m_OutFrame.audio.nChannels = m_EncParam.audio.nChannels;
     m_OutFrame.audio.nBitsPerSample = m_EncParam.audio.nBitsPerSample;
@@ -106,7 +124,10 @@ int MediaFile::PaceAudio(const MEDIA_FRAME* pFrame)
     if (!rate)
         return 0;
 
-    const int64_t nGap = GapSamples(pFrame->llStreamTime, m_llAudioBytes, format, *rate);
+    const std::optional<int64_t> gap = GapSamples(pFrame->llStreamTime, m_llAudioBytes, format, *rate);
+    if (!gap)
+        return 0;
+    const int64_t nGap = *gap;
     if (nGap < 0)
         return WriteLateBlock(*pFrame, *rate, -nGap);
     if (nGap == 0 || m_nBlockAlign <= 0) // without a plan there is nothing to fill with
@@ -155,7 +176,7 @@ int MediaFile::WriteLateBlock(const MEDIA_FRAME& frame, const AudioRate& rate, i
     const wchar_t* const pszMessage = L"Throw away Audio Data [%.03f sec] before %.02f sec.";
     const int64_t nDropBytes = BytesOfSamples(nLate, format);
     if (nDropBytes >= frame.audio.nDataSize) {
-        const int nSamples = frame.audio.nDataSize / (format.nBitsPerSample / 8);
+        const int nSamples = frame.audio.nDataSize / std::max(1, format.nBitsPerSample / 8);
         KXLogEx(pszMessage, nSamples / dSamplesPerSecond, Seconds(frame.llTimeStamp));
         return 0;
     }

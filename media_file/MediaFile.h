@@ -70,6 +70,8 @@ private:
     ENCMGR_LOCAL int PlanAudio(const KXAudioInfo& info);
     ENCMGR_LOCAL int PlanVideo(const KXVideoInfo& info);
     ENCMGR_LOCAL void CountFrameOut();
+    ENCMGR_LOCAL int WriteInPieces(const MEDIA_FRAME& block);
+    ENCMGR_LOCAL const MEDIA_FRAME* OutputFrame(const MEDIA_FRAME& frame, int nSamples);
     ENCMGR_LOCAL int PaceAudio(const MEDIA_FRAME* pFrame);
     ENCMGR_LOCAL int FillGap(const MEDIA_FRAME& frame, const AudioRate& rate, int64_t nGapBytes);
     ENCMGR_LOCAL int WriteLateBlock(const MEDIA_FRAME& frame, const AudioRate& rate, int64_t nLate);

@@ -12,6 +12,7 @@
 constexpr double DefaultPrecision = 0.001;
 
 // How often a picture is written so that the count of pictures reaches the one due at streamTime; 0 or less drops it.
+// 0 too for a time so far away that 32 bits can't count the pictures up to there.
 int64_t CopiesDue(int64_t streamTime, double targetRate, int32_t framesOut);
 
 // A job that isn't paced only thins out: whether a picture is written, given the time of the last one written
@@ -24,11 +25,13 @@ struct AudioRate {
     double bytesPerSecond;
 };
 
-// Nothing for a format in which audio has no length: a rate of 0 or less, or fewer than 8 bits a sample.
+// Nothing for a format in which audio has no length, less than a byte in a second.
 std::optional<AudioRate> RateOf(const EncodeParamAudio& format);
 
 // Distance from the position reached to a block, in samples of all channels: positive is a gap, negative an overlap.
-int64_t GapSamples(int64_t streamTime, int64_t bytesOut, const EncodeParamAudio& format, const AudioRate& rate);
+// Nothing for a gap whose sample blocks 32 bits can't count, which no real clock makes.
+std::optional<int64_t> GapSamples(int64_t streamTime, int64_t bytesOut, const EncodeParamAudio& format,
+                                  const AudioRate& rate);
 
 // Bytes of a count of samples of all channels, rounded down.
 int64_t BytesOfSamples(int64_t samples, const EncodeParamAudio& format);

@@ -2,6 +2,7 @@
 #include "Common/Numbers.h"
 #include "log/Log.h"
 #include "plugin_host/PluginMgr.h"
+#include "plugin_host/Slot.h"
 #include "text/FourCC.h"
 
 #include <cstdlib>
@@ -24,7 +25,7 @@ void* CreateEncoder(const ENCODER_ITEM& item, KXDWORD dwFourCC, EncodeParam* pPa
 {
     if (!item.pfnCreate || !item.pfnEncode || !item.pfnDestroy)
         return nullptr;
-    return item.pfnCreate(dwFourCC, pParam);
+    return SLOT_OF(item, pfnCreate)(dwFourCC, pParam);
 }
 
 // Creates the file. A format without the slots that the job needs fails like one whose pfnCreate returns null.
@@ -36,7 +37,7 @@ void* CreateFile(const FILEFORMAT_ITEM& format, const wchar_t* pszPath, EncodePa
         return nullptr;
     if (!pParam->bAudioDisabled && !format.pfnWriteAudio)
         return nullptr;
-    return format.pfnCreate(pszPath, pParam);
+    return SLOT_OF(format, pfnCreate)(pszPath, pParam);
 }
 
 } // namespace
@@ -112,7 +113,7 @@ int PluginMgr::OpenVideo(EncodeParam* pParam, const FILEFORMAT_ITEM& format)
         KXLogEx(L"The encoder[%ls] is not for VIDEO type.", FourCCText(video.dwFourCC).szText);
         return 0;
     }
-    if (pItem->pfnReviseVideo && !pItem->pfnReviseVideo(pParam)) {
+    if (pItem->pfnReviseVideo && !SLOT_OF(*pItem, pfnReviseVideo)(pParam)) {
         KXLogEx(L"Can't revise these video params[%dx%d, %dbps].", video.nWidth, video.nHeight, video.nBitRate);
         return 0;
     }
@@ -140,7 +141,7 @@ int PluginMgr::OpenAudio(EncodeParam* pParam, const FILEFORMAT_ITEM& format)
         KXLogEx(L"The encoder[%ls] is not for AUDIO type.", FourCCText(audio.dwFourCC).szText);
         return 0;
     }
-    if (pItem->pfnReviseAudio && !pItem->pfnReviseAudio(&audio)) {
+    if (pItem->pfnReviseAudio && !SLOT_OF(*pItem, pfnReviseAudio)(&audio)) {
         KXLogEx(L"Can't revise these audio params[%dHz, %dChannels, %dbps, %dbits].", audio.nSampleRate,
                 audio.nChannels, audio.nBitRate, audio.nBitsPerSample);
         return 0;
@@ -164,12 +165,12 @@ int PluginMgr::WriteAudioData(const MEDIA_FRAME* pFrame)
 
     int nResult = 0;
     if (m_bAudioInline) {
-        nResult = m_pFormatItem->pfnWriteAudio(m_hFile, pFrame, 0);
+        nResult = SLOT_OF(*m_pFormatItem, pfnWriteAudio)(m_hFile, pFrame, 0);
     } else if (m_hAudioEnc) {
         void* pOut = nullptr;
         KXDWORD nOut = 0;
-        m_pAudioItem->pfnEncode(m_hAudioEnc, pFrame, &pOut, &nOut);
-        nResult = m_pFormatItem->pfnWriteAudio(m_hFile, pOut, nOut);
+        if (SLOT_OF(*m_pAudioItem, pfnEncode).Completes(m_hAudioEnc, pFrame, &pOut, &nOut))
+            nResult = SLOT_OF(*m_pFormatItem, pfnWriteAudio)(m_hFile, pOut, nOut);
     }
 
     // Noted for the drain, also where nothing was written.
@@ -188,19 +189,20 @@ int PluginMgr::WriteVideoFrame(const MEDIA_FRAME* pFrame)
     if (!m_hFile || !pFrame)
         return 0;
     if (m_bVideoInline)
-        return m_pFormatItem->pfnWriteVideo(m_hFile, pFrame);
+        return SLOT_OF(*m_pFormatItem, pfnWriteVideo)(m_hFile, pFrame);
     if (!m_hVideoEnc)
         return 0;
 
     void* pOut = nullptr;
-    m_pVideoItem->pfnEncode(m_hVideoEnc, pFrame, &pOut, nullptr);
-    return m_pFormatItem->pfnWriteVideo(m_hFile, pOut);
+    if (!SLOT_OF(*m_pVideoItem, pfnEncode).Completes(m_hVideoEnc, pFrame, &pOut, nullptr))
+        return 0;
+    return SLOT_OF(*m_pFormatItem, pfnWriteVideo)(m_hFile, pOut);
 }
 
 // Pushes out what the audio encoder holds with one frame of as much silence as it asks for.
 void PluginMgr::DrainAudio()
 {
-    const int nPending = m_pAudioItem->pfnGetDelay(m_hAudioEnc);
+    const int nPending = SLOT_OF(*m_pAudioItem, pfnGetDelay)(m_hAudioEnc);
     if (nPending <= 0)
         return;
 
@@ -230,23 +232,23 @@ void PluginMgr::Close(FC_CLOSE_CALLBACK pfnCallback, void* pCallbackParam)
         if (m_hAudioEnc && m_pAudioItem->pfnGetAudioExtra) {
             void* pValue1 = nullptr;
             KXDWORD nValue2 = 0;
-            m_pAudioItem->pfnGetAudioExtra(m_hAudioEnc, &pValue1, &nValue2);
+            SLOT_OF(*m_pAudioItem, pfnGetAudioExtra)(m_hAudioEnc, &pValue1, &nValue2);
             if (m_pFormatItem->pfnSetAudioExtra)
-                m_pFormatItem->pfnSetAudioExtra(m_hFile, pValue1, nValue2);
+                SLOT_OF(*m_pFormatItem, pfnSetAudioExtra)(m_hFile, pValue1, nValue2);
         }
         if (m_hVideoEnc && m_pVideoItem->pfnGetVideoExtra) {
             uintptr_t nValue1 = 0, nValue2 = 0, nValue3 = 0, nValue4 = 0;
-            m_pVideoItem->pfnGetVideoExtra(m_hVideoEnc, &nValue1, &nValue2, &nValue3, &nValue4);
+            SLOT_OF(*m_pVideoItem, pfnGetVideoExtra)(m_hVideoEnc, &nValue1, &nValue2, &nValue3, &nValue4);
             if (m_pFormatItem->pfnSetVideoExtra)
-                m_pFormatItem->pfnSetVideoExtra(m_hFile, nValue1, nValue2, nValue3, nValue4);
+                SLOT_OF(*m_pFormatItem, pfnSetVideoExtra)(m_hFile, nValue1, nValue2, nValue3, nValue4);
         }
-        m_pFormatItem->pfnClose(m_hFile, pfnCallback, pCallbackParam);
+        SLOT_OF(*m_pFormatItem, pfnClose)(m_hFile, pfnCallback, pCallbackParam);
     }
 
     if (m_hVideoEnc)
-        m_pVideoItem->pfnDestroy(m_hVideoEnc);
+        SLOT_OF(*m_pVideoItem, pfnDestroy)(m_hVideoEnc);
     if (m_hAudioEnc)
-        m_pAudioItem->pfnDestroy(m_hAudioEnc);
+        SLOT_OF(*m_pAudioItem, pfnDestroy)(m_hAudioEnc);
     m_hFile = nullptr;
     m_hVideoEnc = nullptr;
     m_hAudioEnc = nullptr;

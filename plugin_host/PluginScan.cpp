@@ -1,5 +1,6 @@
 // The catalogue: finds the plug-ins, loads them, and keeps what they offer in a private form with the function slots
 // and a public one without.
+#include "log/CatchAll.h"
 #include "log/Log.h"
 #include "plugin_host/PluginMgr.h"
 #include "text/FourCC.h"
@@ -9,7 +10,9 @@
 #include <cstring>
 #include <dirent.h>
 #include <dlfcn.h>
+#include <memory>
 #include <string>
+#include <sys/stat.h>
 
 std::vector<void*> PluginMgr::m_arModule;
 std::vector<ENCODER_ITEM> PluginMgr::m_arEncoder;
@@ -66,7 +69,11 @@ bool TakeRecords(void* hModule, const char* pszExport, const wchar_t* pszMessage
                  std::vector<Item>& arItem)
 {
     const auto pfnGet = reinterpret_cast<const Item* (*)()>(dlsym(hModule, pszExport));
-    const Item* pItem = pfnGet ? pfnGet() : nullptr;
+    const auto refuse = [=](const char* pszCause) -> const Item* {
+        KXLogEx(L"***The plug-in [%s] has thrown in %s: %s.", pszFile, pszExport, pszCause);
+        return nullptr;
+    };
+    const Item* pItem = pfnGet ? CatchAll(pfnGet, refuse) : nullptr;
     if (!pItem)
         return false;
     bool bFound = false;
@@ -79,25 +86,40 @@ bool TakeRecords(void* hModule, const char* pszExport, const wchar_t* pszMessage
     return bFound;
 }
 
+// Opening a FIFO or a device may wait for ever.
+bool IsIrregular(const char* pszFile)
+{
+    struct stat status = {};
+    return stat(pszFile, &status) == 0 && !S_ISREG(status.st_mode);
+}
+
+using Module = std::unique_ptr<void, int (*)(void*)>;
+
 void LoadPlugin(const char* pszFile)
 {
-    void* hModule = dlopen(pszFile, RTLD_LAZY);
-    if (!hModule) {
+    if (IsIrregular(pszFile)) {
+        KXLogEx(L"***Failed to Load Plugin[%s].", pszFile);
+        KXLogEx(L"%s: not a regular file", pszFile);
+        return;
+    }
+    Module module(dlopen(pszFile, RTLD_LAZY), dlclose);
+    if (!module) {
         const LoaderError error;
         KXLogEx(L"***Failed to Load Plugin[%s].", pszFile);
         KXLog(error.szText);
         return;
     }
     bool bFound =
-        TakeRecords(hModule, "GetEncoders", L"Found Encoder Plugin[%ls][%s].", pszFile, PluginMgr::m_arEncoder);
-    bFound |= TakeRecords(hModule, "GetFileFormats", L"Found File Format Plugin[%ls][%s].", pszFile,
+        TakeRecords(module.get(), "GetEncoders", L"Found Encoder Plugin[%ls][%s].", pszFile, PluginMgr::m_arEncoder);
+    bFound |= TakeRecords(module.get(), "GetFileFormats", L"Found File Format Plugin[%ls][%s].", pszFile,
                           PluginMgr::m_arFileFormat);
     if (bFound) {
-        PluginMgr::m_arModule.push_back(hModule);
+        PluginMgr::m_arModule.push_back(nullptr);
+        PluginMgr::m_arModule.back() = module.release();
         return;
     }
     KXLog(LoaderError().szText);
-    dlclose(hModule);
+    module.reset();
     KXLogEx(L"***Without Plugin Info in [%s]", pszFile);
 }
 
@@ -151,12 +173,8 @@ ENCODER_INFO** MakeArray(const std::vector<ENCODER_INFO*>& arPresent)
 }
 
 // A format without any present encoder is left out; it can still be chosen by its FourCC.
-FILEFORMAT_INFO* MakeFormatTable(const std::vector<FILEFORMAT_ITEM>& arFormat, ENCODER_INFO* pEncoders)
+void FillFormatTable(FILEFORMAT_INFO* pOut, const std::vector<FILEFORMAT_ITEM>& arFormat, ENCODER_INFO* pEncoders)
 {
-    if (arFormat.empty())
-        return nullptr;
-    FILEFORMAT_INFO* pTable = new FILEFORMAT_INFO[arFormat.size() + 1]();
-    FILEFORMAT_INFO* pOut = pTable;
     for (const FILEFORMAT_ITEM& item : arFormat) {
         const auto arAudio = PresentEncoders(item.pAudioModes, pEncoders);
         const auto arVideo = PresentEncoders(item.pVideoModes, pEncoders);
@@ -172,7 +190,18 @@ FILEFORMAT_INFO* MakeFormatTable(const std::vector<FILEFORMAT_ITEM>& arFormat, E
         pOut->ppVideoEncoders = MakeArray(arVideo);
         ++pOut;
     }
-    return pTable;
+}
+
+// Fills the catalogue. What it has when it throws is all in its members.
+void FillCatalogue(DIR* pDir, const char* pszFolder)
+{
+    LoadFolder(pDir, pszFolder);
+    PluginMgr::m_pEncInfo = MakeEncoderTable(PluginMgr::m_arEncoder);
+    const auto& arFormat = PluginMgr::m_arFileFormat;
+    if (arFormat.empty())
+        return;
+    PluginMgr::m_pFileFormatInfo = new FILEFORMAT_INFO[arFormat.size() + 1]();
+    FillFormatTable(PluginMgr::m_pFileFormatInfo, arFormat, PluginMgr::m_pEncInfo);
 }
 
 template <class Item> Item* FindFourCC(std::vector<Item>& arItem, KXDWORD dwFourCC)
@@ -190,16 +219,17 @@ int PluginMgr::InitPlugins()
     UninitPlugins();
 
     char szFolder[kBufferUnits] = {};
-    DIR* pDir = PluginFolder(szFolder) ? opendir(szFolder) : nullptr;
+    const std::unique_ptr<DIR, int (*)(DIR*)> pDir(PluginFolder(szFolder) ? opendir(szFolder) : nullptr, closedir);
     if (!pDir) {
         KXLogEx(L"PluginMgr::InitPlugins() Failed to open the plugin path[%s]\r\n", szFolder);
         return 0;
     }
-    LoadFolder(pDir, szFolder);
-    closedir(pDir);
-
-    m_pEncInfo = MakeEncoderTable(m_arEncoder);
-    m_pFileFormatInfo = MakeFormatTable(m_arFileFormat, m_pEncInfo);
+    try {
+        FillCatalogue(pDir.get(), szFolder);
+    } catch (...) {
+        UninitPlugins(); // half a catalogue doesn't stay
+        throw;
+    }
     KXLog(L"End of InitPlugins()");
     return 1;
 }

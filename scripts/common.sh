@@ -32,6 +32,6 @@ configure() {
 # shellcheck disable=SC2034
 {
     build_packages=(g++ cmake ninja-build pkg-config libavcodec-dev libavfilter-dev libavformat-dev libavutil-dev
-        libswscale-dev libswresample-dev libcli11-dev ffmpeg)
+        libswscale-dev libswresample-dev libcli11-dev nlohmann-json3-dev ffmpeg)
     test_packages=(g++-multilib clang googletest libbenchmark-dev clang-format clang-tidy shellcheck)
 }

@@ -92,14 +92,19 @@ TEST_F(CatalogueTest, NamesAreFourCCsNamesOrTheirBeginnings)
         {"mp4", "mp4v", "aac ", "MP4 MP4V AAC"},
         {"mp4", "MPEG-2", "", "MP4 MP2V AAC"}, // the whole of a name beats its being a beginning
         {"mp4", "mpeg", "",
-         "more than one video encoder of MP4 is called \"mpeg\"; there are: "
-         "H264 (H.264 / AVC), MP4V (MPEG-4 Visual), MP2V (MPEG-2)"},
+         "more than one video encoder of MP4 is called \"mpeg\"; did you mean MP4V or MP2V? "
+         "There are: H264 (H.264 / AVC), MP4V (MPEG-4 Visual), MP2V (MPEG-2)"},
         {"m", "", "", "more than one file format is called \"m\"; there are: MKV (Matroska), MP4, WAV"},
         {"ogg", "", "", "no file format is called \"ogg\"; there are: MKV (Matroska), MP4, WAV"},
         {"mp4", "-", "",
          "no video encoder of MP4 is called \"-\"; there are: "
          "H264 (H.264 / AVC), MP4V (MPEG-4 Visual), MP2V (MPEG-2)"},
-        {"wav", "h264", "", "no video encoder of WAV is called \"h264\"; there are: none"},
+        {"wav", "h264", "", "no video encoder of WAV is called \"h264\", but one of MKV, MP4 is; there are: none"},
+        {"mp4", "x264", "",
+         "no video encoder of MP4 is called \"x264\"; did you mean H264? There are: "
+         "H264 (H.264 / AVC), MP4V (MPEG-4 Visual), MP2V (MPEG-2)"},
+        {"wave", "", "wav", "no audio encoder of WAV is called \"wav\"; did you mean PCM? There are: PCM"},
+        {"mkb", "", "", "no file format is called \"mkb\"; did you mean MKV? There are: MKV (Matroska), MP4, WAV"},
     };
     for (const auto& [format, video, audio, chosen] : cases)
         EXPECT_EQ(Choose({.output = "a.xyz", .format = format, .videoEncoder = video, .audioEncoder = audio}), chosen);

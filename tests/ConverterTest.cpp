@@ -214,12 +214,20 @@ TEST_P(ConverterTest, EveryFormOfARowEqualsThePlainOne)
         Fill(pairs, i % 3);
         std::fill_n(work.end() - kLookahead, kLookahead, short{0});
         Samples made(static_cast<size_t>(nOut)), expected = made;
-        ResampleBlock block = {work.data() + kHistory, n, made.data(), nOut}, plain = block;
+        ResampleBlock block = {work.data() + kHistory, n, nOut, made.data(), 0, nOut}, plain = block;
         plain.out = expected.data();
         rows.mono(block, first);
         ResampleMono(plain, first);
         ASSERT_EQ(made, expected) << n << " to " << nOut;
+        // Pieces are as they are in the whole.
+        Samples piece(made.size());
+        const int cut = nOut / 3;
+        rows.mono({block.work, n, nOut, piece.data(), 0, cut}, 0);
+        rows.mono({block.work, n, nOut, piece.data() + cut, cut, nOut}, cut);
+        ASSERT_TRUE(std::equal(piece.rbegin(), piece.rend() - std::min(first, nOut), expected.rbegin()))
+            << n << " to " << nOut;
         block.nOut = plain.nOut = nOut & ~1;
+        block.end = plain.end = nOut / 2;
         rows.stereo(block, first);
         ResampleStereo(plain, first);
         ASSERT_EQ(made, expected) << n << " to " << nOut;

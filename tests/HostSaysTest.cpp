@@ -144,3 +144,13 @@ TEST_F(HostSaysTest, AnInterruptBeforeTheFirstPictureLeavesNothing)
     EXPECT_TRUE(Said("interrupted")) << m_said;
     EXPECT_FALSE(std::filesystem::exists(Path("b.mkv")));
 }
+
+TEST_F(HostSaysTest, ClosedAndFullDescriptorsAreNoOutput)
+{
+    const std::string job = "encmgr -v encode testcard:seconds=1,size=160x90,audio=none -o ";
+    EXPECT_EQ(Shell(job + "a.y4m && " + job + "b.y4m <&- >&- 2>&- && cmp a.y4m b.y4m"), 0) << m_said;
+    for (const std::string stream : {">&-", ">/dev/full"}) {
+        EXPECT_EQ(Shell("encmgr list " + stream), 6);
+        EXPECT_TRUE(Said("can't write to the standard output")) << m_said;
+    }
+}

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -52,6 +53,19 @@ void ExpectInSync(const DecodedFile& file, size_t count)
         EXPECT_NEAR(flashes[i], static_cast<double>(i + 1), 0.041);
         EXPECT_NEAR(beeps[i], flashes[i], 0.020);
     }
+}
+
+// encmgr, writing Matroska.
+pid_t Start(const std::string& input, const std::string& output, int standardOutput)
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        dup2(standardOutput, STDOUT_FILENO);
+        execl(ENCMGR_PROGRAM, "encmgr", "-q", "encode", input.c_str(), "-yo", output.c_str(), "-fmkv", "--vc=ffv1",
+              nullptr);
+        _exit(127);
+    }
+    return child;
 }
 
 } // namespace
@@ -180,11 +194,12 @@ TEST_F(HostTest, AFailedFileIsTakenAwayUnlessItWasThere)
 {
     std::ofstream(Path("old.y4m")) << "old";
     const std::string encode = "encode testcard:seconds=2,size=320x180 --an -y -o ";
-    EXPECT_EQ(Run(encode + "new.y4m", "ulimit -f 100 &&"), 1) << m_said;
-    EXPECT_FALSE(std::filesystem::exists(Path("new.y4m")));
-    EXPECT_EQ(Run(encode + "old.y4m", "ulimit -f 100 &&"), 1) << m_said;
-    EXPECT_TRUE(std::filesystem::exists(Path("old.y4m")));
-    EXPECT_TRUE(Said("old.y4m has been overwritten and is no good file")) << m_said;
+    for (const std::string name : {"new.y4m", "old.y4m"}) {
+        EXPECT_EQ(Run(encode + name, "ulimit -f 100 &&"), 6) << m_said;
+        EXPECT_TRUE(Said(name + ": the file would become larger than")) << m_said;
+    }
+    EXPECT_EQ(std::filesystem::file_size(Path("old.y4m")), 3u);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(m_folder), {}), 1);
 }
 
 TEST_F(HostTest, ConvertsPictures)
@@ -236,7 +251,12 @@ TEST_F(HostTest, EndsWithTheCodeOfWhatWentWrong)
         {"encode text.txt -o out.mkv", 3, "text.txt"},
         {card + "-o no/such/folder.mkv", 4, "no/such/folder.mkv"},
         {card + "-o there.mkv", 4, "there.mkv"},
-        {card + "-o out.mkv --vc h264 -s 16384x16384", 1, "the video encoder can't be set up"},
+        {card + "-o there.mkv -n", 4, "there.mkv"},
+        {card + "-o out.mkv --vc h264 -s 16384x16384", 7, "--allow-missing-stream"},
+        {card + "-o there.mkv -y --vc h264 -s 16384x16384", 7, "encoder H264"},
+        {card + "-o out.mkv -y --vc h264 -s 16384x16384 --an --allow-missing-stream", 7, "encoder H264"},
+        {card + "-o sound.mkv --vc h264 -s 16384x16384 --allow-missing-stream", 0, "the file gets no video"},
+        {card + "-o out.mkv -r 50 --strict-cfr", 8, "1 repeated, 0 dropped"},
         {"--plugins . list", 5, "PlugIns"},
     };
     for (const auto& [arguments, code, says] : cases) {
@@ -245,25 +265,49 @@ TEST_F(HostTest, EndsWithTheCodeOfWhatWentWrong)
         EXPECT_FALSE(std::filesystem::exists(Path("out.mkv"))) << arguments;
     }
     EXPECT_EQ(std::filesystem::file_size(Path("there.mkv")), 4u);
-    EXPECT_EQ(Run("encode testcard:seconds=30 -o /dev/full -f y4m -y"), 1) << m_said;
+    EXPECT_EQ(Run("encode testcard:seconds=30 -o /dev/full -f y4m -y"), 6) << m_said;
 }
 
+// The old file stays until the new one is finished.
 TEST_F(HostTest, AnInterruptedFileIsFinished)
 {
-    const std::string output = Path("cut.mkv");
-    const pid_t child = fork();
-    if (child == 0) {
-        execl(ENCMGR_PROGRAM, "encmgr", "-q", "encode", "testcard:seconds=36000,size=160x90", "-o", output.c_str(),
-              "--vc", "ffv1", nullptr);
-        _exit(127);
-    }
-    std::error_code missing;
-    for (int i = 0; i < 600 && !(std::filesystem::file_size(output, missing) > 200000 && !missing); ++i)
+    std::ofstream(Path("cut.mkv")) << "old";
+    const pid_t child = Start("testcard:seconds=36000,size=160x90", Path("cut.mkv"), STDOUT_FILENO);
+    const auto isUnderWay = [this] {
+        for (const auto& entry : std::filesystem::directory_iterator(m_folder))
+            if (entry.path().filename().string().starts_with("cut.part-") && entry.file_size() > 200000)
+                return true;
+        return false;
+    };
+    for (int i = 0; i < 600 && !isUnderWay(); ++i)
         usleep(50000);
+    EXPECT_EQ(std::filesystem::file_size(Path("cut.mkv")), 3u);
     kill(child, SIGINT);
     int status = 0;
     ASSERT_EQ(waitpid(child, &status, 0), child);
     EXPECT_TRUE(WIFEXITED(status)) << status;
     EXPECT_EQ(WEXITSTATUS(status), 130);
-    EXPECT_GT(ReadMedia(output).pictures.size(), 5u);
+    EXPECT_GT(ReadMedia(Path("cut.mkv")).pictures.size(), 5u);
+}
+
+TEST_F(HostTest, ASecondSignalEndsItAtAnyTime)
+{
+    int ends[2] = {};
+    ASSERT_EQ(pipe(ends), 0);
+    const pid_t child = Start("testcard:seconds=36000,size=160x90", "-", ends[1]);
+    int waiting = 0, before = -1; // bytes that nobody reads
+    for (int i = 0; i < 600 && (waiting == 0 || waiting != before); ++i) {
+        before = waiting;
+        usleep(200000);
+        ioctl(ends[0], FIONREAD, &waiting);
+    }
+    kill(child, SIGINT);
+    kill(child, SIGINT); // the same wish, as timeout(1) says it
+    usleep(200000);
+    int status = 0;
+    EXPECT_EQ(waitpid(child, &status, WNOHANG), 0) << "it would finish what it writes";
+    kill(child, SIGTERM);
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM) << status;
+    close(ends[0]), close(ends[1]);
 }

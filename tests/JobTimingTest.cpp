@@ -4,6 +4,7 @@
 #include "tests/HostHarness.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <gtest/gtest.h>
 #include <numeric>
@@ -47,6 +48,8 @@ public:
     Blocks blocks;
     std::vector<int16_t> samples;
     bool refuses = false;
+    int WriteError() const override { return isDiskFull && shown.size() >= 10 ? ENOSPC : 0; }
+    bool isDiskFull = false;
 
 private:
     AVRational m_rate;
@@ -66,11 +69,20 @@ struct Result {
     Nanoseconds position;
     bool isRefused;
     bool wroteAudio;
+    std::string brokenLimit;
+};
+
+// What a job is like, beside its rates.
+struct Setting {
+    std::optional<int64_t> pictures;
+    bool refuses = false;
+    bool isDiskFull = false;
+    Nanoseconds longestGap = 10 * kSecond;
+    bool isStrict = false;
 };
 
 // sourceRate 0: no pictures.
-Result RunJob(std::vector<Item> items, AVRational sourceRate, AVRational rate, std::optional<int64_t> pictures = {},
-              bool refuses = false)
+Result RunJob(std::vector<Item> items, AVRational sourceRate, AVRational rate, const Setting& setting = {})
 {
     JobPlan plan;
     plan.hasVideo = sourceRate.num > 0;
@@ -79,7 +91,9 @@ Result RunJob(std::vector<Item> items, AVRational sourceRate, AVRational rate, s
     plan.frameRate = rate;
     plan.videoInfo.framerate = plan.hasVideo ? av_q2d(sourceRate) : 0.0;
     plan.audioInfo = {1000, 1, 16};
-    plan.pictures = pictures;
+    plan.pictures = setting.pictures;
+    plan.longestGap = setting.longestGap;
+    plan.isStrict = setting.isStrict;
 
     Messages messages;
     messages.SetVolume(Volume::kQuiet);
@@ -88,10 +102,12 @@ Result RunJob(std::vector<Item> items, AVRational sourceRate, AVRational rate, s
     ScriptedSource source(std::move(items));
     TimeMerge merge(plan.hasVideo ? &source : nullptr, plan.hasAudio ? &source : nullptr);
     RecordingWriter writer(rate);
-    writer.refuses = refuses;
+    writer.refuses = setting.refuses;
+    writer.isDiskFull = setting.isDiskFull;
     Job job(plan, merge, writer, progress);
     job.Run();
-    return {std::move(writer), job.GetCounts(), job.Position(), job.IsRefused(), job.WroteAudio()};
+    const bool isRefused = job.IsRefused(); // by the writer, too
+    return {std::move(writer), job.GetCounts(), job.Position(), isRefused, job.WroteAudio(), job.BrokenLimit()};
 }
 
 std::vector<Item> Steady(double rate, int pictures, double startMs = 0.0)
@@ -245,13 +261,66 @@ TEST(JobEnd, ComesAfterSoManyPicturesAndTheirAudio)
             items.insert(items.begin() + i * 25 + i, Block(i * kSecond, 1000));
         return items;
     };
-    const Result cut = RunJob(source(), {25, 1}, {25, 1}, 40);
+    const Result cut = RunJob(source(), {25, 1}, {25, 1}, {40});
     EXPECT_EQ(cut.writer.shown, Counting(40));
     EXPECT_EQ(cut.writer.samples.size(), 1600u);
-    EXPECT_EQ(RunJob(source(), {25, 1}, {50, 1}, 40).writer.samples.size(), 800u);
+    EXPECT_EQ(RunJob(source(), {25, 1}, {50, 1}, {40}).writer.samples.size(), 800u);
     // A single picture that stands until the end; one that comes far too late.
-    EXPECT_EQ(RunJob({Numbered(0, 0), Numbered(1, 60 * kSecond)}, {25, 1}, {25, 1}, 30).writer.shown,
+    EXPECT_EQ(RunJob({Numbered(0, 0), Numbered(1, 60 * kSecond)}, {25, 1}, {25, 1}, {30}).writer.shown,
               std::vector<int>(30, 0));
+}
+
+// ---- limits ----
+
+TEST(JobLimits, EndItWithTheReason)
+{
+    const auto gap = [](Nanoseconds behind) {
+        std::vector<Item> items = Steady(25, 3);
+        items.push_back(Numbered(3, items.back().time + 40 * kMs + behind, 40 * kMs));
+        return items;
+    };
+    const Setting strict = {.isStrict = true};
+    const struct {
+        const char* what;
+        std::vector<Item> items;
+        AVRational from, to;
+        Setting setting;
+        std::string brokenLimit;
+    } cases[] = {
+        {"just as long", gap(10 * kSecond), {25, 1}, {25, 1}, {}, ""},
+        {"longer", gap(10'040 * kMs), {25, 1}, {25, 1}, {}, "no picture for 10.0 s from 0.120 s on; --max-gap 11"},
+        {"allowed", gap(11 * kSecond), {25, 1}, {50, 1}, {.longestGap = 11 * kSecond}, ""},
+        {"behind the end", gap(60 * kSecond), {25, 1}, {25, 1}, {.pictures = 30}, ""},
+        {"a slow source", Steady(1.0 / 20, 3), {1, 20}, {25, 1}, {}, ""},
+        {"its first",
+         {Block(0, 500), Numbered(0, 11 * kSecond), Numbered(1, 11'040 * kMs)},
+         {25, 1},
+         {25, 1},
+         {},
+         "no picture for 11.0 s from 0.0"},
+        {"none repeated", Steady(25, 300), {25, 1}, {25, 1}, strict, ""},
+        {"one repeated", gap(40 * kMs), {25, 1}, {25, 1}, strict, "constant rate: by 0.120 s, 1 repeated, 0 dropped"},
+        {"one dropped", Steady(25, 300), {25, 1}, {24, 1}, strict, "0 repeated, 1 dropped"},
+    };
+    for (const auto& [what, items, from, to, setting, brokenLimit] : cases) {
+        const Result result = RunJob(items, from, to, setting);
+        EXPECT_NE(result.brokenLimit.find(brokenLimit), std::string::npos) << what << ": " << result.brokenLimit;
+        EXPECT_EQ(result.brokenLimit.empty(), brokenLimit.empty()) << what << ": " << result.brokenLimit;
+        EXPECT_LE(result.writer.shown.size(), brokenLimit.empty() ? 2000u : 40u) << what;
+    }
+}
+
+TEST(JobStreams, OneThatIsLostIsLeftOut)
+{
+    ScriptedSource source({Numbered(0, 0), Block(0, 500), Numbered(1, 40 * kMs), Block(500 * kMs, 500)});
+    TimeMerge merge(nullptr, &source);
+    EXPECT_FALSE(merge.FirstPicture());
+    for (const Nanoseconds time : {Nanoseconds{0}, 500 * kMs}) {
+        const Item item = merge.Next();
+        EXPECT_EQ(item.kind, Item::Kind::kAudio);
+        EXPECT_EQ(item.time, time);
+    }
+    EXPECT_EQ(merge.Next().kind, Item::Kind::kEnd);
 }
 
 // ---- audio ----
@@ -271,13 +340,16 @@ TEST(JobAudio, GoesInShortBlocksWithTheirTimes)
 
 TEST(JobRefusal, EndsAJobThatNothingIsWrittenOf)
 {
-    const Result result = RunJob(Steady(25, 5000), {25, 1}, {25, 1}, {}, true);
+    const Result result = RunJob(Steady(25, 5000), {25, 1}, {25, 1}, {.refuses = true});
     EXPECT_TRUE(result.isRefused);
     EXPECT_EQ(result.counts.pictures, 0);
     std::vector<Item> blocks(600, Block(0, 10));
-    const Result audio = RunJob(std::move(blocks), {0, 1}, {25, 1}, {}, true);
+    const Result audio = RunJob(std::move(blocks), {0, 1}, {25, 1}, {.refuses = true});
     EXPECT_TRUE(audio.isRefused);
     EXPECT_FALSE(audio.wroteAudio);
+    const Result full = RunJob(Steady(25, 5000), {25, 1}, {25, 1}, {.isDiskFull = true});
+    EXPECT_TRUE(full.isRefused);
+    EXPECT_EQ(full.counts.pictures, 10) << "a full disk ends it at once";
 }
 
 } // namespace

@@ -340,7 +340,9 @@ TEST_F(MediaFileTest, PacesPictures)
         {paced, 25, 25, 0, {-200000, -600001}, {1, 0}}, // toward zero below 0 too
         {paced, 0, 0, 0, {second, 2 * second}, {1, 0}},
         {paced, nan, nan, 0, {second, 2 * second}, {1, 0}},
-        {paced, 25, 25, INT32_MAX - 2, {INT64_MAX, INT64_MAX, INT64_MIN}, {3, 1, 0}},
+        {paced, 25, 25, 0, {INT64_MAX, 864000 * second / 10, INT64_MIN}, {0, 2160001, 0}},
+        {paced, 1, 1, 0, {INT32_MAX * second}, {0}}, // 2^31 copies
+        {paced, 1, 1, INT32_MAX - 2, {(INT32_MAX + 1LL) * second, INT32_MAX * second, INT32_MAX * second}, {0, 3, 1}},
         {unpaced, 15, 30, 0, {0, 333333, 666667, 1000000, 1333333, 1666667, 2000000}, {1, 0, 1, 0, 1, 0, 1}},
         {unpaced, 25, 25, 0, {0, 400000, 799999, 1200000}, {1, 1, 0, 1}},
         {unpaced, 25.0011, 25, 0, {0, 0, 5}, {1, 1, 1}},
@@ -361,12 +363,13 @@ TEST_F(MediaFileTest, PacesPictures)
         Rates(target, source);
         MediaFile& file = Open();
         int64_t framesOut = file.m_nFramesOut = before, last = -1;
+        m_picture = nullptr;
         for (size_t i = 0; i < times.size(); ++i) {
             SCOPED_TRACE(testing::Message() << target << " from " << source << " at " << times[i]);
             const int64_t stamp = format == paced ? 100 + times[i] / 2 : times[i];
             EXPECT_EQ(Show(format == unpaced ? 50 * second : times[i], stamp), 3 * copies[i]);
             EXPECT_EQ(file.m_llLastVideoTime, copies[i] ? last = stamp : last);
-            EXPECT_EQ(m_picture == &file.m_OutFrame, format != copied);
+            EXPECT_EQ(!m_picture || m_picture == &file.m_OutFrame, format != copied);
             EXPECT_EQ(file.m_nFramesOut, framesOut = std::min<int64_t>(framesOut + copies[i], INT32_MAX));
         }
         EXPECT_EQ(file.WriteVideoFrame(nullptr) + file._WriteVideoFrame(nullptr), 0);
@@ -428,16 +431,32 @@ TEST_F(MediaFileTest, HoldsBlocksToTheClock)
     }
 }
 
+TEST_F(MediaFileTest, FillsADayButNothingThatNoClockMakes)
+{
+    Open();
+    m_quiet = true;
+    const int64_t day = 86400;
+    for (const int64_t hostile : {INT64_MAX, 90000 * second})
+        EXPECT_EQ(Write({1, 2}, hostile) + m_writes, 0);
+    EXPECT_GT(Write({1, 2}, day * second), 0);
+    EXPECT_EQ(m_file->m_llAudioBytes, day * 192000 + 4);
+    EXPECT_EQ(Write({1, 2}, INT64_MIN), 0);
+}
+
 TEST_F(MediaFileTest, WritesWithoutAPlanAndCountsWhatTheJobIgnores)
 {
     Open(&m_videoInfo, nullptr);
     EXPECT_EQ(Write({1, 2}, second) + Write({1, 2, 3, 4, 5, 6}, -400), 2);
     EXPECT_EQ(m_trace, L"1x4@10000000/0+5 1x4@16/416+5 ");
-    for (const auto& [rate, channels, bits] : {std::tuple{0, 2, 16}, {48000, -2, 16}, {48000, 2, 7}, {1, 1, 0}}) {
+    for (const auto& [rate, channels, bits] : {std::tuple{0, 2, 16}, {48000, -2, 16}, {1, 1, 7}, {1, 1, 0}}) {
         Sound({48000, 2, 16}, {rate, channels, bits});
         Open(&m_videoInfo, nullptr); // no length in time
         EXPECT_EQ(Write({1, 2}, second) + static_cast<int>(m_file->m_llAudioBytes), 0);
     }
+    Sound({48000, 2, 16}, {48000, 2, 4}); // half a byte a sample
+    Open(&m_videoInfo, nullptr);
+    EXPECT_EQ(Write({1, 2}, 0) + Write({3, 4}, -210) + Write({5, 6}, 833), 2);
+    EXPECT_EQ(m_trace, L"1x4@0/0+5 [Throw away Audio Data [0.000 sec] before 0.00 sec.] 1x4@833/0+5 ");
     Pictures(64, 48, 0, 0, 32, 24, 0);
     Sound({48000, 2, 8}, {48000, 2, 16});
     m_param.bAudioDisabled = m_param.bVideoDisabled = 1;
@@ -490,14 +509,22 @@ TEST_F(MediaFileTest, SlicesABlockThatOverfillsTheBuffer)
     EXPECT_EQ(m_trace, L"1x524276@10000000/7+5 1x524280@37306122/27306129+5 1x524276@64612245/54612252+5 "
                        L"1x168664@91918367/81918374+5 ");
 
-    // One sample block alone can overfill it.
-    Sound({1, 1, 16}, {384000, 1, 16});
-    Open();
-    m_samples.clear();
-    m_trace.clear();
-    EXPECT_EQ(Write(Samples(2), 0, 7), 4);
-    EXPECT_NEAR(static_cast<double>(m_samples.size()), 768000, 200000); // as the balance left by the first job wants
-    EXPECT_NE(m_trace.find(L"@6826667/"), std::wstring::npos) << testing::PrintToString(m_trace);
+    // One sample block alone can overfill it. It goes in pieces too, which join, and takes no more memory for that.
+    for (const int channels : {1, 2}) {
+        CAudioConverter::Spare() = 0;
+        Sound({1, 1, 16}, {400001, channels, 16});
+        Open();
+        allocations = 0;
+        EXPECT_EQ(Write({4000, 8000}, 0, 7), channels == 1 ? 4 : 8);
+        EXPECT_LT(allocations, 100u); // of the trace
+        EXPECT_EQ(m_file->m_pAudioConverter->GetFreeSize(), kResampleBufSamples);
+        EXPECT_EQ(m_samples.size(), static_cast<size_t>(channels) * 800002);
+        EXPECT_TRUE(std::is_sorted(m_samples.begin(), m_samples.end())) << channels;
+        EXPECT_EQ(m_samples[400000U * static_cast<size_t>(channels)], 4000);
+        EXPECT_EQ(m_samples.back(), 8000);
+        EXPECT_EQ(
+            m_trace.find(channels == 1 ? L"1x524288@0/7+5 1x275714@6553584/" : L"1x524288@0/7+5 1x524288@3276792/"), 0);
+    }
 }
 
 // An unsteady camera at 29.97 Hz, and a sound card that loses a block now and then.

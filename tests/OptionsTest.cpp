@@ -144,7 +144,12 @@ TEST(Options, ARefusalNamesWhatIsWrong)
         const char* says;
     } cases[] = {
         {"", "list, encode, convert"},
-        {"nonsense", "nonsense"},
+        {"nonsense", "nonsense; --help"},
+        {"enocde in -o out", "did you mean encode?"},
+        {encode + "--sise 3x3", "did you mean --size?"},
+        {encode + "--fit corp", "16:9, 4:3 and crop; did you mean crop?"},
+        {encode + "-n -y", "--overwrite excludes --no-overwrite"},
+        {encode + "--max-gap 0", "--max-gap: \"0\" isn't a number of seconds from 0.1"},
         {"encode", "INPUT"},
         {"encode in", "--output"},
         {"list -q -v", "--quiet excludes --verbose"},

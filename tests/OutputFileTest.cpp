@@ -2,10 +2,12 @@
 #include "host/job/OutputFile.h"
 #include "host/base/ExitCode.h"
 #include "host/base/Messages.h"
+#include "host/base/Suggestion.h"
 #include "host/base/Text.h"
 #include "log/Log.h"
 
 #include <cmath>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -83,25 +85,65 @@ TEST_F(OutputFileTest, IsRefusedWhereSomethingWouldBeLost)
     EXPECT_EQ(Refusal(Path("latin-\xE4"), "", false), kExitOutput);
 }
 
-TEST_F(OutputFileTest, ANewFileGoesAfterAFailureAndAnOldOneIsAsItWas)
+TEST_F(OutputFileTest, TheOldFileStaysUntilTheNewOneIsGood)
 {
-    OutputFile fresh(Path("new")), old(Filled("old")), written(Filled("written"));
-    for (OutputFile* output : {&fresh, &old, &written}) {
-        output->CheckWritable({}, true, false);
-        output->Create();
+    fs::create_symlink("target.y4m", Path("link.y4m"));
+    fs::create_symlink("nowhere.y4m", Path("dangling.y4m"));
+    chmod(Filled("target.y4m").c_str(), 0640);
+    const std::string longest = std::string(250, 'x') + "ö.y"; // a temporary name is cut
+    for (const std::string name : {"new.y4m", "link.y4m", "dangling.y4m", "100%.y4m", "none", longest.c_str()}) {
+        SCOPED_TRACE(name);
+        const auto size = [&] { return fs::exists(Path(name)) ? fs::file_size(Path(name)) : 0; };
+        const auto before = size();
+        for (const bool isGood : {false, true}) {
+            OutputFile output(Path(name));
+            output.CheckWritable({}, true, false);
+            output.Create();
+            EXPECT_NE(output.WritePath(), Path(name));
+            EXPECT_TRUE(output.WritePath().ends_with(".y4m") || !name.ends_with(".y4m"));
+            std::ofstream(output.WritePath()) << "something new";
+            EXPECT_EQ(size(), before);
+            EXPECT_EQ(output.Size(), 13u);
+            if (isGood)
+                output.Publish();
+            EXPECT_TRUE(output.Discard());
+            EXPECT_EQ(size(), isGood ? 13 : before);
+        }
     }
-    EXPECT_TRUE(fs::exists(Path("new")));
-    EXPECT_EQ(old.Size(), 4u) << "to try it doesn't empty it";
-    std::ofstream(Path("written")) << "something else";
-    EXPECT_TRUE(fresh.RemoveIfNew());
-    EXPECT_FALSE(fs::exists(Path("new")));
-    EXPECT_TRUE(old.RemoveIfNew());
-    EXPECT_EQ(old.Size(), 4u);
-    EXPECT_FALSE(written.RemoveIfNew());
-    EXPECT_EQ(written.Size(), 14u);
+    EXPECT_TRUE(fs::is_symlink(Path("link.y4m")) && fs::is_symlink(Path("dangling.y4m")));
+    EXPECT_EQ(fs::status(Path("target.y4m")).permissions(), fs::perms(0640));
+    const auto files = std::distance(fs::directory_iterator(m_folder), {});
+    OutputFile(Path("gone.y4m")).Create(); // its end takes it away
+    EXPECT_EQ(std::distance(fs::directory_iterator(m_folder), {}), files);
 }
 
-TEST_F(OutputFileTest, CreationFailsForPlainFilesAlone)
+TEST_F(OutputFileTest, OnlyWhatWasWrittenIsGood)
+{
+    const auto refusal = [this](const std::string& name, bool overwrite, const auto& spoil) {
+        OutputFile output(Path(name));
+        output.CheckWritable({}, overwrite, false);
+        output.Create();
+        std::ofstream(output.WritePath()) << "something new";
+        spoil(output.WritePath());
+        try {
+            output.Publish();
+        } catch (const HostError& error) {
+            return std::to_string(error.Code()) + " " + error.what();
+        }
+        return std::string();
+    };
+    EXPECT_EQ(refusal("a", true, [](const auto&) {}), "");
+    EXPECT_NE(refusal("a", true, [](const auto& path) { fs::resize_file(path, 0); }).find("is empty"),
+              std::string::npos);
+    EXPECT_NE(refusal("a", true, [](const auto& path) { fs::remove(path); }).find("is gone"), std::string::npos);
+    const std::string late = refusal("b", false, [this](const auto&) { Filled("b"); });
+    EXPECT_TRUE(late.starts_with("4 ") && late.find("it exists by now; the finished file is") != std::string::npos)
+        << late;
+    EXPECT_EQ(fs::file_size(late.substr(late.rfind(' ') + 1)), 13u);
+    EXPECT_EQ(fs::file_size(Path("b")), 4u);
+}
+
+TEST_F(OutputFileTest, OthersAreWrittenDirectly)
 {
     try {
         OutputFile(Path("none/new")).Create();
@@ -110,11 +152,25 @@ TEST_F(OutputFileTest, CreationFailsForPlainFilesAlone)
         EXPECT_EQ(error.Code(), kExitOutput);
     }
     ASSERT_EQ(mkfifo(Path("pipe").c_str(), 0600), 0);
-    OutputFile pipe(Path("pipe")); // nobody reads: to open it would wait for ever
-    pipe.CheckWritable({}, false, false);
-    pipe.Create();
-    EXPECT_FALSE(pipe.IsPlainFile());
-    EXPECT_FALSE(fs::exists(Path("new")));
+    for (const std::string name : {"pipe", "picture-%03d.png"}) { // nobody reads: to open it would wait for ever
+        OutputFile output(Path(name));
+        output.CheckWritable({}, false, false);
+        output.Create();
+        EXPECT_FALSE(output.IsPlainFile());
+        EXPECT_EQ(output.WritePath(), Path(name));
+        EXPECT_NO_THROW(output.Publish());
+    }
+    EXPECT_FALSE(fs::exists(Path("picture-%03d.png")));
+    // A descriptor of the program's own leads to a file that others hold open.
+    const int file = open(Filled("held").c_str(), O_RDWR);
+    OutputFile held("/proc/self/fd/" + std::to_string(file));
+    held.CheckWritable({}, true, false);
+    held.Create();
+    EXPECT_TRUE(held.Discard()) << "to try it doesn't write to it";
+    EXPECT_EQ(held.Size(), 4u);
+    ASSERT_EQ(write(file, "overwritten", 11), 11);
+    EXPECT_NO_THROW(held.Publish());
+    close(file);
 }
 
 TEST(Messages, RememberTheLogsInCleanLines)
@@ -138,6 +194,29 @@ TEST(Messages, RememberTheLogsInCleanLines)
     messages.TakeMediaText(false, "a warning\n");
     EXPECT_EQ(messages.TakeMediaError(), "[mp3] in two pieces");
     EXPECT_EQ(messages.TakeMediaError(), "") << "told once";
+}
+
+TEST(ExitCode, TellsTheProgramsFaultsFromOthers)
+{
+    EXPECT_EQ(ExitOf(HostError(kExitInput, "why")).code, kExitInput);
+    EXPECT_EQ(ExitOf(std::bad_alloc()).code, kExitInternal);
+    EXPECT_EQ(ExitOf(std::logic_error("why")).text, "internal error: why");
+}
+
+TEST(Suggestion, IsTheNearestWord)
+{
+    const std::vector<Known> known = {{"bilinear", "B"}, {"near", "N"}, {"h265", "HEVC"}, {"h266", "VVC"}, {"y", "Y"}};
+    for (const auto& [word, suggestion] : {std::pair{"bilienar", "did you mean B?"},
+                                           {"blinear", "did you mean B?"},
+                                           {"NAER", "did you mean N?"},
+                                           {"H.265", "did you mean HEVC?"},
+                                           {"h267", "did you mean HEVC or VVC?"},
+                                           {"linear", "did you mean B or N?"},
+                                           {"x", ""},
+                                           {"", ""},
+                                           {"nothing", ""}})
+        EXPECT_EQ(DidYouMean(word, known), suggestion) << word;
+    EXPECT_EQ(DidYouMean(std::string(100000, 'x'), {{std::string(100000, 'y'), "Y"}}), "");
 }
 
 TEST(Text, IsWhatPeopleWrite)

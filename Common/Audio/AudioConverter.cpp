@@ -6,19 +6,21 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <memory>
 
 namespace
 {
 
 constexpr int kDefaultCapacity = 0x40000;
 
-// A balance left by an earlier job can ask for more or fewer samples than there are: the last sample block is
-// repeated, or the end cut off.
-void CopySamples(const int16_t* work, int n, int16_t* out, int nOut, int nBlock)
+// Positions from first on. A balance left by an earlier job can ask for more or fewer samples than there are: the last
+// sample block is repeated, or the end cut off.
+void CopySamples(const int16_t* work, int n, int16_t* out, int first, int count, int block)
 {
-    std::copy_n(work, std::min(n, nOut), out);
-    for (int i = n; i < nOut; ++i)
-        out[i] = work[n - nBlock + (i - n) % nBlock];
+    const int copied = std::clamp(n - first, 0, count);
+    std::copy_n(work + std::min(n, first), copied, out);
+    for (int i = copied; i < count; ++i)
+        out[i] = work[n - block + (first + i - n) % block];
 }
 
 } // namespace
@@ -27,8 +29,9 @@ CAudioConverter::CAudioConverter(int nSrcChannels, int nDstChannels, int nSrcRat
     : m_nCapacity(nCapacity > 0 ? nCapacity : kDefaultCapacity), m_nSrcChannels(nSrcChannels),
       m_nDstChannels(nDstChannels), m_nSrcRate(nSrcRate), m_nDstRate(nDstRate)
 {
-    m_pOutput = new int16_t[static_cast<size_t>(m_nCapacity)]();
+    auto output = std::make_unique<int16_t[]>(static_cast<size_t>(m_nCapacity));
     m_pWork = new int16_t[static_cast<size_t>(m_nCapacity)]();
+    m_pOutput = output.release();
 }
 
 CAudioConverter::~CAudioConverter()
@@ -67,27 +70,50 @@ int CAudioConverter::ConvertData(const short* pSamples, int nSamples)
 {
     if ((!pSamples && nSamples > 0) || nSamples < 0 || m_nSrcRate <= 0 || m_nDstRate <= 0)
         return 0;
-    const int64_t nWork = SamplesAfterChannels(nSamples);
-    const int nOut = OutputCount(nWork);
-    if (!Reserve(int64_t{m_nValid} + nOut, kHistory + nWork + kLookahead))
+    if (!Reserve(int64_t{m_nValid} + CountOf(nSamples), 0))
         return 0;
-    const int n = static_cast<int>(nWork);
-    FillWork(pSamples, n);
-
-    const int16_t* work = m_pWork + kHistory;
-    int16_t* out = m_pOutput + m_nValid;
-    if (m_nSrcRate == m_nDstRate)
-        CopySamples(work, n, out, nOut, m_nDstChannels == 1 ? 1 : 2);
-    else if (m_nDstChannels == 1)
-        ResampleRows().mono({work, n, out, nOut}, 0);
-    else
-        ResampleRows().stereo({work, n, out, nOut}, 0);
-
-    const double dRatio = static_cast<double>(m_nSrcRate) / m_nDstRate;
-    Spare().store(Spare().load(std::memory_order_relaxed) + (n - dRatio * nOut), std::memory_order_relaxed);
-    m_pWork[0] = work[n - 2];
-    m_pWork[1] = work[n - 1];
+    const int nOut = Begin(pSamples, nSamples);
+    Make(m_pOutput + m_nValid, 0, nOut);
+    End();
     return nOut;
+}
+
+int CAudioConverter::CountOf(int nSamples) const
+{
+    return OutputCount(SamplesAfterChannels(nSamples));
+}
+
+int CAudioConverter::Begin(const short* pSamples, int nSamples)
+{
+    const int64_t nWork = SamplesAfterChannels(nSamples);
+    m_nBlock = m_nBlockOut = 0;
+    if (!Reserve(0, kHistory + nWork + kLookahead))
+        return 0;
+    m_nBlock = static_cast<int>(nWork);
+    m_nBlockOut = OutputCount(nWork);
+    FillWork(pSamples, m_nBlock);
+    return m_nBlockOut;
+}
+
+void CAudioConverter::Make(short* pOut, int nFirst, int nCount) const
+{
+    const int16_t* work = m_pWork + kHistory;
+    if (m_nSrcRate == m_nDstRate)
+        CopySamples(work, m_nBlock, pOut, nFirst, nCount, m_nDstChannels == 1 ? 1 : 2);
+    else if (m_nDstChannels == 1)
+        ResampleRows().mono({work, m_nBlock, m_nBlockOut, pOut, nFirst, nFirst + nCount}, nFirst);
+    else
+        ResampleRows().stereo({work, m_nBlock, m_nBlockOut, pOut, nFirst / 2, (nFirst + nCount) / 2}, nFirst / 2);
+}
+
+void CAudioConverter::End()
+{
+    const double dRatio = static_cast<double>(m_nSrcRate) / m_nDstRate;
+    Spare().store(Spare().load(std::memory_order_relaxed) + (m_nBlock - dRatio * m_nBlockOut),
+                  std::memory_order_relaxed);
+    const int16_t* work = m_pWork + kHistory;
+    m_pWork[0] = work[m_nBlock - 2];
+    m_pWork[1] = work[m_nBlock - 1];
 }
 
 int CAudioConverter::Get(short* pOut, int nMax)

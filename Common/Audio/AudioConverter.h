@@ -41,6 +41,16 @@ public:
     // The longest block of whole sample blocks, one at least, that converts to no more than nMaxOut samples as the
     // balance stands now.
     ENCMGR_LOCAL int LongestBlock(int nMaxOut) const;
+
+    // Converts a block piece by piece, where all of it at once would take too much memory: Begin takes the block and
+    // returns how many samples it gives, Make hands out nCount of them from the nFirst-th on (both even for stereo),
+    // and End follows the last piece. The waiting samples are left alone. REQUIRES: no other block in between.
+    ENCMGR_LOCAL int Begin(const short* pSamples, int nSamples);
+    ENCMGR_LOCAL void Make(short* pOut, int nFirst, int nCount) const;
+    ENCMGR_LOCAL void End();
+    // How many samples Begin would return.
+    ENCMGR_LOCAL int CountOf(int nSamples) const;
+
     ENCMGR_LOCAL int SourceRate() const { return m_nSrcRate; }
     ENCMGR_LOCAL int SourceChannels() const { return m_nSrcChannels; }
 
@@ -60,6 +70,8 @@ private:
     int16_t* m_pWork;   // one block from index 2 on, after the two samples of history
     int32_t m_nCapacity;
     int32_t m_nValid = 0;
+    int32_t m_nBlock = 0;    // samples of the block in work, after the channel step
+    int32_t m_nBlockOut = 0; // and what it gives
     int32_t m_nSrcChannels;
     int32_t m_nDstChannels;
     int32_t m_nSrcRate;

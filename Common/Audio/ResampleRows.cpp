@@ -12,33 +12,31 @@ static_assert(FLT_EVAL_METHOD == 0);
 
 void ResampleMono(const ResampleBlock& block, int first)
 {
-    for (int i = first; i < block.nOut; ++i) {
+    for (int i = first; i < block.end; ++i) {
         const double pos = (i + 1.0) * block.n / block.nOut - 1.0;
         const int idx = static_cast<int>(pos + 1.0) - 1;
         const int a = block.work[idx];
         const int b = block.work[idx + 1];
         const int value = a + static_cast<int>((b - a) * (pos - idx));
-        block.out[i] = static_cast<int16_t>(std::clamp(value, -32767, 32767));
+        block.out[i - block.begin] = static_cast<int16_t>(std::clamp(value, -32767, 32767));
     }
 }
 
 // Nothing is clipped: the mix of two samples fits.
 void ResampleStereo(const ResampleBlock& block, int first)
 {
-    for (int i = first; i < block.nOut / 2; ++i) {
+    for (int i = first; i < block.end; ++i) {
         const double pos = (i + 1.0) * block.n / block.nOut - 1.0;
         const int idx = static_cast<int>(pos + 1.0) - 1;
         const double frac = pos - idx;
         for (int c = 0; c < 2; ++c) {
             const int a = block.work[2 * idx + c];
             const int b = block.work[2 * idx + 2 + c];
-            block.out[2 * i + c] = static_cast<int16_t>(a + static_cast<int>((b - a) * frac));
+            block.out[2 * (i - block.begin) + c] = static_cast<int16_t>(a + static_cast<int>((b - a) * frac));
         }
     }
-    if (block.nOut >= 2 && block.n >= 2) {
-        block.out[block.nOut - 2] = block.work[block.n - 2];
-        block.out[block.nOut - 1] = block.work[block.n - 1];
-    }
+    if (block.end > block.begin && block.end == block.nOut / 2 && block.n >= 2)
+        std::copy_n(block.work + block.n - 2, 2, block.out + 2 * (block.end - 1 - block.begin));
 }
 
 void MonoToStereo(const int16_t* src, int16_t* dst, int count)

@@ -12,15 +12,19 @@ constexpr int kLookahead = 2; // samples after a block that may be read; their w
 // (i + 1) * n / nOut - 1 positions into the block, the last one exactly on its last position: a correction by the
 // balance stretches the block. Position -1 is the history. In stereo a position is a pair, while n and nOut count
 // samples all the same.
+//
+// Of the output's positions, those from begin to before end are made, and out is where the one at begin goes.
 struct ResampleBlock {
     const int16_t* work;
     int n;
-    int16_t* out;
     int nOut;
+    int16_t* out;
+    int begin;
+    int end;
 };
 
 struct ResampleTable {
-    // Output positions from first on. Mono clamps results to -32767..32767, stereo gives -32768 too.
+    // From position first on. Mono clamps results to -32767..32767, stereo gives -32768 too.
     void (*mono)(const ResampleBlock& block, int first);
     void (*stereo)(const ResampleBlock& block, int first);
     // count mono samples become count pairs; source and target lie apart.

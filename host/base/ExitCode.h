@@ -2,6 +2,7 @@
 #ifndef ENCMGR_HOST_EXIT_CODE_H
 #define ENCMGR_HOST_EXIT_CODE_H
 
+#include <exception>
 #include <stdexcept>
 #include <string>
 
@@ -15,6 +16,10 @@ enum ExitCode {
     kExitInput = 3,    // the input can't be opened or decoded
     kExitOutput = 4,   // the output can't be created, or exists
     kExitPlugins = 5,  // no plug-in gave a format
+    kExitWrite = 6,    // the system refuses a write, as when the disk is full: it may pass
+    kExitStream = 7,   // a stream would be lost, since its encoder can't be set up
+    kExitPacing = 8,   // the source's clock breaks a limit that the job sets
+    kExitInternal = 9, // a fault of the program itself, or no memory is left
     kExitSignal = 128, // plus the signal's number; Ctrl-C gives 130
 };
 
@@ -27,6 +32,13 @@ public:
 private:
     int m_exitCode;
 };
+
+// What an exception means that nobody has taken on its way: the exit code, and what is said of it.
+struct Exit {
+    int code;
+    std::string text;
+};
+Exit ExitOf(const std::exception& error);
 
 } // namespace host
 

@@ -5,8 +5,9 @@
 namespace host
 {
 
-// From here on the first SIGINT, SIGTERM or SIGHUP is only noted, and blocking reads return early; a second one of
-// the same kind ends the program at once. SIGPIPE and SIGXFSZ are ignored: the write fails instead.
+// From here on the first SIGINT, SIGTERM or SIGHUP is only noted, and blocking reads return early; a second one, of any
+// of the three, ends the program at once, unless it comes so soon that it belongs to the first. SIGPIPE and SIGXFSZ are
+// ignored: the write fails instead.
 void CatchInterrupts();
 
 // The signal that came, 0 if none.

@@ -2,8 +2,10 @@
 #ifndef ENCMGR_HOST_ARGUMENTS_H
 #define ENCMGR_HOST_ARGUMENTS_H
 
+#include "host/base/Suggestion.h"
 #include "host/base/Text.h"
 #include "host/base/Values.h"
+#include "host/commands/Completion.h"
 
 #include <CLI/CLI.hpp>
 
@@ -21,7 +23,19 @@ template <class Value> using Words = std::vector<std::pair<std::string, Value>>;
 inline CLI::Option* AddFile(CLI::App& app, const std::string& names, std::string& file, const std::string& help)
 {
     const auto refuse = [](const std::string& text) { return text.empty() ? "an empty file name" : ""; };
-    return app.add_option(names, file, help)->check(refuse);
+    CLI::Option* const option = app.add_option(names, file, help)->check(refuse);
+    SetCompletion(*option, {Completion::Kind::kFile, {}});
+    return option;
+}
+
+// What becomes of an output that exists.
+template <class Options> void AddOverwriting(CLI::App& app, Options& options, const char* group)
+{
+    CLI::Option* const overwrite = app.add_flag("-y,--overwrite", options.overwrite, "Overwrite OUTPUT if it exists");
+    overwrite->group(group);
+    app.add_flag("-n,--no-overwrite", options.neverOverwrite, "Fail if OUTPUT exists, without asking")
+        ->group(group)
+        ->excludes(overwrite);
 }
 
 // An option whose text parse turns into a value, or into nothing: then the text is refused, with what was expected.
@@ -56,15 +70,26 @@ CLI::Option* AddWord(CLI::App& app, const std::string& names, Value& value, cons
                      const std::string& help)
 {
     std::string expected = "one of ";
-    for (size_t i = 0; i < words.size(); ++i)
+    Completion completion = {Completion::Kind::kWords, {}};
+    for (size_t i = 0; i < words.size(); ++i) {
         expected += (i == 0 ? "" : i + 1 < words.size() ? ", " : " and ") + words[i].first;
-    const auto parse = [words](const std::string& text) {
-        for (const auto& [word, meaning] : words)
+        completion.words.push_back(words[i].first);
+    }
+    const auto parse = [words, name = names.substr(0, names.find(',')), expected](const std::string& text) {
+        std::vector<Known> known;
+        for (const auto& [word, meaning] : words) {
             if (text == word)
                 return std::optional(meaning);
+            known.push_back({word, word});
+        }
+        if (const std::string suggestion = DidYouMean(text, known); !suggestion.empty())
+            throw CLI::ValidationError(
+                name, Format("\"%s\" isn't %s; %s", text.c_str(), expected.c_str(), suggestion.c_str()));
         return std::optional<Meaning>();
     };
-    return AddValue(app, names, value, parse, expected, help);
+    CLI::Option* const option = AddValue(app, names, value, parse, expected, help);
+    SetCompletion(*option, completion);
+    return option;
 }
 
 } // namespace host

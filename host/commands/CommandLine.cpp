@@ -2,6 +2,8 @@
 
 #include "host/base/ExitCode.h"
 #include "host/base/Text.h"
+#include "host/commands/CommandTable.h"
+#include "host/commands/Unexpected.h"
 
 #include <CLI/CLI.hpp>
 
@@ -17,9 +19,7 @@ namespace
 {
 
 constexpr void (*kCommands[])(CLI::App&, Run&) = {
-    AddListCommand,
-    AddEncodeCommand,
-    AddConvertCommand,
+    AddListCommand, AddEncodeCommand, AddConvertCommand, AddProbeCommand, AddHelpCommand, AddGenerateCommand,
 };
 
 std::string VersionText()
@@ -48,12 +48,18 @@ void AddCommonOptions(CLI::App& program, CommonOptions& common)
 
 const char* const kExitCodeHelp = "Exit codes:\n"
                                   "  0    a good file was written\n"
-                                  "  1    the job failed; a file that was new has been removed\n"
+                                  "  1    the job failed\n"
                                   "  2    bad usage: unknown option, format or encoder, or a bad value\n"
                                   "  3    the input can't be opened or decoded, or breaks off\n"
                                   "  4    the output can't be created, or exists and -y isn't given\n"
                                   "  5    no plug-ins were found\n"
-                                  "  130  interrupted by Ctrl-C; the file is finished up to there\n";
+                                  "  6    a write was refused, as when the disk is full; it may pass\n"
+                                  "  7    a stream would be lost, since its encoder can't be set up\n"
+                                  "  8    the input's clock breaks --max-gap or --strict-cfr\n"
+                                  "  9    an internal error, or no memory is left\n"
+                                  "  130  interrupted by Ctrl-C; the file is finished up to there\n"
+                                  "After 1 to 9 nothing is left of a new file, and an old one is as it was; 3 may leave\n"
+                                  "the part of an input that broke off.\n";
 
 CommandLine ParseCommandLine(int argc, char** argv)
 {
@@ -66,7 +72,7 @@ CommandLine ParseCommandLine(int argc, char** argv)
     AddCommonOptions(program, line.common);
     program.require_subcommand(0, 1);
     program.fallthrough();
-    program.footer(std::string("\"encmgr encode --help\" shows the options of encode, and so on.\n\n") + kExitCodeHelp);
+    program.footer(std::string("\"encmgr help encode\" shows the options of encode, and so on.\n\n") + kExitCodeHelp);
     for (const auto add : kCommands)
         add(program, line.command);
 
@@ -78,11 +84,13 @@ CommandLine ParseCommandLine(int argc, char** argv)
     } catch (const CLI::ValidationError& refusal) {
         throw HostError(kExitUsage, refusal.what());
     } catch (const CLI::ParseError& error) {
-        throw HostError(kExitUsage, std::string(error.what()) + "; --help shows what there is");
+        const std::string suggestion = SuggestionForUnexpected(program);
+        throw HostError(kExitUsage, std::string(error.what()) + "; " +
+                                        (suggestion.empty() ? "--help shows what there is" : suggestion));
     }
     if (!line.command) {
         std::string names;
-        for (const CLI::App* command : program.get_subcommands({}))
+        for (const CLI::App* command : VisibleCommands(program))
             names += command->get_name() + ", ";
         throw HostError(kExitUsage, "no command; there are " + names + "and --help");
     }

@@ -28,6 +28,9 @@ using Run = std::function<int(const CommonOptions& common, Messages& messages)>;
 void AddListCommand(CLI::App& program, Run& chosen);
 void AddEncodeCommand(CLI::App& program, Run& chosen);
 void AddConvertCommand(CLI::App& program, Run& chosen);
+void AddProbeCommand(CLI::App& program, Run& chosen);
+void AddHelpCommand(CLI::App& program, Run& chosen);
+void AddGenerateCommand(CLI::App& program, Run& chosen);
 
 // For the end of a command's help.
 extern const char* const kExitCodeHelp;

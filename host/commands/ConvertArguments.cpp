@@ -17,7 +17,7 @@ void AddConvertArguments(CLI::App& command, ConvertOptions& options)
         ->required()
         ->type_name("OUTPUT")
         ->group(files);
-    command.add_flag("-y,--overwrite", options.overwrite, "Overwrite OUTPUT if it exists")->group(files);
+    AddOverwriting(command, options, files);
 
     const char* const steps = "Steps, in this order";
     const auto size = [](const std::string& text) { return ParseSize(text, 2, kLargestSide); };

@@ -108,7 +108,7 @@ Bitmap Difference(const Bitmap& a, const Bitmap& b, int factor)
 int RunConvert(const ConvertOptions& options, Messages& messages)
 {
     OutputFile output(options.output);
-    output.CheckWritable({options.input, options.overlay, options.mask}, options.overwrite, true);
+    output.CheckWritable({options.input, options.overlay, options.mask}, options.overwrite, !options.neverOverwrite);
 
     Bitmap input = ReadPicture(options.input, messages);
     Bitmap picture =
@@ -125,10 +125,12 @@ int RunConvert(const ConvertOptions& options, Messages& messages)
         if (options.difference > 0)
             picture = Difference(before, picture, options.difference);
     }
+    output.Create();
     try {
-        WritePicture(output.Path(), picture);
+        WritePicture(output.WritePath(), picture);
+        output.Publish();
     } catch (const HostError&) {
-        output.RemoveIfNew();
+        output.Discard();
         throw;
     }
     messages.Say(Format("%s: %dx%d, %s", options.output.c_str(), picture.width, picture.height,

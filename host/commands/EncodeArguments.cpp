@@ -1,6 +1,7 @@
 #include "host/commands/EncodeArguments.h"
 
 #include "host/commands/Arguments.h"
+#include "host/commands/PresetFile.h"
 #include "host/commands/QualityArguments.h"
 
 namespace host
@@ -24,21 +25,27 @@ void AddFiles(CLI::App& command, EncodeOptions& options)
     AddFile(command, "-a,--audio", options.audioInput, "Take the audio from this file instead")
         ->type_name("FILE")
         ->group(group);
-    command.add_flag("-y,--overwrite", options.overwrite, "Overwrite OUTPUT if it exists")->group(group);
+    AddOverwriting(command, options, group);
+    command
+        .add_flag("--allow-missing-stream", options.mayLackStream,
+                  "Go on without video or audio if its encoder can't be set up")
+        ->group(group);
 }
 
 void AddChoice(CLI::App& command, EncodeOptions& options)
 {
     const char* const group = "Format and encoders, by FourCC or name as in encmgr list";
-    command.add_option("-f,--format", options.format, "File format (default: by OUTPUT's ending)")
-        ->type_name("NAME")
-        ->group(group);
+    CLI::Option* const format =
+        command.add_option("-f,--format", options.format, "File format (default: by OUTPUT's ending)");
     CLI::Option* const videoEncoder =
         command.add_option("--vc", options.videoEncoder, "Video encoder (default: the format's first)");
     CLI::Option* const audioEncoder =
         command.add_option("--ac", options.audioEncoder, "Audio encoder (default: the format's first)");
-    for (CLI::Option* encoder : {videoEncoder, audioEncoder})
-        encoder->type_name("NAME")->group(group);
+    for (CLI::Option* option : {format, videoEncoder, audioEncoder})
+        option->type_name("NAME")->group(group);
+    SetCompletion(*format, {Completion::Kind::kListed, {"formats"}});
+    SetCompletion(*videoEncoder, {Completion::Kind::kListed, {"video-encoders"}});
+    SetCompletion(*audioEncoder, {Completion::Kind::kListed, {"audio-encoders"}});
     CLI::Option* const noVideo = command.add_flag("--vn", options.noVideo, "No video");
     noVideo->group(group)->excludes(videoEncoder);
     command.add_flag("--an", options.noAudio, "No audio")
@@ -89,6 +96,16 @@ void AddVideo(CLI::App& command, EncodeOptions& options)
              "Bit rate, as in 800k or 2.5M (default: the encoder's own)")
         ->type_name("RATE")
         ->group(group);
+    const auto gap = [](const std::string& text) {
+        const auto seconds = ParseNumber(text);
+        return seconds && *seconds >= 0.1 && *seconds <= 1e6 ? seconds : std::nullopt;
+    };
+    AddValue(command, "--max-gap", options.longestGap, gap, "a number of seconds from 0.1 to 1000000",
+             "Fail where the input shows no new picture for longer (default: 10)")
+        ->type_name("SEC")
+        ->group(group);
+    command.add_flag("--strict-cfr", options.isStrict, "Fail if a picture has to be repeated or left out")
+        ->group(group);
     AddInteger(command, "--frames", options.pictures, {1, 2'000'000'000}, "a count from 1 to 2000000000",
                "End the file after this many pictures")
         ->type_name("N")
@@ -120,6 +137,7 @@ void AddAudio(CLI::App& command, EncodeOptions& options)
 
 void AddEncodeArguments(CLI::App& command, EncodeOptions& options)
 {
+    AddPresetOption(command);
     AddFiles(command, options);
     AddChoice(command, options);
     AddVideo(command, options);

@@ -60,20 +60,35 @@ void PrintCauses(const std::vector<std::string>& log, Messages& messages)
             messages.Cause(line);
 }
 
+// What the plan allows to be missing; the library has logged why behind the mark.
+void LeaveOutLost(JobPlan& plan, const Streams& made, Messages& messages, uint64_t mark)
+{
+    const bool isVideoLost = plan.hasVideo && !made.video;
+    if (!isVideoLost && (!plan.hasAudio || made.audio))
+        return;
+    const char* const lost = isVideoLost ? "video" : "audio";
+    messages.Warn(Format("the %s encoder can't be set up; the file gets no %s", lost, lost));
+    if (messages.GetVolume() != Volume::kQuiet)
+        PrintCauses(messages.LinesSince(mark), messages);
+    plan.hasVideo = made.video;
+    plan.hasAudio = made.audio;
+}
+
 // Takes a failed file away, or says what is left.
 void CleanUp(OutputFile& output, Messages& messages)
 {
-    if (!output.RemoveIfNew() && output.IsPlainFile())
+    if (!output.Discard() && output.IsPlainFile())
         messages.Error(Format("%s has been overwritten and is no good file", output.Path().c_str()));
 }
 
 // Returns the exit code; throws HostError if there is no good file.
-int RunJob(const EncodeOptions& options, const Sources& sources, const JobPlan& plan, const OutputFile& output,
-           Messages& messages)
+int RunJob(const EncodeOptions& options, const Sources& sources, JobPlan& plan, OutputFile& output, Messages& messages)
 {
     output.Create();
-    TimeMerge merge(sources.Video(), sources.Audio());
+    const uint64_t mark = messages.Mark();
     JobWriter writer(plan, output);
+    LeaveOutLost(plan, writer.Made(), messages, mark);
+    TimeMerge merge(plan.hasVideo ? sources.Video() : nullptr, plan.hasAudio ? sources.Audio() : nullptr);
     for (const std::string& line : writer.Revisions())
         messages.Say(Format("%s: its %s", output.Path().c_str(), line.c_str()));
     Progress progress(messages, output, ExpectedLength(plan, sources), plan.hasVideo);
@@ -86,13 +101,14 @@ int RunJob(const EncodeOptions& options, const Sources& sources, const JobPlan& 
 
 // The same in two passes.
 int RunPasses(const EncodeOptions& options, const Choice& choice, const Sources& sources, const JobPlan& plan,
-              const OutputFile& output, Messages& messages)
+              OutputFile& output, Messages& messages)
 {
     if (!plan.hasVideo)
         throw HostError(kExitUsage, Format("--passes: %s has no video", ShownName(options.input).c_str()));
     const TwoPasses passes;
     RunFirstPass(options, choice, passes.PlanOf(1, plan), output, messages);
-    return RunJob(options, sources, passes.PlanOf(2, plan), output, messages);
+    JobPlan second = passes.PlanOf(2, plan);
+    return RunJob(options, sources, second, output, messages);
 }
 
 int RunEncode(const EncodeOptions& options, const Catalogue& catalogue, Messages& messages)
@@ -103,10 +119,11 @@ int RunEncode(const EncodeOptions& options, const Catalogue& catalogue, Messages
         CheckReadableTwice(options);
     OutputFile output(options.output);
     const Sources sources = OpenSources(options, choice, messages);
-    output.CheckWritable({options.input, options.audioInput}, options.overwrite, options.input != "-");
+    output.CheckWritable({options.input, options.audioInput}, options.overwrite,
+                         options.input != "-" && !options.neverOverwrite);
 
-    const JobPlan plan = MakePlan(options, choice, sources.Video() ? &*sources.Video()->Video() : nullptr,
-                                  sources.Audio() ? &*sources.Audio()->Audio() : nullptr);
+    JobPlan plan = MakePlan(options, choice, sources.Video() ? &*sources.Video()->Video() : nullptr,
+                            sources.Audio() ? &*sources.Audio()->Audio() : nullptr);
     DescribePlan(plan, sources, messages);
     if (plan.isDeinterlaced)
         sources.Video()->Deinterlace(options.deinterlace.has_value());
@@ -118,9 +135,8 @@ int RunEncode(const EncodeOptions& options, const Catalogue& catalogue, Messages
         return options.passes > 1 ? RunPasses(options, choice, sources, plan, output, messages)
                                   : RunJob(options, sources, plan, output, messages);
     } catch (const std::exception& error) {
-        const auto* const ending = dynamic_cast<const HostError*>(&error);
-        const int exitCode = ending ? ending->Code() : static_cast<int>(kExitJob);
-        messages.Error(error.what());
+        const auto [exitCode, text] = ExitOf(error);
+        messages.Error(text);
         if (const std::string cause = messages.TakeMediaError(); exitCode == kExitInput && !cause.empty())
             messages.Cause(cause);
         PrintCauses(messages.LinesSince(mark), messages);

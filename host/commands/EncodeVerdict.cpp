@@ -3,6 +3,7 @@
 #include "host/base/ExitCode.h"
 #include "host/base/Interrupt.h"
 #include "host/base/Text.h"
+#include "host/base/WriteError.h"
 
 #include <algorithm>
 
@@ -12,10 +13,13 @@ namespace host
 namespace
 {
 
-// What keeps the file from being a good one; empty if nothing does.
+// What keeps the file from being a good one; empty if nothing does. Throws HostError for what isn't the job's fault.
 std::string FailureOf(const EndedJob& ended)
 {
     const auto& [options, sources, plan, output, job, report, seconds] = ended;
+    if (report.writeError)
+        throw HostError(kExitWrite,
+                        Format("can't write %s: %s", output.Path().c_str(), WriteErrorText(report.writeError).c_str()));
     if (job.IsRefused())
         return "the file takes no more";
     if (report.wasCalled && !report.isComplete)
@@ -24,8 +28,6 @@ std::string FailureOf(const EndedJob& ended)
         return "no picture was written";
     if (plan.hasAudio && job.HadAudio() && !job.WroteAudio())
         return "no audio was written";
-    if (!report.wasCalled && output.IsPlainFile() && output.Size() == 0)
-        return "the file is empty";
     return {};
 }
 
@@ -80,13 +82,15 @@ int Judge(const EndedJob& ended, Messages& messages)
     const auto& [options, sources, plan, output, job, report, seconds] = ended;
     const std::string input = ShownName(options.input);
     const int signal = InterruptSignal();
-    const bool isWhole = !signal && !plan.pictures && !job.IsRefused();
+    const bool isWhole = !signal && !plan.pictures && !job.IsRefused() && job.BrokenLimit().empty();
     bool isBroken = PrintFaults(*sources.main, input, messages);
     if (sources.separateAudio)
         isBroken |= PrintFaults(*sources.separateAudio, ShownName(options.audioInput), messages);
     if (isWhole && !isBroken)
         WarnIfShort(ended, messages);
 
+    if (!job.BrokenLimit().empty())
+        throw HostError(kExitPacing, input + ": " + job.BrokenLimit());
     if (!job.HadPicture() && !job.HadAudio())
         throw signal ? HostError(kExitSignal + signal, "interrupted; nothing was written")
                      : HostError(kExitInput, Format("nothing in %s could be decoded", input.c_str()));
@@ -97,6 +101,7 @@ int Judge(const EndedJob& ended, Messages& messages)
     if (isWhole && plan.hasAudio && !job.HadAudio() && sources.Audio()->Damaged())
         throw HostError(kExitInput, "none of the audio could be decoded (--an leaves it out)");
 
+    output.Publish();
     PrintSummary(ended, messages);
     if (signal)
         messages.Error("interrupted; the file is finished up to there");

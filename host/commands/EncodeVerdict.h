@@ -14,13 +14,14 @@ struct EndedJob {
     const EncodeOptions& options;
     const Sources& sources;
     const JobPlan& plan;
-    const OutputFile& output;
+    OutputFile& output; // closed, and published if it is good
     const Job& job;
     CloseReport report;
     double seconds; // that it took
 };
 
-// Says what the sources lacked and what was written. Returns the exit code; throws HostError if there is no good file.
+// Says what the sources lacked, gives a good file its name, and says what was written. Returns the exit code; throws
+// HostError if there is no good file.
 int Judge(const EndedJob& ended, Messages& messages);
 
 } // namespace host

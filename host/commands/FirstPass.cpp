@@ -46,14 +46,15 @@ void CheckReadableTwice(const EncodeOptions& options)
                             Format("--passes: %s is no file, and can be read only once", ShownName(input).c_str()));
 }
 
-void RunFirstPass(const EncodeOptions& options, const Choice& choice, const JobPlan& plan, const OutputFile& output,
+void RunFirstPass(const EncodeOptions& options, const Choice& choice, JobPlan plan, const OutputFile& output,
                   Messages& messages)
 {
     const Sources sources = OpenQuietly(options, choice, messages);
     if (plan.isDeinterlaced)
         sources.Video()->Deinterlace(options.deinterlace.has_value());
-    TimeMerge merge(sources.Video(), sources.Audio());
     JobWriter writer(plan, output);
+    plan.hasAudio = writer.Made().audio; // the second pass tells of what is lost
+    TimeMerge merge(sources.Video(), plan.hasAudio ? sources.Audio() : nullptr);
     Progress progress(messages, output, ExpectedLength(plan, sources), plan.hasVideo, "pass 1 of 2:");
     Job job(plan, merge, writer, progress);
     job.Run();

@@ -13,7 +13,7 @@ void CheckReadableTwice(const EncodeOptions& options);
 
 // Opens the sources once more and runs the plan, which is that of the first pass, to its end. Nothing is written to the
 // output. Throws HostError.
-void RunFirstPass(const EncodeOptions& options, const Choice& choice, const JobPlan& plan, const OutputFile& output,
+void RunFirstPass(const EncodeOptions& options, const Choice& choice, JobPlan plan, const OutputFile& output,
                   Messages& messages);
 
 } // namespace host

@@ -1,5 +1,6 @@
-// "encmgr list": what the plug-ins offer, for people to read.
+// "encmgr list": what the plug-ins offer.
 #include "host/base/ExitCode.h"
+#include "host/base/Json.h"
 #include "host/base/Text.h"
 #include "host/commands/Commands.h"
 #include "host/commands/ListEncoder.h"
@@ -11,6 +12,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <memory>
+#include <span>
 
 namespace host
 {
@@ -36,24 +38,61 @@ template <class Info> void PrintLine(const char* before, const Info& info, const
                 text::ShownUtf8(info.szName).c_str(), text::ShownUtf8(info.szDescription).c_str());
 }
 
-int RunList(const CommonOptions& common, Messages& messages)
+void PrintLines(std::span<const FILEFORMAT_INFO* const> list)
 {
-    const Plugins plugins(common.pluginsFolder, messages);
-    plugins.WarnOfUnusable();
     Widths formats, encoders;
-    for (const FILEFORMAT_INFO* format : plugins.GetCatalogue().Formats()) {
+    for (const FILEFORMAT_INFO* format : list) {
         Widen(formats, *format);
-        for (const Encoders list : {VideoEncodersOf(*format), AudioEncodersOf(*format)})
-            for (const ENCODER_INFO* encoder : list)
+        for (const Encoders offered : {VideoEncodersOf(*format), AudioEncodersOf(*format)})
+            for (const ENCODER_INFO* encoder : offered)
                 Widen(encoders, *encoder);
     }
-    for (const FILEFORMAT_INFO* format : plugins.GetCatalogue().Formats()) {
+    for (const FILEFORMAT_INFO* format : list) {
         PrintLine("", *format, formats);
         for (const ENCODER_INFO* encoder : VideoEncodersOf(*format))
             PrintLine("    video  ", *encoder, encoders);
         for (const ENCODER_INFO* encoder : AudioEncodersOf(*format))
             PrintLine("    audio  ", *encoder, encoders);
     }
+}
+
+// The members that formats and encoders share.
+template <class Info> Json InfoJson(const Info& info)
+{
+    return {{"fourCC", FourCCText(info.dwFourCC)},
+            {"name", text::ShownUtf8(info.szName)},
+            {"description", text::ShownUtf8(info.szDescription)}};
+}
+
+Json EncodersJson(Encoders encoders)
+{
+    Json list = Json::array();
+    for (const ENCODER_INFO* encoder : encoders)
+        list.push_back(InfoJson(*encoder));
+    return list;
+}
+
+Json ListJson(std::span<const FILEFORMAT_INFO* const> list)
+{
+    Json formats = Json::array();
+    for (const FILEFORMAT_INFO* format : list) {
+        Json& json = formats.emplace_back(InfoJson(*format));
+        json["shortName"] = text::ShownUtf8(format->szShortName);
+        json["video"] = EncodersJson(VideoEncodersOf(*format)); // the first of each is the usual one
+        json["audio"] = EncodersJson(AudioEncodersOf(*format));
+    }
+    return {{"schema", "encmgr.list"}, {"schemaVersion", 1}, {"formats", formats}};
+}
+
+int RunList(bool isJson, const CommonOptions& common, Messages& messages)
+{
+    const Plugins plugins(common.pluginsFolder, messages);
+    plugins.WarnOfUnusable();
+    const auto formats = plugins.GetCatalogue().Formats();
+    if (isJson)
+        std::fputs(JsonText(ListJson(formats)).c_str(), stdout);
+    else
+        PrintLines(formats);
     return kExitGood;
 }
 
@@ -62,12 +101,15 @@ int RunList(const CommonOptions& common, Messages& messages)
 void AddListCommand(CLI::App& program, Run& chosen)
 {
     CLI::App* const command = program.add_subcommand("list", "Print every file format with its encoders");
+    const auto isJson = std::make_shared<bool>(false);
     const auto encoder = std::make_shared<std::string>();
+    CLI::Option* const json = command->add_flag("--json", *isJson, "Print JSON, for programs");
     command->add_option("CODEC", *encoder, "Print the options of this encoder instead, by FourCC or name")
-        ->type_name("");
-    command->callback([encoder, &chosen] {
-        chosen = [encoder](const CommonOptions& common, Messages& messages) {
-            return encoder->empty() ? RunList(common, messages) : RunListEncoder(*encoder, common, messages);
+        ->type_name("")
+        ->excludes(json);
+    command->callback([isJson, encoder, &chosen] {
+        chosen = [isJson, encoder](const CommonOptions& common, Messages& messages) {
+            return encoder->empty() ? RunList(*isJson, common, messages) : RunListEncoder(*encoder, common, messages);
         };
     });
 }

@@ -1,9 +1,12 @@
 // encmgr: the command-line host.
+#include "Common/StandardStreams.h"
 #include "host/base/ExitCode.h"
 #include "host/base/Interrupt.h"
 #include "host/base/Messages.h"
+#include "host/base/WriteError.h"
 #include "host/commands/CommandLine.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <exception>
 
@@ -17,31 +20,30 @@ int FlushOutput(int exitCode, Messages& messages)
 {
     if (std::fflush(stdout) == 0 && !std::ferror(stdout))
         return exitCode;
-    messages.Error("can't write to the standard output");
-    return exitCode == kExitGood ? static_cast<int>(kExitJob) : exitCode;
+    messages.Error("can't write to the standard output: " + WriteErrorText(errno));
+    return exitCode == kExitGood ? static_cast<int>(kExitWrite) : exitCode;
 }
 
 } // namespace
 
 int main(int argc, char** argv)
 {
+    OpenStandardStreams();
     Messages messages;
     try {
         CatchInterrupts();
         const CommandLine line = ParseCommandLine(argc, argv);
         messages.SetVolume(line.common.volume);
         return FlushOutput(line.command ? line.command(line.common, messages) : kExitGood, messages);
-    } catch (const HostError& error) {
-        if (InterruptSignal()) {
+    } catch (const std::exception& error) {
+        const auto [exitCode, text] = ExitOf(error);
+        if (InterruptSignal() && exitCode != kExitInternal) {
             messages.Error("interrupted");
             return kExitSignal + InterruptSignal();
         }
-        messages.Error(error.what());
-        if (const std::string cause = messages.TakeMediaError(); error.Code() == kExitInput && !cause.empty())
+        messages.Error(text);
+        if (const std::string cause = messages.TakeMediaError(); exitCode == kExitInput && !cause.empty())
             messages.Cause(cause);
-        return error.Code();
-    } catch (const std::exception& error) {
-        messages.Error(error.what());
-        return kExitJob;
+        return exitCode;
     }
 }

@@ -1,6 +1,7 @@
 #include "host/job/Catalogue.h"
 
 #include "host/base/ExitCode.h"
+#include "host/base/Suggestion.h"
 #include "host/base/Text.h"
 #include "text/Strings.h"
 
@@ -22,6 +23,22 @@ struct Ending {
 constexpr Ending kEndings[] = {
     {"m4v", "MP4", false}, {"mka", "MKV", true}, {"wave", "WAV", true}, {"yuv4mpeg", "Y4M", false},
     {"ogv", "OGG", false}, {"oga", "OGG", true}, {"mts", "TS", false},  {"m2ts", "TS", false},
+};
+
+// What people call formats and encoders elsewhere.
+constexpr struct {
+    const char* name;
+    const char* fourCC;
+} kOtherNames[] = {
+    {"avc", "H264"},       {"avc1", "H264"},      {"x264", "H264"},     {"libx264", "H264"},   {"h265", "HEVC"},
+    {"x265", "HEVC"},      {"libx265", "HEVC"},   {"hvc1", "HEVC"},     {"mpeg4", "MP4V"},     {"xvid", "MP4V"},
+    {"divx", "MP4V"},      {"libvpx", "VP8"},     {"libvpxvp9", "VP9"}, {"vp90", "VP9"},       {"av01", "AV1"},
+    {"aom", "AV1"},        {"libaom", "AV1"},     {"svtav1", "AV1"},    {"jpeg", "MJPG"},      {"jpg", "MJPG"},
+    {"prores422", "APCN"}, {"apch", "APCN"},      {"rawvideo", "I420"}, {"yuv420p", "I420"},   {"mp4a", "AAC"},
+    {"lame", "MP3"},       {"libmp3lame", "MP3"}, {"libopus", "OPUS"},  {"libvorbis", "VORB"}, {"ogg", "VORB"},
+    {"wav", "PCM"},        {"wav", "PCMS"},       {"lpcm", "PCM"},      {"lpcm", "PCMS"},      {"pcms16le", "PCM"},
+    {"pcms16le", "PCMS"},  {"mpeg4", "MP4"},      {"mpegts", "TS"},     {"mpeg", "TS"},        {"mpg", "TS"},
+    {"qt", "MOV"},         {"opus", "OGG"},       {"aac", "M4A"},       {"yuv", "Y4M"},
 };
 
 struct Names {
@@ -68,9 +85,33 @@ template <class Info> std::string Listed(std::span<const Info* const> infos)
     return list.empty() ? "none" : list;
 }
 
-// The one that matches best. Throws HostError if none does, or several do as prefixes.
+// "did you mean HEVC?", empty if nothing is like it.
+template <class Info> std::string Suggested(std::span<const Info* const> infos, const std::string& wanted)
+{
+    std::vector<Known> known;
+    for (const Info* info : infos) {
+        const Names names = NamesOf(*info);
+        for (const std::string& name : {names.fourCC, names.shortName, names.name})
+            known.push_back({name, names.fourCC});
+        for (const auto& [name, fourCC] : kOtherNames)
+            if (names.fourCC == fourCC)
+                known.push_back({name, fourCC});
+    }
+    return DidYouMean(wanted, known);
+}
+
+// Behind a refusal: what helps, and all that there is.
 template <class Info>
-const Info& Find(std::span<const Info* const> infos, const std::string& wanted, const std::string& kind)
+std::string WithHints(std::string text, std::span<const Info* const> infos, const std::string& wanted)
+{
+    const std::string suggested = Suggested(infos, wanted);
+    return text + "; " + (suggested.empty() ? "there are: " : suggested + " There are: ") + Listed(infos);
+}
+
+// The one that matches best. Throws HostError if none does, or several do as prefixes; elsewhere is said then, too.
+template <class Info>
+const Info& Find(std::span<const Info* const> infos, const std::string& wanted, const std::string& kind,
+                 const std::string& elsewhere = "")
 {
     const Info* found = nullptr;
     Match best = kNoMatch;
@@ -86,8 +127,9 @@ const Info& Find(std::span<const Info* const> infos, const std::string& wanted, 
         }
     }
     if (!found || !isUnique)
-        throw HostError(kExitUsage, Format("%s %s \"%s\"; there are: %s", found ? "more than one" : "no", kind.c_str(),
-                                           wanted.c_str(), Listed(infos).c_str()));
+        throw HostError(kExitUsage, WithHints(Format("%s %s \"%s\"%s", found ? "more than one" : "no", kind.c_str(),
+                                                     wanted.c_str(), elsewhere.c_str()),
+                                              infos, wanted));
     return *found;
 }
 
@@ -96,12 +138,30 @@ Encoders EncodersOf(ENCODER_INFO* const* encoders, int count)
     return {encoders, encoders && count > 0 ? static_cast<size_t>(count) : 0};
 }
 
-// The encoder named, or the format's first; null if the format has none.
-const ENCODER_INFO* EncoderNamed(Encoders encoders, const std::string& name, const FILEFORMAT_INFO& format,
-                                 const char* kind)
+using GetEncoders = Encoders (*)(const FILEFORMAT_INFO&);
+
+// ", but one of MKV, MP4 is": the formats with an encoder of that very name.
+std::string FormatsWith(std::span<const FILEFORMAT_INFO* const> formats, GetEncoders encodersOf,
+                        const std::string& name)
 {
+    std::string list;
+    for (const FILEFORMAT_INFO* format : formats) {
+        const Encoders encoders = encodersOf(*format);
+        if (std::any_of(encoders.begin(), encoders.end(),
+                        [&name](const ENCODER_INFO* encoder) { return MatchOf(NamesOf(*encoder), name) >= kName; }))
+            list += (list.empty() ? ", but one of " : ", ") + FourCCText(format->dwFourCC);
+    }
+    return list.empty() ? list : list + " is";
+}
+
+// The encoder named, or the format's first; null if the format has none.
+const ENCODER_INFO* EncoderNamed(std::span<const FILEFORMAT_INFO* const> formats, const FILEFORMAT_INFO& format,
+                                 GetEncoders encodersOf, const std::string& name, const char* kind)
+{
+    const Encoders encoders = encodersOf(format);
     if (!name.empty())
-        return &Find(encoders, name, Format("%s encoder of %s is called", kind, FourCCText(format.dwFourCC).c_str()));
+        return &Find(encoders, name, Format("%s encoder of %s is called", kind, FourCCText(format.dwFourCC).c_str()),
+                     FormatsWith(formats, encodersOf, name));
     return encoders.empty() ? nullptr : encoders.front();
 }
 
@@ -147,15 +207,18 @@ Choice Catalogue::Choose(const EncodeOptions& options) const
     else
         format = FormatOfFourCC(known ? known->fourCC : ending);
     if (!format)
-        throw HostError(kExitUsage, Format("no file format goes by the ending of \"%s\"; choose one with -f: %s",
-                                           options.output.c_str(), Listed<FILEFORMAT_INFO>(m_formats).c_str()));
+        throw HostError(kExitUsage,
+                        WithHints<FILEFORMAT_INFO>(Format("no file format goes by the ending of \"%s\", and "
+                                                          "none is chosen with -f",
+                                                          options.output.c_str()),
+                                                   m_formats, ending));
 
     const bool isAudioOnly = options.format.empty() && known && known->isAudioOnly && options.videoEncoder.empty();
     Choice choice = {format, nullptr, nullptr};
     if (!options.noVideo && !isAudioOnly)
-        choice.video = EncoderNamed(VideoEncodersOf(*format), options.videoEncoder, *format, "video");
+        choice.video = EncoderNamed(m_formats, *format, VideoEncodersOf, options.videoEncoder, "video");
     if (!options.noAudio)
-        choice.audio = EncoderNamed(AudioEncodersOf(*format), options.audioEncoder, *format, "audio");
+        choice.audio = EncoderNamed(m_formats, *format, AudioEncodersOf, options.audioEncoder, "audio");
     if (!choice.video && !choice.audio)
         throw HostError(kExitUsage,
                         Format("%s holds nothing of what is left to write", FourCCText(format->dwFourCC).c_str()));

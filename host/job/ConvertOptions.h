@@ -26,6 +26,7 @@ struct ConvertOptions {
     std::optional<Through> through;
     int difference = 0; // instead of the result: its difference from the picture before, times this; 0: not asked for
     bool overwrite = false;
+    bool neverOverwrite = false;
 };
 
 } // namespace host

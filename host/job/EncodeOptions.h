@@ -41,7 +41,11 @@ struct EncodeOptions {
     bool isFragmented = false;
     std::vector<std::string> videoOptions; // "key=value", of the encoder or the format
     std::vector<std::string> audioOptions;
+    double longestGap = 10.0;   // seconds in which the source may show no new picture
+    bool isStrict = false;      // no picture may be repeated or left out
+    bool mayLackStream = false; // whose encoder can't be set up
     bool overwrite = false;
+    bool neverOverwrite = false;
 };
 
 } // namespace host

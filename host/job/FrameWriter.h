@@ -20,6 +20,9 @@ public:
 
     // samples: in the plan's source format. Returns the library's result, 0 if nothing was written.
     virtual int WriteSamples(std::span<const int16_t> samples, Nanoseconds time) = 0;
+
+    // errno of a write that the system has refused: nothing more can be written. 0 if there was none.
+    virtual int WriteError() const { return 0; }
 };
 
 } // namespace host

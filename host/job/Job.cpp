@@ -1,6 +1,7 @@
 #include "host/job/Job.h"
 
 #include "host/base/Interrupt.h"
+#include "host/base/Text.h"
 
 #include <algorithm>
 #include <cmath>
@@ -75,12 +76,17 @@ void Job::Run()
 
 bool Job::IsRefused() const
 {
-    return m_pictureRefusals >= kMostRefusals || m_audioRefusals >= kMostRefusals;
+    return m_pictureRefusals >= kMostRefusals || m_audioRefusals >= kMostRefusals || m_writer.WriteError();
+}
+
+bool Job::IsGivenUp() const
+{
+    return IsRefused() || !m_brokenLimit.empty() || InterruptSignal();
 }
 
 bool Job::IsOver() const
 {
-    return (m_videoOver && m_audioOver) || IsRefused() || InterruptSignal();
+    return (m_videoOver && m_audioOver) || IsGivenUp();
 }
 
 // The first time of both streams. If audio comes first, pictures may lie between the places of the output's: the
@@ -119,6 +125,7 @@ void Job::TakePicture(Item picture)
             Show(std::move(*placed));
     m_counts.dropped = m_places.Dropped();
     m_hadPicture = true;
+    CheckStrictness(time);
     if (m_videoOver)
         EndPictures();
 }
@@ -153,7 +160,7 @@ void Job::TakeAudio(const Item& block)
 void Job::EndPictures()
 {
     const int64_t end = m_videoOver && m_plan.pictures ? *m_plan.pictures : m_end;
-    while (!InterruptSignal() && !IsRefused()) {
+    while (!IsGivenUp()) {
         auto placed = m_places.TakeFirst();
         if (!placed)
             break;
@@ -161,6 +168,7 @@ void Job::EndPictures()
             Show(std::move(*placed));
         else
             m_counts.dropped += !m_videoOver;
+        CheckStrictness(TimeOfPlace(end));
     }
     if (m_held.kind != Item::Kind::kEnd)
         HoldUpTo(m_plan.pictures ? std::min(end, *m_plan.pictures) : end);
@@ -171,16 +179,35 @@ void Job::Show(PicturePlaces::Placed placed)
 {
     if (m_held.kind == Item::Kind::kEnd)
         m_held = placed.picture;
+    CheckGap(placed.place);
     HoldUpTo(placed.place);
     m_held = std::move(placed.picture);
-    Write(placed.place, false);
+    if (!IsGivenUp())
+        Write(placed.place, false);
+}
+
+// A clock that has jumped shall not make hours of one picture.
+void Job::CheckGap(int64_t place)
+{
+    const auto period = static_cast<Nanoseconds>(static_cast<double>(kSecond) / m_plan.videoInfo.framerate);
+    const Nanoseconds gap = TimeOfPlace(place - m_nextPlace + 1) - period;
+    if (gap > m_plan.longestGap)
+        m_brokenLimit = Format("no picture for %.1f s from %.3f s on; --max-gap %.0f holds one for so long",
+                               InSeconds(gap), InSeconds(TimeOfPlace(m_nextPlace)), std::ceil(InSeconds(gap)));
+}
+
+void Job::CheckStrictness(Nanoseconds time)
+{
+    if (m_plan.isStrict && m_brokenLimit.empty() && m_counts.repeated + m_counts.dropped > 0)
+        m_brokenLimit = Format("the pictures aren't of constant rate: by %.3f s, %s (--strict-cfr)", InSeconds(time),
+                               PacingText(m_counts).c_str());
 }
 
 // Brings the output up to just before a place with copies of the picture held.
 void Job::HoldUpTo(int64_t place)
 {
     const int64_t step = std::max<int64_t>(NearestPlace(kHoldStep), 1);
-    while (m_nextPlace < place && !InterruptSignal() && !IsRefused()) {
+    while (m_nextPlace < place && !IsGivenUp()) {
         Write(std::min(m_nextPlace + step, place) - 1, true);
         m_progress.Update(m_counts, m_position);
     }
@@ -196,6 +223,7 @@ void Job::Write(int64_t place, bool isRepeat)
     m_pictureRefusals = copies > 0 ? 0 : m_pictureRefusals + 1;
     m_position = std::max(m_position, TimeOfPlace(place + 1));
     m_nextPlace = place + 1;
+    CheckStrictness(time);
 }
 
 // The first place behind a picture that is the last one. Its duration may be that of a field, or not be known.

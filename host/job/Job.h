@@ -34,12 +34,18 @@ public:
     // The time reached.
     Nanoseconds Position() const { return m_position; }
 
-    // A stream was refused for so long that the job was given up.
+    // A stream was refused for so long that the job was given up, or the system refuses to write.
     bool IsRefused() const;
+
+    // How the source breaks a limit of the plan, for which the job was given up; empty if it doesn't.
+    const std::string& BrokenLimit() const { return m_brokenLimit; }
 
 private:
     Nanoseconds FindOrigin();
+    bool IsGivenUp() const;
     bool IsOver() const;
+    void CheckGap(int64_t place);
+    void CheckStrictness(Nanoseconds time);
     void TakePicture(Item picture);
     void TakeAudio(const Item& block);
     void EndPictures();
@@ -69,6 +75,7 @@ private:
     bool m_audioOver;
     int m_pictureRefusals = 0; // in a row
     int m_audioRefusals = 0;   // in a row
+    std::string m_brokenLimit;
 };
 
 } // namespace host

@@ -125,6 +125,9 @@ JobPlan MakePlan(const EncodeOptions& options, const Choice& choice, const Video
         PlanVideo(plan, options, choice, *video);
     if (audio)
         PlanAudio(plan, options, choice, *audio);
+    plan.longestGap = static_cast<Nanoseconds>(options.longestGap * static_cast<double>(kSecond));
+    plan.isStrict = options.isStrict;
+    plan.mayLackStream = options.mayLackStream;
     plan.param.bVideoDisabled = !plan.hasVideo;
     plan.param.bAudioDisabled = !plan.hasAudio;
     return plan;

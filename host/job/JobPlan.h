@@ -15,10 +15,13 @@ struct JobPlan {
     KXAudioInfo audioInfo = {};
     bool hasVideo = false;
     bool hasAudio = false;
-    bool isDeinterlaced = false;     // the source is to make whole pictures of its fields
-    AVRational frameRate = {25, 1};  // of the output
-    std::optional<int64_t> pictures; // the output ends after so many
-    std::string videoOptions;        // for the encoder and the format, as KXSetOptions takes them
+    bool isDeinterlaced = false;           // the source is to make whole pictures of its fields
+    AVRational frameRate = {25, 1};        // of the output
+    std::optional<int64_t> pictures;       // the output ends after so many
+    Nanoseconds longestGap = 10 * kSecond; // in the source's pictures that may be filled with the one before
+    bool isStrict = false;                 // none may be repeated, and none left out
+    bool mayLackStream = false;            // one of two, whose encoder can't be set up
+    std::string videoOptions;              // for the encoder and the format, as KXSetOptions takes them
     std::string audioOptions;
 };
 

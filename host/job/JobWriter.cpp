@@ -2,8 +2,10 @@
 
 #include "host/base/ExitCode.h"
 #include "host/base/Text.h"
+#include "host/base/WriteError.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <cstring>
 
@@ -40,7 +42,7 @@ MEDIA_FRAME EmptyFrame()
 unsigned int TakeCloseReport(void* context, unsigned int failed, unsigned int pictures, unsigned int milliseconds)
 {
     auto& report = *static_cast<CloseReport*>(context);
-    report = {true, failed == 0, pictures, milliseconds};
+    report = {true, failed == 0, pictures, milliseconds, failed ? WriteErrorOf(errno) : 0};
     return 0;
 }
 
@@ -53,13 +55,37 @@ JobWriter::JobWriter(const JobPlan& plan, const OutputFile& output) : m_plan(pla
         KXSetOptions(param.video.dwOptions, plan.videoOptions.c_str());
     if (!plan.audioOptions.empty())
         KXSetOptions(param.audio.dwOptions, plan.audioOptions.c_str());
-    if (!m_file.Create(output.WidePath().c_str(), &param, plan.hasVideo ? &plan.videoInfo : nullptr,
-                       plan.hasAudio ? &plan.audioInfo : nullptr))
+    errno = 0;
+    const int isCreated = m_file.Create(output.WidePath().c_str(), &param, plan.hasVideo ? &plan.videoInfo : nullptr,
+                                        plan.hasAudio ? &plan.audioInfo : nullptr);
+    const int error = isCreated ? 0 : WriteErrorOf(errno);
+    RefuseLostStreams();
+    if (error)
+        throw HostError(kExitWrite, Format("can't write %s: %s", output.Path().c_str(), WriteErrorText(error).c_str()));
+    if (!isCreated)
         throw HostError(kExitJob, Format("can't create %s", output.Path().c_str()));
-    // The library goes on without a stream that it has no encoder for.
-    const bool isVideoLost = plan.hasVideo && m_file.m_EncParam.bVideoDisabled;
-    if (isVideoLost || (plan.hasAudio && m_file.m_EncParam.bAudioDisabled))
-        throw HostError(kExitJob, Format("the %s encoder can't be set up", isVideoLost ? "video" : "audio"));
+}
+
+// The library goes on without a stream whose encoder it can't make.
+void JobWriter::RefuseLostStreams() const
+{
+    const Streams made = Made();
+    const bool isVideoLost = m_plan.hasVideo && !made.video;
+    const bool isAudioLost = m_plan.hasAudio && !made.audio;
+    if (!isVideoLost && !isAudioLost)
+        return;
+    const KXDWORD fourCC = isVideoLost ? m_plan.param.video.dwFourCC : m_plan.param.audio.dwFourCC;
+    const std::string lost =
+        Format("the %s encoder %s can't be set up", isVideoLost ? "video" : "audio", FourCCText(fourCC).c_str());
+    if (!made.video && !made.audio)
+        throw HostError(kExitStream, lost);
+    if (!m_plan.mayLackStream)
+        throw HostError(kExitStream, lost + "; --allow-missing-stream makes a file without it");
+}
+
+Streams JobWriter::Made() const
+{
+    return {m_plan.hasVideo && !m_file.m_EncParam.bVideoDisabled, m_plan.hasAudio && !m_file.m_EncParam.bAudioDisabled};
 }
 
 std::vector<std::string> JobWriter::Revisions() const
@@ -103,7 +129,8 @@ int JobWriter::WritePicture(const AVFrame& picture, Nanoseconds time, Nanosecond
     frame.llTimeStamp = Ticks(time);
     frame.llStreamTime = frame.llTimeStamp;
     frame.nDuration = DurationTicks(duration);
-    return m_file.WriteVideoFrame(&frame);
+    errno = 0;
+    return Noted(m_file.WriteVideoFrame(&frame));
 }
 
 int JobWriter::WriteSamples(std::span<const int16_t> samples, Nanoseconds time)
@@ -120,13 +147,25 @@ int JobWriter::WriteSamples(std::span<const int16_t> samples, Nanoseconds time)
     frame.llStreamTime = frame.llTimeStamp;
     const auto blocks = static_cast<int64_t>(samples.size()) / format.channels;
     frame.nDuration = DurationTicks(av_rescale(blocks, kSecond, format.samplerate));
-    return m_file.WriteAudioData(&frame);
+    errno = 0;
+    return Noted(m_file.WriteAudioData(&frame));
+}
+
+// Formats leave errno of the write that has failed.
+int JobWriter::Noted(int result)
+{
+    if (result <= 0 && !m_writeError)
+        m_writeError = WriteErrorOf(errno);
+    return result;
 }
 
 CloseReport JobWriter::Close()
 {
     CloseReport report;
+    errno = 0;
     m_file.Close(TakeCloseReport, &report);
+    if (m_writeError)
+        report.writeError = m_writeError;
     return report;
 }
 

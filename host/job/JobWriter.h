@@ -17,26 +17,36 @@ struct CloseReport {
     bool isComplete = false;
     int64_t pictures = 0;
     int64_t audioMilliseconds = 0;
+    int writeError = 0; // errno of a write that the system has refused
 };
 
 class JobWriter final : public FrameWriter
 {
 public:
-    // Sets the job up. Throws HostError, also if a stream that was asked for has come to nothing.
+    // Sets the job up. Throws HostError, also if a stream that was asked for has come to nothing; one of two may, if
+    // the plan allows it.
     JobWriter(const JobPlan& plan, const OutputFile& output);
+
+    // The streams that the file has.
+    Streams Made() const;
 
     // What encoder and format have made of what was asked for, a line for each; empty if they took all of it.
     std::vector<std::string> Revisions() const;
 
     int WritePicture(const AVFrame& picture, Nanoseconds time, Nanoseconds duration) override;
     int WriteSamples(std::span<const int16_t> samples, Nanoseconds time) override;
+    int WriteError() const override { return m_writeError; }
 
     // Finishes the file; the destructor does so, too, but reports nothing.
     CloseReport Close();
 
 private:
+    void RefuseLostStreams() const;
+    int Noted(int result);
+
     const JobPlan& m_plan;
     MediaFile m_file;
+    int m_writeError = 0;
 };
 
 } // namespace host

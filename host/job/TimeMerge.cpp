@@ -64,17 +64,19 @@ bool TimeMerge::IsFull() const
 void TimeMerge::ReadFrom(Source& source)
 {
     Item item = source.Next();
-    m_samples += item.samples.size();
+    m_samples += m_audioSource ? item.samples.size() : 0;
     switch (item.kind) {
     case Item::Kind::kEnd:
         m_videoEnded = m_videoEnded || &source == m_videoSource;
         m_audioEnded = m_audioEnded || &source == m_audioSource;
         return;
     case Item::Kind::kPicture:
-        m_pictures.push_back(std::move(item));
+        if (m_videoSource)
+            m_pictures.push_back(std::move(item));
         return;
     case Item::Kind::kAudio:
-        m_blocks.push_back(std::move(item));
+        if (m_audioSource)
+            m_blocks.push_back(std::move(item));
         return;
     }
 }

@@ -5,8 +5,8 @@
 #include "host/base/Messages.h"
 #include "host/base/Text.h"
 #include "host/sources/Container.h"
-#include "host/sources/StampGrid.h"
 #include "host/sources/StampProbe.h"
+#include "host/sources/VideoRate.h"
 
 #include <algorithm>
 #include <cmath>
@@ -27,10 +27,6 @@ constexpr Nanoseconds kAudioTolerance = 20'000'000;
 // course; elsewhere a picture may well stand for minutes.
 constexpr Nanoseconds kLongestGap = 3600 * kSecond;
 constexpr Nanoseconds kLongestGapOfJumpyFormat = 10 * kSecond;
-
-// What is read ahead of what can't be read twice, to see how its time stamps stand.
-constexpr size_t kPicturesAhead = 100;
-constexpr int64_t kBytesAhead = 32 << 20;
 
 // Shorter sides don't make an interlaced picture, and the filter refuses the shortest.
 constexpr int kLeastOfDeinterlacer = 16;
@@ -145,16 +141,8 @@ void MediaInput::OpenAudio(int streamIndex, const AudioFormat& wanted)
 // The rate is that of the grid on which the stamps stand, if they show one.
 StampKind MediaInput::KindOfVideo(int streamIndex)
 {
-    const AVStream& stream = *m_container->streams[streamIndex];
-    const AVRational stated = StatedRateOf(stream);
-    const Nanoseconds tick = ToNanoseconds(1, stream.time_base);
     const auto stamps = IsPlainFile(m_address) ? StampsOfFile(m_address, streamIndex) : ReadAhead(streamIndex);
-    const StampGrid grid = FindGrid(stamps, tick, stated).value_or(StampGrid{stated, 0});
-    const AVRational rate = IsOfFields(stream, grid.rate, stated) ? stated : grid.rate;
-    const Nanoseconds period = av_rescale(kSecond, rate.den, rate.num);
-    if (grid.waver > 0)
-        return {rate, std::min(2 * grid.waver, period * 9 / 20), true};
-    return {rate, std::clamp<Nanoseconds>(tick, 1000, period / 4 + 1000)};
+    return RateOf(*m_container->streams[streamIndex], stamps).stamps;
 }
 
 std::vector<Nanoseconds> MediaInput::ReadAhead(int streamIndex)

@@ -3,6 +3,7 @@
 #include "host/base/ExitCode.h"
 #include "host/base/Text.h"
 #include "host/base/Values.h"
+#include "host/base/WriteError.h"
 #include "host/sources/Libav.h"
 
 #include <cerrno>
@@ -139,7 +140,8 @@ void WritePicture(const std::string& path, Bitmap& bitmap)
     const auto size = static_cast<size_t>(packet->size);
     const bool isWritten = std::fwrite(packet->data, 1, size, file) == size;
     if (std::fclose(file) != 0 || !isWritten)
-        throw HostError(kExitJob, Format("can't write %s: %s", path.c_str(), std::strerror(errno)));
+        throw HostError(WriteErrorOf(errno) ? kExitWrite : kExitJob,
+                        Format("can't write %s: %s", path.c_str(), WriteErrorText(errno).c_str()));
 }
 
 } // namespace host

@@ -125,7 +125,7 @@ std::optional<StampGrid> FindGrid(std::span<const Nanoseconds> stamps, Nanosecon
     if (!found)
         found = FindWavering(steps, stated);
     if (!found)
-        return StampGrid{UsualRate(steps.Shortest()), 0};
+        return StampGrid{UsualRate(steps.Shortest()), 0, true};
 
     StampGrid grid = {RateOfLine(found->line, stated), std::llround(found->waver)};
     // Only a steady stream is faster than what changing ones get.

@@ -11,8 +11,9 @@ namespace host
 {
 
 struct StampGrid {
-    AVRational rate;   // places a second
-    Nanoseconds waver; // how far stamps may lie from their places; 0: they stand on them, but for their rounding
+    AVRational rate;      // places a second
+    Nanoseconds waver;    // how far stamps may lie from their places; 0: they stand on them, but for their rounding
+    bool isMixed = false; // there is no such grid
 };
 
 // The coarsest grid on which nearly all stamps stand, each on a place of its own, whatever places are left out between

@@ -10,6 +10,10 @@
 namespace host
 {
 
+// What is read ahead of what can't be read twice, to see how its time stamps stand.
+constexpr size_t kPicturesAhead = 100;
+constexpr int64_t kBytesAhead = 32 << 20;
+
 // Puts the stamps of packets, which come in the order of decoding, into the order of the pictures.
 class StampOrder
 {

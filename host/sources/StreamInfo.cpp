@@ -104,12 +104,18 @@ Turn TurnOf(const AVStream& stream)
     const double a = matrix[0], b = matrix[1], c = matrix[3], d = matrix[4];
     const double straight = std::min(std::fabs(a), std::fabs(d)), across = std::min(std::fabs(b), std::fabs(c));
     constexpr double nothing = 0.0175; // a degree
-    if (std::max(std::fabs(b), std::fabs(c)) < straight * nothing)
-        return {a > 0 ? (d > 0 ? "" : "vflip,copy") : d > 0 ? "hflip" : "vflip,hflip"};
-    if (std::max(std::fabs(a), std::fabs(d)) < across * nothing)
-        return {c > 0 ? (b > 0 ? "transpose=cclock_flip" : "transpose=cclock")
-                      : (b > 0 ? "transpose=clock" : "transpose=clock_flip"),
-                true};
+    if (std::max(std::fabs(b), std::fabs(c)) < straight * nothing) {
+        if (a > 0)
+            return d > 0 ? Turn{} : Turn{"vflip,copy", false, 0.0, 180, true};
+        return d > 0 ? Turn{"hflip", false, 0.0, 0, true} : Turn{"vflip,hflip", false, 0.0, 180, false};
+    }
+    if (std::max(std::fabs(a), std::fabs(d)) < across * nothing) {
+        if (c > 0)
+            return b > 0 ? Turn{"transpose=cclock_flip", true, 0.0, 270, true}
+                         : Turn{"transpose=cclock", true, 0.0, 270, false};
+        return b > 0 ? Turn{"transpose=clock", true, 0.0, 90, false}
+                     : Turn{"transpose=clock_flip", true, 0.0, 90, true};
+    }
     const double angle = av_display_rotation_get(matrix);
     return {"", false, std::isfinite(angle) ? angle : 0.0};
 }

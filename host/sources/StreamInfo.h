@@ -29,6 +29,8 @@ struct Turn {
     std::string filter;      // of libavfilter; empty: not at all
     bool isSideways = false; // width and height change places
     double oddAngle = 0.0;   // degrees to the left, where that is no quarter turn; the filter is empty then
+    int clockwise = 0;       // what the filter does, in degrees,
+    bool isMirrored = false; // after exchanging left and right
 };
 Turn TurnOf(const AVStream& stream);
 

@@ -13,7 +13,11 @@
  * by one thread at a time. Jobs on different threads are fine where their plug-ins allow it, except that two jobs
  * that convert audio at the same moment share one running balance and may each gain or lose a sample.
  *
- * Failures are results of 0 or null; the cause is in the log (log/Log.h). Nothing is thrown.
+ * Failures are results of 0 or null; the cause is in the log (log/Log.h). Nothing is thrown: a plug-in's slot that
+ * throws has failed, and the log names it; so has a call for which memory runs out.
+ *
+ * Doubles: the four functions of a job work, plug-ins included, in the processor's default modes (round to nearest, no
+ * flush to zero, no traps), and leave the host's as they were.
  */
 #ifndef ENCMGR_ENCMGR_H
 #define ENCMGR_ENCMGR_H

@@ -246,7 +246,10 @@ typedef struct ENCODER_MODE {
 /* One file format. GetFileFormats returns an array of these that ends with dwFourCC 0.
  *
  * Required: pfnCreate, pfnClose, and the write slot of each stream that has a list of modes.
- * Optional, null if absent: the two lists (a format without one has no such stream) and the extra slots. */
+ * Optional, null if absent: the two lists (a format without one has no such stream) and the extra slots.
+ *
+ * A slot that fails because the system refuses to write leaves errno as the system has set it (ENOSPC, EPIPE), at the
+ * latest when pfnClose calls back: a host tells by it what may pass, such as a full disk, and gives up at once. */
 typedef struct FILEFORMAT_ITEM {
     KXDWORD dwFourCC;
     wchar_t szShortName[10];

@@ -5,6 +5,7 @@
 #include "plugins/support/Text.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -55,7 +56,7 @@ private:
     unsigned int m_pictures = 0;
     int64_t m_audioEnd = 0; // in the encoder's time base
     bool m_complete = true;
-    bool m_failureLogged = false;
+    int m_failure = 0; // libav's first error
 };
 
 bool Muxer::Open(const wchar_t* path, const EncodeParam* pJob)
@@ -232,11 +233,16 @@ unsigned int Muxer::AudioMilliseconds() const
     return static_cast<unsigned int>(std::min<int64_t>(milliseconds, UINT32_MAX));
 }
 
+// The first one is logged, and stays in errno if the system has said it.
 bool Muxer::Fail(const wchar_t* what, int error)
 {
-    if (!m_failureLogged)
+    if (!m_failure) {
         KXLogEx(L"wpav: %ls [%ls]: %s.", what, m_path.c_str(), ErrorText(error).c_str());
-    m_failureLogged = true;
+        m_failure = error;
+    }
+    constexpr int lastOfSystem = -4095; // libav's own errors are further from 0
+    if (m_failure >= lastOfSystem)
+        errno = AVUNERROR(m_failure);
     m_complete = false;
     return false;
 }

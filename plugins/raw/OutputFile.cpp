@@ -24,14 +24,14 @@ bool OutputFile::Open(const wchar_t* path)
 
 bool OutputFile::Write(const void* data, size_t size)
 {
-    if (m_failed)
+    if (HasFailed())
         return false;
     return fwrite(data, 1, size, m_file.get()) == size || Fail(errno);
 }
 
 bool OutputFile::WriteAtStart(const void* data, size_t size)
 {
-    if (m_failed)
+    if (HasFailed())
         return false;
     if (fseeko(m_file.get(), 0, SEEK_SET) != 0)
         return Fail(errno);
@@ -41,14 +41,22 @@ bool OutputFile::WriteAtStart(const void* data, size_t size)
 bool OutputFile::Close()
 {
     FILE* const file = m_file.release();
-    if (file && fclose(file) != 0 && !m_failed)
+    if (file && fclose(file) != 0 && !m_error)
         Fail(errno);
-    return !m_failed;
+    return !HasFailed();
 }
 
 bool OutputFile::Fail(int error)
 {
-    m_failed = true;
     KXLogEx(L"wpraw: can't write [%ls]: %s.", m_path.c_str(), std::generic_category().message(error).c_str());
+    m_error = error ? error : EIO;
+    errno = m_error;
     return false;
+}
+
+bool OutputFile::HasFailed() const
+{
+    if (m_error)
+        errno = m_error;
+    return m_error != 0;
 }

@@ -14,7 +14,8 @@ public:
     // Creates or empties the file. False, with a log line, if that can't be done.
     bool Open(const wchar_t* path);
 
-    // Appends. A failure may show only at a later call, at Close in the end, since small pieces are gathered.
+    // Appends. A failure may show only at a later call, at Close in the end, since small pieces are gathered. From then
+    // on every call fails, with the first one's errno.
     bool Write(const void* data, size_t size);
     // Overwrites the start of the file and goes back to its end.
     bool WriteAtStart(const void* data, size_t size);
@@ -30,11 +31,12 @@ private:
     };
 
     bool Fail(int error);
+    bool HasFailed() const;
 
     std::unique_ptr<FILE, FileClose> m_file;
     std::wstring m_path;
     bool m_canSeek = false;
-    bool m_failed = false;
+    int m_error = 0; // errno of the first failure
 };
 
 #endif // ENCMGR_PLUGINS_OUTPUT_FILE_H

@@ -45,18 +45,17 @@ template <class S> struct ResampleRowsVector {
         }
     };
 
-    // interpolate(run, k, i) makes kPositions output positions, from i on, out of the run's k-th and following. Returns
-    // the first of all that is left for the plain form.
-    template <class Interpolate>
-    static int WalkInRuns(const ResampleBlock& block, int first, int end, Interpolate interpolate)
+    // interpolate(run, k, i) makes kPositions output positions, from the i-th behind the block's begin on, out of the
+    // run's k-th and following. Returns the first of all that is left for the plain form.
+    template <class Interpolate> static int WalkInRuns(const ResampleBlock& block, int first, Interpolate interpolate)
     {
         PositionRun run;
-        while (first <= end - kPositions) {
-            const int left = (end - first) / kPositions * kPositions;
+        while (first <= block.end - kPositions) {
+            const int left = (block.end - first) / kPositions * kPositions;
             const int count = left < PositionRun::kLongest ? left : PositionRun::kLongest;
             run.Find(block, first, count);
             for (int k = 0; k < count; k += kPositions)
-                interpolate(run, k, ptrdiff_t{first} + k);
+                interpolate(run, k, ptrdiff_t{first} - block.begin + k);
             first += count;
         }
         return first;
@@ -115,7 +114,7 @@ template <class S> struct ResampleRowsVector {
             const Vec clamped = L::Max16(L::Pack32(values, values), L::Broadcast16(-32767));
             L::StoreFirst(reinterpret_cast<unsigned char*>(block.out + i), clamped, 2 * kPositions);
         };
-        ::ResampleMono(block, WalkInRuns(block, first, block.nOut, interpolate));
+        ::ResampleMono(block, WalkInRuns(block, first, interpolate));
     }
 
     // ---- stereo ----
@@ -165,7 +164,7 @@ template <class S> struct ResampleRowsVector {
             else
                 InterpolateTwo(pairs, run.whole + k, run.fraction + k, block.out + 2 * i);
         };
-        ::ResampleStereo(block, WalkInRuns(block, first, block.nOut / 2, interpolate));
+        ::ResampleStereo(block, WalkInRuns(block, first, interpolate));
     }
 
     // ---- channels ----

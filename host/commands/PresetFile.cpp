@@ -1,0 +1,204 @@
+#include "host/commands/PresetFile.h"
+
+#include "host/base/ExitCode.h"
+#include "host/base/Text.h"
+#include "host/commands/Completion.h"
+#include "log/Log.h"
+#include "text/Strings.h"
+
+#include <CLI/CLI.hpp>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <sstream>
+
+namespace host
+{
+
+namespace
+{
+
+namespace fs = std::filesystem;
+
+const char* const kEnding = ".conf";
+
+constexpr size_t kMostBytes = 1 << 20;
+
+// The user's own first.
+std::vector<fs::path> PresetFolders()
+{
+    std::vector<fs::path> folders;
+    const char* const config = std::getenv("XDG_CONFIG_HOME");
+    const char* const home = std::getenv("HOME");
+    if (config && *config)
+        folders.push_back(fs::path(config) / "encmgr" / "presets");
+    else if (home && *home)
+        folders.push_back(fs::path(home) / ".config" / "encmgr" / "presets");
+    wchar_t program[4096] = {};
+    GetAppPath(program, static_cast<int>(std::size(program)) - 1);
+    const fs::path folder = text::Utf8FromWide(program).value_or("");
+    folders.push_back(folder / "presets");
+    folders.push_back(folder / ".." / "share" / "encmgr" / "presets");
+    return folders;
+}
+
+// A word without dot and slash names a preset, anything else a file.
+std::string PathOf(const std::string& name)
+{
+    if (name.find_first_of("./") != std::string::npos)
+        return name;
+    std::error_code unreadable;
+    for (const fs::path& folder : PresetFolders())
+        if (const fs::path path = folder / (name + kEnding); !name.empty() && fs::exists(path, unreadable))
+            return path;
+    std::string names;
+    for (const std::string& preset : PresetNames())
+        names += (names.empty() ? "" : ", ") + preset;
+    throw HostError(kExitUsage,
+                    Format("no preset is called \"%s\"; there are: %s (the name of a file has a dot or a slash)",
+                           name.c_str(), names.empty() ? "none" : names.c_str()));
+}
+
+// Pipes give their files once only, and some files never end.
+std::string ReadAll(const std::string& path)
+{
+    std::error_code unreadable;
+    std::ifstream file(path, std::ios::binary);
+    if (!file || fs::is_directory(path, unreadable))
+        throw HostError(kExitUsage, Format("can't open %s", path.c_str()));
+    std::string text(kMostBytes + 1, '\0');
+    file.read(text.data(), static_cast<std::streamsize>(text.size()));
+    text.resize(static_cast<size_t>(file.gcount()));
+    if (text.size() > kMostBytes || text.find('\0') != std::string::npos)
+        throw HostError(kExitUsage, Format("%s is no file with options", path.c_str()));
+    return text.starts_with("\xEF\xBB\xBF") ? text.substr(3) : text; // a mark that some editors put in front of UTF-8
+}
+
+// CLI11 passes over lines of less than three characters: the name of a flag, an option without its value.
+std::string WithLongLines(const std::string& text)
+{
+    std::istringstream lines(text);
+    std::string all;
+    for (std::string line; std::getline(lines, line);) {
+        CLI::detail::trim(line);
+        if (!line.empty() && line.size() < 3 && line[0] != '#' && line[0] != ';')
+            line += line.find('=') == std::string::npos ? "=true" : "\"\"";
+        all += line + "\n";
+    }
+    return all;
+}
+
+bool IsOn(const CLI::ConfigItem& flag)
+{
+    bool isOn = false;
+    if (!CLI::detail::lexical_cast(flag.inputs.front(), isOn))
+        throw CLI::ValidationError(flag.name, Format("\"%s\" is neither true nor false", flag.inputs.front().c_str()));
+    return isOn;
+}
+
+// One file, and the command that it is for.
+class PresetFile
+{
+public:
+    PresetFile(CLI::App& command, const std::string& name) : m_command(command), m_path(PathOf(name))
+    {
+        for (CLI::Option* option : command.get_options())
+            if (option->count() > 0)
+                m_written.insert(option);
+    }
+
+    // Gives the options their values, as far as the command line hasn't.
+    void Apply()
+    {
+        std::istringstream text(WithLongLines(ReadAll(m_path)));
+        std::vector<CLI::ConfigItem> items;
+        try {
+            items = CLI::ConfigTOML().from_config(text);
+        } catch (const CLI::Error& error) {
+            throw HostError(kExitUsage, m_path + ": " + error.what());
+        }
+        for (const CLI::ConfigItem& item : items)
+            if (item.name != "++" && item.name != "--") // the borders of a section
+                Take(item);
+    }
+
+private:
+    void Take(const CLI::ConfigItem& item)
+    {
+        CLI::Option& option = OptionOf(item);
+        if (item.inputs.size() != 1 || !m_taken.insert(&option).second)
+            throw HostError(kExitUsage, Format("%s: \"%s\" has more than one value, or one with blanks or commas but "
+                                               "without quotes",
+                                               m_path.c_str(), item.name.c_str()));
+        if (IsWritten(option))
+            return;
+        try {
+            const bool isFlag = option.get_items_expected_max() == 0;
+            if (isFlag && !IsOn(item))
+                return;
+            option.add_result(isFlag ? "true" : item.inputs.front());
+            option.run_callback();
+        } catch (const CLI::Error& error) {
+            throw HostError(kExitUsage, m_path + ": " + error.what());
+        }
+    }
+
+    CLI::Option& OptionOf(const CLI::ConfigItem& item) const
+    {
+        const bool isHere = item.parents.empty() || item.parents == std::vector{m_command.get_name()};
+        CLI::Option* option = nullptr;
+        for (const char* const dashes : {"--", "-", ""})
+            if (isHere && !option)
+                option = m_command.get_option_no_throw(dashes + item.name);
+        if (!option || !option->get_configurable())
+            throw HostError(kExitUsage, Format("%s: \"%s\" is no option of encmgr %s", m_path.c_str(),
+                                               item.fullname().c_str(), m_command.get_name().c_str()));
+        return *option;
+    }
+
+    // It, or what excludes it.
+    bool IsWritten(CLI::Option& option) const
+    {
+        if (m_written.count(&option))
+            return true;
+        for (CLI::Option* const other : option.get_excludes())
+            if (m_written.count(other))
+                return true;
+        return false;
+    }
+
+    CLI::App& m_command;
+    std::string m_path;
+    std::set<CLI::Option*> m_written; // on the command line
+    std::set<CLI::Option*> m_taken;   // from the file
+};
+
+} // namespace
+
+// The callbacks of a command's options come in the order in which they were added, when all of the command line has
+// been read; what is missing is looked for afterwards.
+void AddPresetOption(CLI::App& command)
+{
+    CLI::Option* const option = command.add_option_function<std::string>(
+        "--config", [&command](const std::string& name) { PresetFile(command, name).Apply(); },
+        "Take options from this preset or file; those written here win");
+    option->type_name("PRESET|FILE")->configurable(false);
+    SetCompletion(*option, {Completion::Kind::kListedOrFile, {"presets"}});
+}
+
+std::vector<std::string> PresetNames()
+{
+    std::set<std::string> names;
+    for (const fs::path& folder : PresetFolders()) {
+        std::error_code unreadable;
+        for (fs::directory_iterator entry(folder, unreadable), end; !unreadable && entry != end;
+             entry.increment(unreadable))
+            if (entry->path().extension() == kEnding)
+                names.insert(entry->path().stem());
+    }
+    return {names.begin(), names.end()};
+}
+
+} // namespace host
