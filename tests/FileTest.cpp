@@ -44,6 +44,13 @@ Expectation ExpectationOf(const std::string& encoder)
     return {"", 38, 44100, 6};
 }
 
+// The name of the test's file; of pictures that are files of their own, the name of all.
+std::string NameIn(const FILEFORMAT_INFO& format)
+{
+    const std::string fourCC = Text(format.dwFourCC);
+    return fourCC == "PNG " ? "file-%d.png" : fourCC == "JPG " ? "file-%03d.jpg" : "file";
+}
+
 using FileTest = FileJobTest;
 
 } // namespace
@@ -52,7 +59,7 @@ TEST_F(FileTest, TheirFormatsAreInTheCatalogue)
 {
     const std::string catalogue = Catalogue();
     for (const char* line : {"MP4 : H264 HEVC MP4V VP9  AV1  AAC  MP3  OPUS FLAC\n", "WEBM: VP9  VP8  AV1  OPUS VORB\n",
-                             "OGG : VP8  VORB OPUS FLAC\n", "FLAC: FLAC\n", "GIF : GIF \n"})
+                             "OGG : VP8  VORB OPUS FLAC\n", "FLAC: FLAC\n", "GIF : GIF \n", "JPG : MJPG\n"})
         EXPECT_NE(catalogue.find(line), std::string::npos) << line << catalogue;
 }
 
@@ -63,12 +70,13 @@ TEST_F(FileTest, EveryVideoEncoderKeepsEveryPicture)
         for (int i = 0; i < format->nVideoEncoders; ++i, ++combinations) {
             SCOPED_TRACE(testing::Message() << format->szShortName << " " << format->ppVideoEncoders[i]->szName);
             const std::string encoder = Text(format->ppVideoEncoders[i]->dwFourCC);
-            const CloseReport report = Make("file", JobParam(Text(format->dwFourCC)).Video(encoder, 160, 96), 100);
+            const std::string name = NameIn(*format);
+            const CloseReport report = Make(name, JobParam(Text(format->dwFourCC)).Video(encoder, 160, 96), 100);
             EXPECT_EQ(report.status, 0u);
             EXPECT_EQ(report.pictures, 100u);
             EXPECT_EQ(report.milliseconds, 0u);
 
-            const DecodedFile file = ReadMedia(Path("file"));
+            const DecodedFile file = ReadMedia(Path(name));
             ASSERT_EQ(file.pictures.size(), 100u);
             EXPECT_NEAR(file.frameRate, kRate, 1e-6);
             double late = 0, psnr = 1000;
@@ -151,22 +159,23 @@ TEST_F(FileTest, EveryPairStatesTheSignalOrSaysSo)
                 param.video.nFieldOrder = fields;
                 param.video.nRotation = 90 * fields - 90;
                 Log();
-                void* job = Open(Path("file"), param);
+                const std::string name = NameIn(*format);
+                void* job = Open(Path(name), param);
                 ASSERT_TRUE(job);
                 for (int n = 0; n < 6; ++n)
                     EXPECT_EQ(WritePicture(job, 160, 96, n), 1);
                 EXPECT_EQ(Close(job).pictures, 6u);
                 const std::wstring log = Log();
-                const auto is = [&](const wchar_t* name, bool isRead) {
-                    EXPECT_NE(isRead, log.find(L"doesn't state the " + std::wstring(name)) != log.npos)
-                        << name << log.c_str();
+                const auto is = [&](const wchar_t* what, bool isRead) {
+                    EXPECT_NE(isRead, log.find(L"doesn't state the " + std::wstring(what)) != log.npos)
+                        << what << log.c_str();
                 };
-                const DecodedFile file = ReadMedia(Path("file"));
+                const DecodedFile file = ReadMedia(Path(name));
                 const DecodedSignal& read = file.signal;
                 EXPECT_NEAR(file.pixelAspect, 16.0 / 15, 0.01);
                 is(L"field order", read.fields == fields);
                 is(L"rotation", read.rotation == param.video.nRotation);
-                if (encoder == "GIF ") // is converted to RGB
+                if (encoder == "GIF " || encoder.find("PNG") != encoder.npos) // are converted to RGB
                     continue;
                 is(L"range", read.range == KX_RANGE_FULL);
                 is(L"colours", isAlone || (read.matrix == 9 && read.primaries == 9 && read.transfer == 16));
@@ -494,6 +503,23 @@ TEST_F(FileTest, FramesThatCannotBeReadAreReported)
     const DecodedFile file = ReadMedia(Path("gap"));
     ASSERT_EQ(file.pictures.size(), 7u);
     EXPECT_NEAR(file.pictures.back().seconds, 0.36, 0.001);
+}
+
+// A name without a place for a number is that of one picture, and a "%" of a folder belongs to its name.
+TEST_F(FileTest, PicturesAreFilesOfTheirOwn)
+{
+    std::filesystem::create_directory(m_folder / "100%d");
+    const JobParam param = JobParam("PNG ").Video("PNG ", 32, 32);
+    Make("100%d/a%02d.png", param, 3);
+    Make("100%d/b.png", param, 1);
+    for (const char* file : {"100%d/a01.png", "100%d/a03.png", "100%d/b.png"})
+        EXPECT_TRUE(std::filesystem::exists(Path(file))) << file;
+    void* job = Open(Path("one.png"), param);
+    for (int n = 0; n < 3; ++n)
+        WritePicture(job, 32, 32, n);
+    EXPECT_EQ(Close(job).status, 1u);
+    EXPECT_EQ(Bytes("one.png"), Bytes("100%d/b.png"));
+    EXPECT_EQ(LogLines(L"no place for a number"), 1);
 }
 
 TEST_F(FileTest, FileNamesAreUtf8AndNoAddresses)

@@ -46,20 +46,21 @@ void AddCommonOptions(CLI::App& program, CommonOptions& common)
 
 } // namespace
 
-const char* const kExitCodeHelp = "Exit codes:\n"
-                                  "  0    a good file was written\n"
-                                  "  1    the job failed\n"
-                                  "  2    bad usage: unknown option, format or encoder, or a bad value\n"
-                                  "  3    the input can't be opened or decoded, or breaks off\n"
-                                  "  4    the output can't be created, or exists and -y isn't given\n"
-                                  "  5    no plug-ins were found\n"
-                                  "  6    a write was refused, as when the disk is full; it may pass\n"
-                                  "  7    a stream would be lost, since its encoder can't be set up\n"
-                                  "  8    the input's clock breaks --max-gap or --strict-cfr\n"
-                                  "  9    an internal error, or no memory is left\n"
-                                  "  130  interrupted by Ctrl-C; the file is finished up to there\n"
-                                  "After 1 to 9 nothing is left of a new file, and an old one is as it was; 3 may leave\n"
-                                  "the part of an input that broke off.\n";
+const char* const kExitCodeHelp =
+    "Exit codes:\n"
+    "  0    a good file was written\n"
+    "  1    the job failed\n"
+    "  2    bad usage: unknown option, format or encoder, or a bad value\n"
+    "  3    the input can't be opened or decoded, or breaks off\n"
+    "  4    the output can't be created, or exists and -y isn't given\n"
+    "  5    no plug-ins were found\n"
+    "  6    a write was refused, as when the disk is full; it may pass\n"
+    "  7    a stream would be lost, since its encoder can't be set up\n"
+    "  8    the input's clock breaks --max-gap or --strict-cfr\n"
+    "  9    an internal error, or no memory is left\n"
+    "  130  interrupted by Ctrl-C; the file is finished up to there\n"
+    "After 1 to 9 nothing is left of a new file, and an old one is as it was; 3 may leave\n"
+    "the part of an input that broke off.\n";
 
 CommandLine ParseCommandLine(int argc, char** argv)
 {

@@ -6,6 +6,7 @@
 #include "host/commands/EncodeArguments.h"
 #include "host/commands/EncodeVerdict.h"
 #include "host/commands/FirstPass.h"
+#include "host/commands/OutputName.h"
 #include "host/commands/QualityCheck.h"
 #include "host/job/Plugins.h"
 #include "host/job/TwoPasses.h"
@@ -117,7 +118,7 @@ int RunEncode(const EncodeOptions& options, const Catalogue& catalogue, Messages
     CheckQuality(options, choice);
     if (options.passes > 1)
         CheckReadableTwice(options);
-    OutputFile output(options.output);
+    OutputFile output(OutputNameOf(options, choice));
     const Sources sources = OpenSources(options, choice, messages);
     output.CheckWritable({options.input, options.audioInput}, options.overwrite,
                          options.input != "-" && !options.neverOverwrite);

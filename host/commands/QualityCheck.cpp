@@ -28,10 +28,12 @@ public:
         if (const ENCODER_OPTION* const option = FindOption(m_options, key))
             return *option;
         std::string there;
-        for (const ENCODER_OPTION& option : m_options)
-            there += (there.empty() ? "" : ", ") + std::string(option.pszKey);
-        Refuse(Format("%s: the encoder %s has nothing of the kind; its options are: %s", argument, m_fourCC.c_str(),
-                      there.c_str()));
+        for (const char* const common : {"crf", "b", "preset", "tune", "g", "pass"})
+            if (FindOption(m_options, common))
+                there += (there.empty() ? "" : ", ") + std::string(common);
+        Refuse(Format("%s: the encoder %s has nothing of the kind, but %s; encmgr list %s shows all that it takes",
+                      argument, m_fourCC.c_str(), there.empty() ? "options of its own" : there.c_str(),
+                      m_fourCC.c_str()));
     }
 
     void CheckNumber(const char* argument, const char* key, double value) const

@@ -21,8 +21,9 @@ struct Ending {
 };
 
 constexpr Ending kEndings[] = {
-    {"m4v", "MP4", false}, {"mka", "MKV", true}, {"wave", "WAV", true}, {"yuv4mpeg", "Y4M", false},
-    {"ogv", "OGG", false}, {"oga", "OGG", true}, {"mts", "TS", false},  {"m2ts", "TS", false},
+    {"m4v", "MP4", false},      {"mka", "MKV", true},  {"wave", "WAV", true},
+    {"yuv4mpeg", "Y4M", false}, {"ogv", "OGG", false}, {"oga", "OGG", true},
+    {"mts", "TS", false},       {"m2ts", "TS", false}, {"jpeg", "JPG", false},
 };
 
 // What people call formats and encoders elsewhere.

@@ -243,6 +243,11 @@ typedef struct ENCODER_MODE {
 /* FILEFORMAT_ITEM.dwFlags: the job is not paced against llStreamTime. */
 #define FFF_NOPACING 1u
 
+/* FILEFORMAT_ITEM.dwFlags, read by hosts alone: each picture is a file of its own. The file name, behind the last "/" of
+ * the path, has the place of a number that counts from 1, as in "out-%05d.png". A name without one is that of a single
+ * picture, and further ones are refused. */
+#define FFF_SEQUENCE 2u
+
 /* One file format. GetFileFormats returns an array of these that ends with dwFourCC 0.
  *
  * Required: pfnCreate, pfnClose, and the write slot of each stream that has a list of modes.
@@ -275,7 +280,7 @@ typedef struct FILEFORMAT_ITEM {
     void (*pfnSetAudioExtra)(void* hFile, void* pValue1, KXDWORD nValue2);
     void (*pfnSetVideoExtra)(void* hFile, uintptr_t nValue1, uintptr_t nValue2, uintptr_t nValue3, uintptr_t nValue4);
 
-    KXDWORD dwFlags; /* FFF_NOPACING */
+    KXDWORD dwFlags; /* FFF_NOPACING, FFF_SEQUENCE */
 } FILEFORMAT_ITEM;
 
 /* A plug-in's exports: GetEncoders first, then GetFileFormats, once each time the plug-in is loaded. Null is an

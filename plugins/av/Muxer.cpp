@@ -1,5 +1,6 @@
 #include "log/Log.h"
 #include "plugins/av/Encoder.h"
+#include "plugins/av/SequenceName.h"
 #include "plugins/av/Slots.h"
 #include "plugins/av/VideoSignal.h"
 #include "plugins/support/Text.h"
@@ -54,7 +55,8 @@ private:
     PacketPtr m_packet;
     Stream m_streams[2]; // by ENCODER_TYPE_AUDIO and ENCODER_TYPE_VIDEO
     unsigned int m_pictures = 0;
-    int64_t m_audioEnd = 0; // in the encoder's time base
+    int64_t m_audioEnd = 0;         // in the encoder's time base
+    bool m_isSinglePicture = false; // the path has no place for a number
     bool m_complete = true;
     int m_failure = 0; // libav's first error
 };
@@ -74,7 +76,9 @@ bool Muxer::Open(const wchar_t* path, const EncodeParam* pJob)
     const Encoder* const video = Encoder::OfJob(pJob, ENCODER_TYPE_VIDEO);
     const bool isFirstPass = video && video->IsFirstPass();
     // The scheme keeps a name with a colon from being taken for an address.
-    const std::string url = "file:" + (isFirstPass ? "/dev/null" : *narrow);
+    m_isSinglePicture = m_container.Has(kPictureFiles) && !HasNumber(*narrow);
+    const bool isSequence = m_container.Has(kPictureFiles) && !m_isSinglePicture;
+    const std::string url = "file:" + (isFirstPass ? "/dev/null" : isSequence ? SequencePath(*narrow) : *narrow);
     AVFormatContext* format = nullptr;
     int result = avformat_alloc_output_context2(&format, MuxerOf(m_container), nullptr, url.c_str());
     m_format.reset(format);
@@ -85,6 +89,8 @@ bool Muxer::Open(const wchar_t* path, const EncodeParam* pJob)
     if (m_container.Has(kSequenceOnly))
         m_format->avoid_negative_ts = 0; // a shift would put empty pictures in front
     SetAll(m_container.options);
+    if (m_isSinglePicture)
+        SetAll("update=1"); // takes the name as it is
 
     if (!pJob->bVideoDisabled && !AddStream(pJob, ENCODER_TYPE_VIDEO))
         return false;
@@ -92,7 +98,7 @@ bool Muxer::Open(const wchar_t* path, const EncodeParam* pJob)
         return false;
     if (isFirstPass)
         SetAll("movflags=-faststart"); // would read the file again
-    result = avio_open(&m_format->pb, url.c_str(), AVIO_FLAG_WRITE);
+    result = m_container.Has(kPictureFiles) ? 0 : avio_open(&m_format->pb, url.c_str(), AVIO_FLAG_WRITE);
     if (result >= 0)
         result = avformat_write_header(m_format.get(), nullptr);
     return result >= 0 || Fail(L"can't make", result);
@@ -186,6 +192,12 @@ bool Muxer::IsLeadIn(const AVPacket& encoded) const
 
 int Muxer::WritePacket(int type, const AVPacket& encoded)
 {
+    if (m_isSinglePicture && m_pictures > 0) {
+        if (!m_failure)
+            KXLogEx(L"wpav: the name [%ls] has no place for a number, such as %%05d, and so holds one picture.",
+                    m_path.c_str());
+        return AVERROR_INVALIDDATA;
+    }
     const Stream& target = m_streams[type];
     const bool isVideo = type == ENCODER_TYPE_VIDEO;
     const bool hasContent = encoded.size > 0; // or only news for the file's header

@@ -125,6 +125,16 @@ constexpr EncoderEntry s_encoders[] = {
            .maxRateTerm = kMaxRateTerm,
            .tinySide = 0,
            .pixelFormat = AV_PIX_FMT_RGB8}),
+    Video("PNG ", L"PNG", L"PNG, lossless RGB", "png", "", {.generic = "compression_level threads"}, {},
+          kRange | kColour,
+          {.evenSize = false,
+           .maxSide = 16384,
+           .maxRateTerm = kMaxRateTerm,
+           .tinySide = 0,
+           .pixelFormat = AV_PIX_FMT_RGB24}),
+    Video("APNG", L"APNG", L"PNG, lossless RGB, only what changes from picture to picture", "apng", "",
+          {.generic = "compression_level"}, {}, kRange | kColour,
+          {.evenSize = false, .maxSide = 16384, .maxRateTerm = 65535, .tinySide = 0, .pixelFormat = AV_PIX_FMT_RGB24}),
 
     Audio("AAC ", L"AAC", L"AAC, low complexity", "aac", "cutoff",
           {.maxSampleRate = 96000, .maxChannels = 8, .channelBitRate = 64000}),
@@ -166,6 +176,11 @@ constexpr ContainerEntry s_containers[] = {
      s_fragments},
     {FourCC("GIF "), L"GIF", L"Animated GIF", L"Small moving pictures that every browser shows", "gif", "GIF ", "", 0,
      0},
+    {FourCC("APNG"), L"APNG", L"Animated PNG", L"Small moving pictures in full colour", "apng", "APNG", "", 0, 0,
+     "plays=0"},
+    {FourCC("PNG "), L"PNG", L"PNG pictures", L"A lossless file for each picture", "image2", "PNG ", "", kPictureFiles,
+     0},
+    {FourCC("JPG "), L"JPEG", L"JPEG pictures", L"A file for each picture", "image2", "MJPG", "", kPictureFiles, 0},
 };
 
 // The FourCC at the start of a list, and the list behind it.
@@ -239,6 +254,7 @@ struct Formats {
             SetText(item.szShortName, container.shortName);
             item.pVideoModes = ListOrNull(videoModes[i]);
             item.pAudioModes = ListOrNull(audioModes[i]);
+            item.dwFlags = container.Has(kPictureFiles) ? FFF_SEQUENCE : 0;
             FillFormatSlots(item);
         }
         items.emplace_back();

@@ -88,9 +88,12 @@ struct EncoderEntry {
 // packets that hold more of it than samples are left out: a fade-in of their length is less than all the audio late.
 //
 // kTagsHvc1: HEVC goes by the name hvc1, without which some players don't show it.
+//
+// kPictureFiles: each picture is a file of its own.
 constexpr unsigned kSequenceOnly = 1;
 constexpr unsigned kMarksLeadIn = 2;
 constexpr unsigned kTagsHvc1 = 4;
+constexpr unsigned kPictureFiles = 8;
 
 // One file format.
 struct ContainerEntry {
