@@ -44,6 +44,9 @@ TEST_F(HostSaysTest, TheSummaryCountsWhatWasWritten)
     EXPECT_TRUE(m_said.ends_with("x), 0 repeated, 10 dropped\n")) << m_said;
     ASSERT_EQ(Run("encode testcard:seconds=2 -o a.wav"), 0);
     EXPECT_TRUE(m_said.find("encmgr: a.wav: audio 2.000 s, 384.1 kB, in ") != std::string::npos) << m_said;
+    const auto size = std::filesystem::file_size(Path("a.wav"));
+    ASSERT_EQ(Run("encode testcard:seconds=2,audio=44100x2 -o b.wav --ar 48000"), 0);
+    EXPECT_EQ(std::filesystem::file_size(Path("b.wav")), size) << "the resampler held samples back";
     ASSERT_EQ(Run("-q encode testcard:seconds=2,size=160x90 -o a.mkv"), 0);
     EXPECT_EQ(m_said, "");
     ASSERT_EQ(Run("-v encode testcard:seconds=1,size=160x90 -o b.mkv"), 0);
@@ -149,8 +152,8 @@ TEST_F(HostSaysTest, ClosedAndFullDescriptorsAreNoOutput)
 {
     const std::string job = "encmgr -v encode testcard:seconds=1,size=160x90,audio=none -o ";
     EXPECT_EQ(Shell(job + "a.y4m && " + job + "b.y4m <&- >&- 2>&- && cmp a.y4m b.y4m"), 0) << m_said;
-    for (const std::string stream : {">&-", ">/dev/full"}) {
-        EXPECT_EQ(Shell("encmgr list " + stream), 6);
+    for (const auto& [stream, code] : {std::pair{">&-", 1}, {">/dev/full", 6}}) {
+        EXPECT_EQ(Shell(std::string("encmgr list ") + stream), code);
         EXPECT_TRUE(Said("can't write to the standard output")) << m_said;
     }
 }

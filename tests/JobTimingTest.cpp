@@ -81,6 +81,25 @@ struct Setting {
     bool isStrict = false;
 };
 
+// Of equal numbers.
+int64_t LongestRun(const std::vector<int>& numbers)
+{
+    int64_t longest = 0, run = 0;
+    for (size_t i = 0; i < numbers.size(); ++i) {
+        run = i > 0 && numbers[i] == numbers[i - 1] ? run + 1 : 1;
+        longest = std::max(longest, run);
+    }
+    return longest;
+}
+
+int64_t Sum(const Tally& tally, int64_t Timeline::Bucket::*field)
+{
+    int64_t sum = 0;
+    for (const Timeline::Bucket& bucket : tally.Times().Buckets())
+        sum += bucket.*field;
+    return sum;
+}
+
 // sourceRate 0: no pictures.
 Result RunJob(std::vector<Item> items, AVRational sourceRate, AVRational rate, const Setting& setting = {})
 {
@@ -98,15 +117,24 @@ Result RunJob(std::vector<Item> items, AVRational sourceRate, AVRational rate, c
     Messages messages;
     messages.SetVolume(Volume::kQuiet);
     const OutputFile output("nowhere");
-    Progress progress(messages, output, 0, true);
+    Tally tally(plan, output);
+    Progress progress(messages, ProgressKind::kNone, output, 0, true);
     ScriptedSource source(std::move(items));
     TimeMerge merge(plan.hasVideo ? &source : nullptr, plan.hasAudio ? &source : nullptr);
     RecordingWriter writer(rate);
     writer.refuses = setting.refuses;
     writer.isDiskFull = setting.isDiskFull;
-    Job job(plan, merge, writer, progress);
+    Job job(plan, merge, writer, tally, progress);
     job.Run();
     const bool isRefused = job.IsRefused(); // by the writer, too
+    const Counts& counts = job.GetCounts();
+    EXPECT_EQ(counts.largestRepeated, LongestRun(writer.shown) - !writer.shown.empty());
+    if (!isRefused) {
+        EXPECT_EQ(counts.taken, counts.pictures - counts.repeated + counts.dropped);
+    }
+    EXPECT_EQ(Sum(tally, &Timeline::Bucket::written), counts.pictures);
+    EXPECT_EQ(Sum(tally, &Timeline::Bucket::repeated), counts.repeated);
+    EXPECT_EQ(Sum(tally, &Timeline::Bucket::dropped), counts.dropped);
     return {std::move(writer), job.GetCounts(), job.Position(), isRefused, job.WroteAudio(), job.BrokenLimit()};
 }
 
@@ -160,6 +188,14 @@ TEST(Places, GoToThePicturesNearThem)
             show(placed);
         EXPECT_EQ(shown, expected) << name;
         EXPECT_EQ(places.Dropped(), number - std::count_if(shown.begin(), shown.end(), [](int n) { return n >= 0; }));
+        // A run lies between two that are shown, or at an end.
+        std::vector<int> ends = {-1, number};
+        std::copy_if(shown.begin(), shown.end(), std::back_inserter(ends), [](int n) { return n >= 0; });
+        std::sort(ends.begin(), ends.end());
+        int run = 0;
+        for (size_t i = 1; i < ends.size(); ++i)
+            run = std::max(run, ends[i] - ends[i - 1] - 1);
+        EXPECT_EQ(places.LargestRunDropped(), run) << name;
     }
 }
 
@@ -314,7 +350,7 @@ TEST(JobStreams, OneThatIsLostIsLeftOut)
 {
     ScriptedSource source({Numbered(0, 0), Block(0, 500), Numbered(1, 40 * kMs), Block(500 * kMs, 500)});
     TimeMerge merge(nullptr, &source);
-    EXPECT_FALSE(merge.FirstPicture());
+    EXPECT_FALSE(merge.First().picture);
     for (const Nanoseconds time : {Nanoseconds{0}, 500 * kMs}) {
         const Item item = merge.Next();
         EXPECT_EQ(item.kind, Item::Kind::kAudio);

@@ -14,6 +14,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+extern "C" {
+#include <libavutil/log.h>
+}
+
 namespace
 {
 
@@ -173,6 +177,35 @@ TEST_F(OutputFileTest, OthersAreWrittenDirectly)
     close(file);
 }
 
+TEST(Messages, TheLogHasAllThatTheVolumeKeepsBack)
+{
+    const std::string path = (fs::temp_directory_path() / ("encmgr-log-" + std::to_string(getpid()))).string();
+    std::ofstream(path) << "before\n";
+    {
+        Messages messages;
+        messages.SetVolume(Volume::kQuiet);
+        EXPECT_THROW(messages.OpenLog("/nowhere/log"), HostError);
+        messages.OpenLog(path);
+        messages.Say("said");
+        messages.Detail("a detail");
+        KXLog(L"of the library");
+        av_log(nullptr, AV_LOG_VERBOSE, "of libav\n");
+        av_log(nullptr, AV_LOG_DEBUG, "too much\n");
+        ASSERT_EQ(messages.AllSaid().size(), 1u);
+        EXPECT_EQ(messages.AllSaid()[0].text, "said");
+    }
+    std::ifstream file(path);
+    std::string line;
+    for (const char* expected :
+         {"before", "note     said", "detail   a detail", "library  of the library", "libav    of libav"}) {
+        ASSERT_TRUE(std::getline(file, line)) << expected;
+        EXPECT_TRUE(line.ends_with(expected)) << line;
+        EXPECT_TRUE(line.size() < 20 || line[23] == 'Z') << line;
+    }
+    EXPECT_FALSE(std::getline(file, line));
+    fs::remove(path);
+}
+
 TEST(Messages, RememberTheLogsInCleanLines)
 {
     Messages messages;
@@ -189,9 +222,9 @@ TEST(Messages, RememberTheLogsInCleanLines)
     EXPECT_EQ(lines.back(), "line 299");
     EXPECT_TRUE(messages.LinesSince(messages.Mark()).empty());
 
-    messages.TakeMediaText(true, "[mp3 @ 0x55d0c8] in two ");
-    messages.TakeMediaText(true, "pieces\n");
-    messages.TakeMediaText(false, "a warning\n");
+    messages.TakeMediaText(AV_LOG_ERROR, "[mp3 @ 0x55d0c8] in two ");
+    messages.TakeMediaText(AV_LOG_ERROR, "pieces\n");
+    messages.TakeMediaText(AV_LOG_WARNING, "a warning\n");
     EXPECT_EQ(messages.TakeMediaError(), "[mp3] in two pieces");
     EXPECT_EQ(messages.TakeMediaError(), "") << "told once";
 }

@@ -2,6 +2,7 @@
 // and decodes them for comparison.
 #include "host/base/Messages.h"
 #include "host/sources/MediaInput.h"
+#include "host/sources/StreamInfo.h"
 #include "tests/HostHarness.h"
 
 #include <cstdio>
@@ -10,6 +11,7 @@
 #include <gtest/gtest.h>
 #include <iterator>
 #include <sys/stat.h>
+#include <tuple>
 #include <unistd.h>
 
 namespace
@@ -154,4 +156,25 @@ TEST_F(SourceTest, AudioAloneKeepsItsTimeInTheFile)
     const Item first = input.Next();
     EXPECT_EQ(first.kind, Item::Kind::kAudio);
     EXPECT_NEAR(static_cast<double>(first.time), 0.5e9, 2e6);
+}
+
+TEST(TurnOf, TellsWhatTheFilterDoes)
+{
+    const LibavOwned<AVFormatContext> container(avformat_alloc_context());
+    AVStream* const stream = avformat_new_stream(container.get(), nullptr);
+    auto* const matrix =
+        reinterpret_cast<int32_t*>(av_stream_new_side_data(stream, AV_PKT_DATA_DISPLAYMATRIX, 9 * sizeof(int32_t)));
+    for (int turn = 0; turn < 8; ++turn) {
+        // Where the unit vectors go, y counting down: x is mirrored first, then each quarter takes (x, y) to (-y, x).
+        int vectors[2][2] = {{turn < 4 ? 1 : -1, 0}, {0, 1}};
+        for (auto& [x, y] : vectors)
+            for (int quarter = 0; quarter < turn % 4; ++quarter)
+                std::tie(x, y) = std::pair(-y, x);
+        for (int i = 0; i < 9; ++i)
+            matrix[i] = i == 8 ? 1 << 30 : i % 3 == 2 || i > 5 ? 0 : vectors[i / 3][i % 3] * (1 << 16);
+        const Turn found = TurnOf(*stream);
+        EXPECT_EQ(found.clockwise, turn % 4 * 90) << turn;
+        EXPECT_EQ(found.isMirrored, turn >= 4) << turn;
+        EXPECT_EQ(found.isSideways, turn % 2 == 1) << turn;
+    }
 }

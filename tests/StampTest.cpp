@@ -87,6 +87,7 @@ TEST(Grid, IsFoundWhateverTheContainerSays)
         ASSERT_TRUE(grid) << name;
         EXPECT_NEAR(av_q2d(grid->rate), rate, 1e-9) << name << ": " << grid->rate.num << "/" << grid->rate.den;
         EXPECT_EQ(grid->waver > 0, isWavering) << name;
+        EXPECT_EQ(grid->isMixed, std::string_view(name).find("AndVideo") != std::string_view::npos) << name;
     }
 }
 
@@ -127,6 +128,7 @@ TEST(GridOfScreens, KeepsPicturesThatFollowEachOtherClosely)
     EXPECT_GE(av_q2d(grid->rate), 30.0);
     EXPECT_LE(av_q2d(grid->rate), 60.0);
     EXPECT_EQ(grid->waver, 0);
+    EXPECT_TRUE(grid->isMixed);
 }
 
 TEST(StampOrder, PutsPicturesInTheirOrderAndBeginsAnewAfterAJump)
@@ -232,8 +234,8 @@ TEST(TimeMerge, DoesNotReadAFileToItsEndForAStreamThatComesLate)
     items.push_back(Block(0, 10));
     ScriptedSource source(std::move(items));
     TimeMerge merge(&source, &source);
-    EXPECT_EQ(merge.FirstPicture(), 0);
-    EXPECT_FALSE(merge.FirstBlock());
+    EXPECT_EQ(merge.First().picture, 0);
+    EXPECT_FALSE(merge.First().block);
     EXPECT_LT(source.Given(), 100u);
 }
 

@@ -13,8 +13,9 @@ namespace host
 // Members keep the order in which they were set.
 using Json = nlohmann::ordered_json;
 
-// On one line, or indented for people. Always UTF-8: names of files and texts of their tags may hold any bytes, and
-// those that aren't UTF-8 become U+FFFD. Numbers that aren't finite become null.
+// On one line, or indented for people, where lists of plain values and short things stand on one line. Always UTF-8:
+// names of files and texts of their tags may hold any bytes, and those that aren't UTF-8 become U+FFFD. Numbers that
+// aren't finite become null.
 std::string JsonLine(const Json& value);
 std::string JsonText(const Json& value); // ends with a line end
 

@@ -1,11 +1,14 @@
 #include "host/base/Messages.h"
 
+#include "host/base/ExitCode.h"
 #include "host/base/Text.h"
 #include "log/Log.h"
 #include "text/Strings.h"
 
 #include <algorithm>
-#include <cstdio>
+#include <cerrno>
+#include <cstring>
+#include <ctime>
 
 extern "C" {
 #include <libavutil/log.h>
@@ -18,6 +21,7 @@ namespace
 {
 
 constexpr size_t kLinesKept = 200;
+constexpr size_t kSaidKept = 200;
 
 // libav's log callback has no context of its own.
 Messages* s_messages = nullptr;
@@ -39,12 +43,12 @@ std::string WithoutAddress(std::string text)
 
 void MediaSink(void* context, int level, const char* format, va_list args)
 {
-    if (level > AV_LOG_WARNING || !s_messages)
+    if (!s_messages || level > s_messages->MostMediaLevel())
         return;
     char text[1024];
     static thread_local int prefix = 1; // whether a line begins
     av_log_format_line2(context, level, format, args, text, sizeof(text), &prefix);
-    s_messages->TakeMediaText(level <= AV_LOG_ERROR, text);
+    s_messages->TakeMediaText(level, text);
 }
 
 // One line of a log that may hold several: line ends become one space each, and none is left at the end.
@@ -61,6 +65,18 @@ std::string Cleaned(std::string text)
         }
     }
     return clean;
+}
+
+// "2026-05-01T12:34:56.789Z"
+std::string TimeStamp()
+{
+    timespec now = {};
+    clock_gettime(CLOCK_REALTIME, &now);
+    tm parts = {};
+    gmtime_r(&now.tv_sec, &parts);
+    char text[32];
+    std::strftime(text, sizeof(text), "%Y-%m-%dT%H:%M:%S", &parts);
+    return Format("%s.%03dZ", text, static_cast<int>(now.tv_nsec / 1'000'000));
 }
 
 } // namespace
@@ -80,32 +96,49 @@ Messages::~Messages()
     s_messages = nullptr;
 }
 
+void Messages::OpenLog(const std::string& path)
+{
+    m_log.reset(std::fopen(path.c_str(), "ae"));
+    if (!m_log)
+        throw HostError(kExitOutput, Format("can't write the log %s: %s", path.c_str(), std::strerror(errno)));
+    // What a crash or a kill ends has its lines in the file.
+    std::setvbuf(m_log.get(), nullptr, _IOLBF, BUFSIZ);
+}
+
 void Messages::Error(const std::string& text)
 {
-    Print("error: ", text);
+    Tell(Volume::kQuiet, "error: ", "error", text);
 }
 
 void Messages::Cause(const std::string& text)
 {
-    Print("  cause: ", text);
+    Tell(Volume::kQuiet, "  cause: ", "cause", text);
 }
 
 void Messages::Warn(const std::string& text)
 {
-    if (m_volume != Volume::kQuiet)
-        Print("warning: ", text);
+    Tell(Volume::kNormal, "warning: ", "warning", text);
 }
 
 void Messages::Say(const std::string& text)
 {
-    if (m_volume != Volume::kQuiet)
-        Print("", text);
+    Tell(Volume::kNormal, "", "note", text);
 }
 
 void Messages::Detail(const std::string& text)
 {
+    const std::lock_guard lock(m_mutex);
+    Log("detail", text);
     if (m_volume == Volume::kVerbose)
         Print("", text);
+}
+
+void Messages::ShowLine(const std::string& text)
+{
+    const std::lock_guard lock(m_mutex);
+    WipeStatus();
+    std::fprintf(stderr, "%s\n", text.c_str());
+    std::fflush(stderr);
 }
 
 void Messages::ShowStatus(const std::string& text)
@@ -151,6 +184,7 @@ void Messages::TakeLibraryLine(const wchar_t* text)
 {
     const std::lock_guard lock(m_mutex);
     m_lines.push_back(Cleaned(text::ShownUtf8(text)));
+    Log("library", m_lines.back());
     if (m_volume == Volume::kVerbose)
         Print("log: ", m_lines.back());
     if (m_lines.size() > kLinesKept) {
@@ -159,7 +193,12 @@ void Messages::TakeLibraryLine(const wchar_t* text)
     }
 }
 
-void Messages::TakeMediaText(bool isError, const std::string& text)
+int Messages::MostMediaLevel() const
+{
+    return m_log ? AV_LOG_VERBOSE : AV_LOG_WARNING;
+}
+
+void Messages::TakeMediaText(int level, const std::string& text)
 {
     const std::lock_guard lock(m_mutex);
     m_mediaPart += text;
@@ -169,18 +208,35 @@ void Messages::TakeMediaText(bool isError, const std::string& text)
     m_mediaPart.clear();
     if (line.empty())
         return;
-    if (isError)
+    Log("libav", line);
+    if (level <= AV_LOG_ERROR)
         m_mediaError = line;
-    if (m_volume == Volume::kVerbose)
+    if (m_volume == Volume::kVerbose && level <= AV_LOG_WARNING)
         Print("libav: ", line);
 }
 
-void Messages::Print(std::string_view kind, const std::string& text)
+void Messages::Tell(Volume least, std::string_view before, const char* kind, const std::string& text)
+{
+    const std::lock_guard lock(m_mutex);
+    if (m_said.size() < kSaidKept)
+        m_said.push_back({kind, text});
+    Log(kind, text);
+    if (m_volume >= least)
+        Print(before, text);
+}
+
+void Messages::Print(std::string_view before, const std::string& text)
 {
     const std::lock_guard lock(m_mutex);
     WipeStatus();
-    std::fprintf(stderr, "encmgr: %.*s%s\n", static_cast<int>(kind.size()), kind.data(), text.c_str());
+    std::fprintf(stderr, "encmgr: %.*s%s\n", static_cast<int>(before.size()), before.data(), text.c_str());
     std::fflush(stderr);
+}
+
+void Messages::Log(const char* kind, const std::string& text)
+{
+    if (m_log)
+        std::fprintf(m_log.get(), "%s  %-7s  %s\n", TimeStamp().c_str(), kind, text.c_str());
 }
 
 void Messages::WipeStatus()

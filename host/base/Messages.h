@@ -1,10 +1,13 @@
-// What the program says on the standard error stream, and the memory of what the library and libav have logged.
+// What the program says on the standard error stream, the memory of what the library and libav have logged, and the
+// file that all of it goes to.
 #ifndef ENCMGR_HOST_MESSAGES_H
 #define ENCMGR_HOST_MESSAGES_H
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <deque>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -17,6 +20,12 @@ enum class Volume {
     kQuiet,   // errors alone
     kNormal,  // and warnings, remarks and the progress
     kVerbose, // and the logs of the library and of libav
+};
+
+// Something that was said, whether or not the volume let it through.
+struct Said {
+    const char* kind; // "error", "cause", "warning" or "note"
+    std::string text;
 };
 
 // There is one, for as long as the program runs. Any thread may log; the program itself speaks on one.
@@ -32,11 +41,21 @@ public:
     void SetVolume(Volume volume) { m_volume = volume; }
     Volume GetVolume() const { return m_volume; }
 
+    // Everything goes to the end of this file, too, with the time, whatever the volume: our own words, the library's
+    // log and libav's. Throws HostError.
+    void OpenLog(const std::string& path);
+
     void Error(const std::string& text);
     void Cause(const std::string& text); // of the error before
     void Warn(const std::string& text);
     void Say(const std::string& text);
     void Detail(const std::string& text); // with -v
+
+    // The first of these, but for details.
+    const std::vector<Said>& AllSaid() const { return m_said; }
+
+    // A line as it is, whatever the volume; not for the log.
+    void ShowLine(const std::string& text);
 
     // A line that is overwritten in place; a message first wipes it away. For a terminal.
     void ShowStatus(const std::string& text);
@@ -51,10 +70,17 @@ public:
 
     // For the two logs.
     void TakeLibraryLine(const wchar_t* text);
-    void TakeMediaText(bool isError, const std::string& text);
+    void TakeMediaText(int level, const std::string& text);
+    int MostMediaLevel() const; // what lies above is left out
 
 private:
-    void Print(std::string_view kind, const std::string& text);
+    struct CloseFile {
+        void operator()(std::FILE* file) const { std::fclose(file); }
+    };
+
+    void Tell(Volume least, std::string_view before, const char* kind, const std::string& text);
+    void Print(std::string_view before, const std::string& text);
+    void Log(const char* kind, const std::string& text);
     void WipeStatus();
 
     mutable std::recursive_mutex m_mutex;
@@ -63,6 +89,8 @@ private:
     uint64_t m_firstLine = 0; // number of m_lines.front()
     std::string m_mediaPart;  // libav logs long lines piece by piece
     std::string m_mediaError;
+    std::vector<Said> m_said;
+    std::unique_ptr<std::FILE, CloseFile> m_log;
     size_t m_statusWidth = 0;
 };
 

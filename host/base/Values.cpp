@@ -3,6 +3,7 @@
 #include <charconv>
 #include <climits>
 #include <cmath>
+#include <string>
 
 extern "C" {
 #include <libavutil/mathematics.h>
@@ -68,6 +69,47 @@ std::optional<PictureSize> ParseSize(std::string_view text, int least, int most)
     if (!width || !height)
         return std::nullopt;
     return PictureSize{static_cast<int>(*width), static_cast<int>(*height)};
+}
+
+std::optional<PictureSize> ParseSizeOrSide(std::string_view text, int least, int most)
+{
+    const auto parts = SplitAt(text, "xX");
+    if (!parts)
+        return std::nullopt;
+    const auto side = [least, most](std::string_view part) -> std::optional<int64_t> {
+        return part.empty()   ? kFree
+               : part == "-1" ? kFreeAny
+               : part == "-2" ? kFreeEven
+                              : ParseInteger(part, least, most);
+    };
+    const auto width = side(parts->first), height = side(parts->second);
+    if (!width || !height || (*width <= 0 && *height <= 0))
+        return std::nullopt;
+    return PictureSize{static_cast<int>(*width), static_cast<int>(*height)};
+}
+
+std::optional<int64_t> ParseTime(std::string_view text)
+{
+    constexpr int64_t kMostSeconds = 1'000'000'000;
+    int64_t seconds = 0;
+    int colons = 0;
+    for (auto parts = SplitAt(text, ":"); parts; parts = SplitAt(text, ":")) {
+        const auto number = ParseInteger(parts->first, 0, colons == 0 ? kMostSeconds / 3600 : 59);
+        if (!number || ++colons > 2)
+            return std::nullopt;
+        seconds = (seconds + *number) * 60;
+        text = parts->second;
+    }
+    const auto decimals = SplitAt(text, ".");
+    const auto whole = ParseInteger(decimals ? decimals->first : text, 0, colons == 0 ? kMostSeconds : 59);
+    if (!whole || text.front() == '-')
+        return std::nullopt;
+    std::string nanoseconds(decimals ? decimals->second : "0");
+    if (nanoseconds.empty() || nanoseconds.size() > 9 ||
+        nanoseconds.find_first_not_of("0123456789") != std::string::npos)
+        return std::nullopt;
+    nanoseconds.resize(9, '0');
+    return (seconds + *whole) * 1'000'000'000 + ParseInteger(nanoseconds, 0, 999'999'999).value_or(0);
 }
 
 std::optional<AVRational> ParseRate(std::string_view text)

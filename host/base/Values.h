@@ -29,6 +29,15 @@ std::optional<double> ParseNumber(std::string_view text);
 // "640x360".
 std::optional<PictureSize> ParseSize(std::string_view text, int least, int most);
 
+// A size whose one side may be free, to follow from the other and the picture's shape. A free side is a kFree value.
+constexpr int kFree = 0;     // whatever suits: "1280x", "x720"
+constexpr int kFreeAny = -1; // to the pixel: "1280x-1"
+constexpr int kFreeEven = -2;
+std::optional<PictureSize> ParseSizeOrSide(std::string_view text, int least, int most);
+
+// A time in nanoseconds, not negative: seconds ("12.5"), "MM:SS" or "HH:MM:SS", the seconds with up to nine decimals.
+std::optional<int64_t> ParseTime(std::string_view text);
+
 // Frame rates that can be asked for. The library replaces higher ones by another.
 constexpr double kLowestRate = 0.01;
 constexpr double kHighestRate = 200.0;

@@ -19,7 +19,8 @@ namespace
 {
 
 constexpr void (*kCommands[])(CLI::App&, Run&) = {
-    AddListCommand, AddEncodeCommand, AddConvertCommand, AddProbeCommand, AddHelpCommand, AddGenerateCommand,
+    AddListCommand,  AddEncodeCommand, AddConvertCommand,  AddViewCommand,
+    AddProbeCommand, AddHelpCommand,   AddGenerateCommand,
 };
 
 std::string VersionText()
@@ -40,27 +41,29 @@ void AddCommonOptions(CLI::App& program, CommonOptions& common)
     };
     CLI::Option* const quiet = volume("-q,--quiet", Volume::kQuiet, "Print errors alone");
     volume("-v,--verbose", Volume::kVerbose, "Print the logs of the library and of libav, too")->excludes(quiet);
+    program.add_option("--log", common.logFile, "Add everything that happens to the end of this file, with the time")
+        ->type_name("FILE");
     program.add_option("--plugins", common.pluginsFolder, "The folder that holds PlugIns (default: the program's own)")
         ->type_name("DIR");
 }
 
 } // namespace
 
-const char* const kExitCodeHelp =
-    "Exit codes:\n"
-    "  0    a good file was written\n"
-    "  1    the job failed\n"
-    "  2    bad usage: unknown option, format or encoder, or a bad value\n"
-    "  3    the input can't be opened or decoded, or breaks off\n"
-    "  4    the output can't be created, or exists and -y isn't given\n"
-    "  5    no plug-ins were found\n"
-    "  6    a write was refused, as when the disk is full; it may pass\n"
-    "  7    a stream would be lost, since its encoder can't be set up\n"
-    "  8    the input's clock breaks --max-gap or --strict-cfr\n"
-    "  9    an internal error, or no memory is left\n"
-    "  130  interrupted by Ctrl-C; the file is finished up to there\n"
-    "After 1 to 9 nothing is left of a new file, and an old one is as it was; 3 may leave\n"
-    "the part of an input that broke off.\n";
+const char* const kExitCodeHelp = R"(Exit codes:
+  0    a good file was written
+  1    the job failed
+  2    bad usage: unknown option, format or encoder, or a bad value
+  3    the input can't be opened or decoded, or breaks off
+  4    the output can't be created, or exists and -y isn't given
+  5    no plug-ins were found
+  6    a write was refused, as when the disk is full; it may pass
+  7    a stream would be lost, since its encoder can't be set up
+  8    the input's clock breaks --max-gap or --strict-cfr
+  9    an internal error, or no memory is left
+  130  interrupted by Ctrl-C; the file is finished up to there
+After 1 to 9 nothing is left of a new file, and an old one is as it was; 3 may leave
+the part of an input that broke off.
+)";
 
 CommandLine ParseCommandLine(int argc, char** argv)
 {

@@ -18,6 +18,7 @@ namespace host
 // What holds for every command.
 struct CommonOptions {
     Volume volume = Volume::kNormal;
+    std::string logFile;       // empty: none
     std::string pluginsFolder; // the folder that holds PlugIns; empty: the program's own
 };
 
@@ -28,6 +29,7 @@ using Run = std::function<int(const CommonOptions& common, Messages& messages)>;
 void AddListCommand(CLI::App& program, Run& chosen);
 void AddEncodeCommand(CLI::App& program, Run& chosen);
 void AddConvertCommand(CLI::App& program, Run& chosen);
+void AddViewCommand(CLI::App& program, Run& chosen);
 void AddProbeCommand(CLI::App& program, Run& chosen);
 void AddHelpCommand(CLI::App& program, Run& chosen);
 void AddGenerateCommand(CLI::App& program, Run& chosen);

@@ -55,6 +55,34 @@ void AddChoice(CLI::App& command, EncodeOptions& options)
         ->excludes(command.get_option("--audio"));
 }
 
+void AddPart(CLI::App& command, EncodeOptions& options)
+{
+    const char* const group = "Part of the input; times are seconds, MM:SS or HH:MM:SS.mmm";
+    const std::string expected = "a time such as 12.5, 1:30 or 1:02:03.250";
+    const auto later = [](const std::string& text) {
+        const auto time = ParseTime(text);
+        return time && *time > 0 ? time : std::nullopt;
+    };
+    AddValue(command, "--start", options.start, ParseTime, expected, "Begin with the picture that stands there")
+        ->type_name("TIME")
+        ->group(group);
+    CLI::Option* const end =
+        AddValue(command, "--end", options.end, later, expected, "End before this time of the input");
+    end->type_name("TIME")->group(group);
+    AddValue(command, "--duration", options.duration, later, expected, "Or end after so long")
+        ->type_name("TIME")
+        ->group(group)
+        ->excludes(end);
+    CLI::Option* const video = command.add_option("--video-stream", options.videoStream,
+                                                  "The video stream to take: its number, from 0 on, or a language");
+    CLI::Option* const audio = command.add_option("--audio-stream", options.audioStream,
+                                                  "The audio stream to take, likewise: --audio-stream deu");
+    for (CLI::Option* stream : {video, audio})
+        stream->type_name("N")->group(group);
+    command.add_flag("--no-metadata", options.noMetadata, "Leave out chapters, titles, languages and the cover")
+        ->group(group);
+}
+
 void AddVideo(CLI::App& command, EncodeOptions& options)
 {
     const char* const group = "Video";
@@ -133,6 +161,26 @@ void AddAudio(CLI::App& command, EncodeOptions& options)
         ->group(group);
 }
 
+void AddReports(CLI::App& command, EncodeOptions& options)
+{
+    const char* const group = "What is told";
+    command.add_flag("--dry-run", options.isDryRun, "Set the job up, print what it would do, and leave no file")
+        ->group(group);
+    AddFile(command, "--report", options.report,
+            "Write what was done, and how it ended, as JSON; \"-\" for the standard output")
+        ->type_name("FILE")
+        ->group(group);
+    const Words<ProgressKind> kinds = {{"auto", ProgressKind::kAuto},
+                                       {"bar", ProgressKind::kBar},
+                                       {"lines", ProgressKind::kLines},
+                                       {"json", ProgressKind::kJson},
+                                       {"none", ProgressKind::kNone}};
+    AddWord(command, "--progress", options.progress, kinds,
+            "How far it is: auto (a bar on a terminal, the default), bar, lines, json or none")
+        ->type_name("KIND")
+        ->group(group);
+}
+
 } // namespace
 
 void AddEncodeArguments(CLI::App& command, EncodeOptions& options)
@@ -140,9 +188,11 @@ void AddEncodeArguments(CLI::App& command, EncodeOptions& options)
     AddPresetOption(command);
     AddFiles(command, options);
     AddChoice(command, options);
+    AddPart(command, options);
     AddVideo(command, options);
     AddAudio(command, options);
     AddQualityArguments(command, options);
+    AddReports(command, options);
 }
 
 } // namespace host

@@ -12,18 +12,40 @@ extern "C" {
 namespace host
 {
 
+namespace
+{
+
+void SayLeftOut(const Source& source, const std::string& name, Messages& messages)
+{
+    std::string names;
+    for (const std::string& left : source.LeftOut())
+        names += (names.empty() ? "" : ", ") + left;
+    if (!names.empty())
+        messages.Say(Format("%s: left out: %s", ShownName(name).c_str(), names.c_str()));
+}
+
+} // namespace
+
 Sources OpenSources(const EncodeOptions& options, const Choice& choice, Messages& messages)
 {
     if (options.input == "-" && options.audioInput == "-")
         throw HostError(kExitUsage, "only one input can come from the standard input");
+    if (options.end && *options.end <= options.start)
+        throw HostError(kExitUsage, "--end has to lie behind --start");
     Sources sources;
     const bool isSeparate = choice.audio && !options.audioInput.empty();
     AudioFormat format = {};
     if (!options.isLibraryResampling)
         format = {options.sampleRate, options.channels};
-    sources.main = OpenSource(options.input, {choice.video != nullptr, choice.audio && !isSeparate, format}, messages);
+    Wanted wanted = {choice.video != nullptr, choice.audio && !isSeparate, format,
+                     options.videoStream,     options.audioStream,         options.start};
+    sources.main = OpenSource(options.input, wanted, messages);
+    SayLeftOut(*sources.main, options.input, messages);
     if (isSeparate) {
-        sources.separateAudio = OpenSource(options.audioInput, {false, true, format}, messages);
+        wanted.video = false;
+        wanted.audio = true;
+        sources.separateAudio = OpenSource(options.audioInput, wanted, messages);
+        SayLeftOut(*sources.separateAudio, options.audioInput, messages);
         if (!sources.separateAudio->Audio())
             throw HostError(kExitInput, Format("%s holds no audio", options.audioInput.c_str()));
     }
@@ -53,6 +75,10 @@ Nanoseconds ExpectedLength(const JobPlan& plan, const Sources& sources)
     Nanoseconds length = 0;
     for (const Source* source : {sources.Video(), sources.Audio()})
         length = std::max(length, source ? source->Duration() : 0);
+    if (length > 0)
+        length = std::max<Nanoseconds>(std::min(length, plan.end.value_or(length)) - plan.start, 0);
+    else if (plan.end)
+        length = *plan.end - plan.start;
     if (plan.pictures) {
         const Nanoseconds limit = av_rescale(*plan.pictures, kSecond * plan.frameRate.den, plan.frameRate.num);
         if (limit > 0 && (length == 0 || limit < length))

@@ -68,11 +68,11 @@ bool PrintFaults(const Source& source, const std::string& name, Messages& messag
 void WarnIfShort(const EndedJob& ended, Messages& messages)
 {
     const Source& main = *ended.sources.main;
-    const Nanoseconds missing = main.Duration() - ended.job.Position();
+    const Nanoseconds reached = ended.plan.start + ended.job.Position();
+    const Nanoseconds missing = main.Duration() - reached;
     if (!ended.sources.separateAudio && main.IsDurationStated() && missing > std::max(kSecond, main.Duration() / 20))
         messages.Warn(Format("%s ends after %.1f s, and is said to be %.1f s long",
-                             ShownName(ended.options.input).c_str(), InSeconds(ended.job.Position()),
-                             InSeconds(main.Duration())));
+                             ShownName(ended.options.input).c_str(), InSeconds(reached), InSeconds(main.Duration())));
 }
 
 } // namespace
@@ -82,7 +82,7 @@ int Judge(const EndedJob& ended, Messages& messages)
     const auto& [options, sources, plan, output, job, report, seconds] = ended;
     const std::string input = ShownName(options.input);
     const int signal = InterruptSignal();
-    const bool isWhole = !signal && !plan.pictures && !job.IsRefused() && job.BrokenLimit().empty();
+    const bool isWhole = !signal && !plan.pictures && !plan.end && !job.IsRefused() && job.BrokenLimit().empty();
     bool isBroken = PrintFaults(*sources.main, input, messages);
     if (sources.separateAudio)
         isBroken |= PrintFaults(*sources.separateAudio, ShownName(options.audioInput), messages);
@@ -91,6 +91,9 @@ int Judge(const EndedJob& ended, Messages& messages)
 
     if (!job.BrokenLimit().empty())
         throw HostError(kExitPacing, input + ": " + job.BrokenLimit());
+    if (!job.HadPicture() && !job.HadAudio() && !signal && plan.start > 0)
+        throw HostError(kExitInput,
+                        Format("%s ends before --start, %s", input.c_str(), ClockText(InSeconds(plan.start)).c_str()));
     if (!job.HadPicture() && !job.HadAudio())
         throw signal ? HostError(kExitSignal + signal, "interrupted; nothing was written")
                      : HostError(kExitInput, Format("nothing in %s could be decoded", input.c_str()));

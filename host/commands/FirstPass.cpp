@@ -52,22 +52,26 @@ void RunFirstPass(const EncodeOptions& options, const Choice& choice, JobPlan pl
     const Sources sources = OpenQuietly(options, choice, messages);
     if (plan.isDeinterlaced)
         sources.Video()->Deinterlace(options.deinterlace.has_value());
-    JobWriter writer(plan, output);
+    Tally tally(plan, output);
+    JobWriter writer(plan, output, tally);
     plan.hasAudio = writer.Made().audio; // the second pass tells of what is lost
     TimeMerge merge(sources.Video(), plan.hasAudio ? sources.Audio() : nullptr);
-    Progress progress(messages, output, ExpectedLength(plan, sources), plan.hasVideo, "pass 1 of 2:");
-    Job job(plan, merge, writer, progress);
+    // Programs that follow the progress count one job.
+    const ProgressKind kind = options.progress == ProgressKind::kJson ? ProgressKind::kNone : options.progress;
+    Progress progress(messages, kind, output, ExpectedLength(plan, sources), plan.hasVideo, "pass 1 of 2:");
+    Job job(plan, merge, writer, tally, progress);
     job.Run();
     const CloseReport report = writer.Close();
-    progress.End();
+    tally.Close();
+    progress.End(tally);
     if (const int signal = InterruptSignal())
         throw HostError(kExitSignal + signal, "interrupted in the first pass; nothing was written");
     if (!job.HadPicture())
         throw HostError(kExitInput, Format("no picture in %s could be decoded", ShownName(options.input).c_str()));
     if (job.IsRefused() || (report.wasCalled && !report.isComplete))
         throw HostError(kExitJob, "the first pass failed");
-    messages.Say(Format("pass 1 of 2: %lld pictures, in %.1f s (%s)", static_cast<long long>(job.GetCounts().pictures),
-                        progress.Seconds(), SpeedText(job.Position(), progress.Seconds()).c_str()));
+    messages.Say(Format("pass 1 of 2: %lld pictures, in %.1f s (%s)", static_cast<long long>(tally.Pictures().pictures),
+                        progress.Seconds(), SpeedText(tally.Position(), progress.Seconds()).c_str()));
 }
 
 } // namespace host

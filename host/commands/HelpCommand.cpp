@@ -1,5 +1,6 @@
 // "encmgr help": what --help says, for those who look for a command of that name.
 #include "host/base/ExitCode.h"
+#include "host/base/Suggestion.h"
 #include "host/base/Text.h"
 #include "host/commands/CommandTable.h"
 #include "host/commands/Commands.h"
@@ -26,12 +27,16 @@ std::string HelpOn(const CLI::App& program, const std::string& name)
     if (name.empty())
         return HelpOf(program, program.get_name());
     std::string names;
+    std::vector<Known> known;
     for (const CLI::App* command : VisibleCommands(program)) {
         if (command->get_name() == name)
             return HelpOf(*command, program.get_name() + " " + name);
         names += (names.empty() ? "" : ", ") + command->get_name();
+        known.push_back({command->get_name(), command->get_name()});
     }
-    throw HostError(kExitUsage, Format("no command is called \"%s\"; there are: %s", name.c_str(), names.c_str()));
+    const std::string suggestion = DidYouMean(name, known);
+    throw HostError(kExitUsage, Format("no command is called \"%s\"; %s", name.c_str(),
+                                       (suggestion.empty() ? "there are: " + names : suggestion).c_str()));
 }
 
 } // namespace

@@ -140,7 +140,7 @@ Json ProbeJson(const InputFacts& facts)
         json["tags"][key] = value;
     for (const StreamFacts& stream : facts.streams)
         json["streams"].push_back(StreamJson(stream));
-    for (const Chapter& chapter : facts.chapters)
+    for (const ChapterFacts& chapter : facts.chapters)
         json["chapters"].push_back(
             {{"start", InSeconds(chapter.start)}, {"end", InSeconds(chapter.end)}, {"title", OrNull(chapter.title)}});
     return json;

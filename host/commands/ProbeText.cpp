@@ -169,7 +169,7 @@ std::string ProbeText(const InputFacts& facts)
         text += StreamText(stream);
     if (facts.streams.empty())
         text += "  no streams\n";
-    for (const Chapter& chapter : facts.chapters)
+    for (const ChapterFacts& chapter : facts.chapters)
         text += Format("  chapter %s - %s  %s\n", TimeText(chapter.start).c_str(), TimeText(chapter.end).c_str(),
                        OneLine(chapter.title).c_str());
     return text;

@@ -1,6 +1,7 @@
 #include "host/commands/Unexpected.h"
 
 #include "host/base/Suggestion.h"
+#include "host/commands/CommandTable.h"
 
 #include <CLI/CLI.hpp>
 
@@ -13,7 +14,7 @@ namespace
 std::vector<Known> Commands(const CLI::App& program)
 {
     std::vector<Known> commands;
-    for (const CLI::App* command : program.get_subcommands([](const CLI::App*) { return true; }))
+    for (const CLI::App* command : VisibleCommands(program))
         commands.push_back({command->get_name(), command->get_name()});
     return commands;
 }

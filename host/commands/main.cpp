@@ -18,10 +18,12 @@ using namespace host;
 // What was printed must have arrived.
 int FlushOutput(int exitCode, Messages& messages)
 {
+    errno = 0;
     if (std::fflush(stdout) == 0 && !std::ferror(stdout))
         return exitCode;
-    messages.Error("can't write to the standard output: " + WriteErrorText(errno));
-    return exitCode == kExitGood ? static_cast<int>(kExitWrite) : exitCode;
+    const int error = WriteErrorOf(errno);
+    messages.Error("can't write to the standard output" + (error ? ": " + WriteErrorText(error) : ""));
+    return exitCode != kExitGood ? exitCode : static_cast<int>(error ? kExitWrite : kExitJob);
 }
 
 } // namespace
@@ -34,6 +36,8 @@ int main(int argc, char** argv)
         CatchInterrupts();
         const CommandLine line = ParseCommandLine(argc, argv);
         messages.SetVolume(line.common.volume);
+        if (!line.common.logFile.empty())
+            messages.OpenLog(line.common.logFile);
         return FlushOutput(line.command ? line.command(line.common, messages) : kExitGood, messages);
     } catch (const std::exception& error) {
         const auto [exitCode, text] = ExitOf(error);

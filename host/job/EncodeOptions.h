@@ -13,6 +13,14 @@
 namespace host
 {
 
+enum class ProgressKind {
+    kAuto,  // a bar on a terminal, nothing elsewhere
+    kBar,   // a line that is overwritten in place
+    kLines, // a line every few seconds
+    kJson,  // the same for programs, and more often
+    kNone,
+};
+
 struct EncodeOptions {
     std::string input;
     std::string audioInput; // empty: the input's own audio
@@ -41,11 +49,20 @@ struct EncodeOptions {
     bool isFragmented = false;
     std::vector<std::string> videoOptions; // "key=value", of the encoder or the format
     std::vector<std::string> audioOptions;
+    int64_t start = 0;               // nanoseconds from the start of the input
+    std::optional<int64_t> end;      // likewise
+    std::optional<int64_t> duration; // instead of end
+    std::string videoStream;         // by number or language; empty: the best
+    std::string audioStream;
+    bool noMetadata = false;
     double longestGap = 10.0;   // seconds in which the source may show no new picture
     bool isStrict = false;      // no picture may be repeated or left out
     bool mayLackStream = false; // whose encoder can't be set up
     bool overwrite = false;
     bool neverOverwrite = false;
+    bool isDryRun = false;
+    std::string report; // empty: none; "-": the standard output
+    ProgressKind progress = ProgressKind::kAuto;
 };
 
 } // namespace host

@@ -2,6 +2,7 @@
 
 #include "host/base/Interrupt.h"
 #include "host/base/Text.h"
+#include "host/job/Beginning.h"
 
 #include <algorithm>
 #include <cmath>
@@ -30,28 +31,19 @@ constexpr Nanoseconds kHoldStep = kSecond;
 constexpr double kFarthest = 0.75;
 constexpr double kFarthestOfFewer = 0.501;
 
-bool HasFewerPlaces(const JobPlan& plan)
-{
-    return av_q2d(plan.frameRate) < plan.videoInfo.framerate * 0.999;
-}
-
 // So many pieces in a row aren't written only if none can be written any more. An encoder may hold back fewer.
 constexpr int kMostRefusals = 500;
 
 // With the last picture written, audio is still awaited for this long.
 constexpr Nanoseconds kLongestWait = 10 * kSecond;
 
-// In seconds: how far pictures may be from the audio that they belong to, and what lead of audio is no mere offset.
-constexpr double kUnnoticed = 0.015;
-constexpr double kLongestLead = 1e6;
-
 // No file is longer.
 constexpr Nanoseconds kEndOfTime = 1'000'000'000 * kSecond;
 
 } // namespace
 
-Job::Job(const JobPlan& plan, TimeMerge& merge, FrameWriter& writer, Progress& progress)
-    : m_plan(plan), m_merge(merge), m_writer(writer), m_progress(progress),
+Job::Job(const JobPlan& plan, TimeMerge& merge, FrameWriter& writer, Tally& tally, Progress& progress)
+    : m_plan(plan), m_merge(merge), m_writer(writer), m_tally(tally), m_progress(progress),
       m_places(HasFewerPlaces(plan) ? kFarthestOfFewer : kFarthest), m_videoOver(!plan.hasVideo),
       m_audioOver(!plan.hasAudio)
 {
@@ -59,9 +51,9 @@ Job::Job(const JobPlan& plan, TimeMerge& merge, FrameWriter& writer, Progress& p
 
 void Job::Run()
 {
-    m_origin = FindOrigin();
+    Begin();
     while (!IsOver()) {
-        Item item = m_merge.Next();
+        Item item = NextItem();
         if (item.kind == Item::Kind::kEnd)
             break;
         item.time -= m_origin;
@@ -69,9 +61,37 @@ void Job::Run()
             TakePicture(std::move(item));
         else
             TakeAudio(item);
-        m_progress.Update(m_counts, m_position);
+        m_progress.Update(m_tally);
     }
     EndPictures();
+}
+
+// Settles where the job begins and ends.
+void Job::Begin()
+{
+    Beginning beginning = FindBeginning(m_plan, m_merge);
+    m_origin = beginning.time;
+    m_waiting = std::move(beginning.items);
+    m_limit = m_plan.pictures;
+    if (beginning.end && m_plan.hasVideo) {
+        const Nanoseconds length = *beginning.end - GrainOfTime(m_plan.frameRate) - m_origin;
+        const int64_t places =
+            av_rescale_rnd(length, m_plan.frameRate.num, kSecond * m_plan.frameRate.den, AV_ROUND_UP);
+        m_limit = std::min(std::max<int64_t>(places, 1), m_limit.value_or(INT64_MAX));
+    }
+    if (m_limit)
+        m_audioEnd = TimeOfPlace(*m_limit);
+    else if (beginning.end)
+        m_audioEnd = *beginning.end - m_origin;
+}
+
+Item Job::NextItem()
+{
+    if (m_waiting.empty())
+        return m_merge.Next();
+    Item item = std::move(m_waiting.front());
+    m_waiting.pop_front();
+    return item;
 }
 
 bool Job::IsRefused() const
@@ -89,41 +109,25 @@ bool Job::IsOver() const
     return (m_videoOver && m_audioOver) || IsGivenUp();
 }
 
-// The first time of both streams. If audio comes first, pictures may lie between the places of the output's: the
-// nearest place does if it is near enough for nobody to notice, or if each place shows the nearest of several pictures
-// anyhow. Otherwise the start goes back so far that the first picture falls on a place.
-Nanoseconds Job::FindOrigin()
-{
-    const auto picture = m_merge.FirstPicture();
-    const auto block = m_merge.FirstBlock();
-    if (!picture || !block || *picture <= *block)
-        return picture ? *picture : block.value_or(0);
-    if (HasFewerPlaces(m_plan))
-        return *block;
-    const double lead = InSeconds(*picture - *block);
-    const double places = lead * av_q2d(m_plan.frameRate);
-    const double off = std::fabs(places - std::round(places));
-    if ((off <= 1.0 / 3.0 && off / av_q2d(m_plan.frameRate) <= kUnnoticed) || lead > kLongestLead)
-        return *block;
-    return *picture - TimeOfPlace(static_cast<int64_t>(std::ceil(places)));
-}
-
 void Job::TakePicture(Item picture)
 {
     const Nanoseconds time = picture.time;
     if (m_videoOver) {
         // That was by the count of pictures. All audio up to here has come by now.
-        m_audioOver = m_audioOver || time > TimeOfPlace(*m_plan.pictures) + kLongestWait;
+        m_audioOver = m_audioOver || time > *m_audioEnd + kLongestWait;
         return;
     }
-    m_videoOver = m_plan.pictures && NearestPlace(time) >= *m_plan.pictures;
+    m_videoOver = m_limit && NearestPlace(time) >= *m_limit;
     m_end = EndOf(picture);
     // What stands before the first picture is that picture.
     const double position = m_hadPicture ? std::max(PositionOf(time), 0.0) : 0.0;
-    if (!m_videoOver || !m_hadPicture)
-        if (auto placed = m_places.Put(std::move(picture), position))
+    if (!m_videoOver || !m_hadPicture) {
+        const int64_t dropped = m_places.Dropped();
+        auto placed = m_places.Put(std::move(picture), position);
+        m_tally.DropPictures(time, m_places.Dropped() - dropped, m_places.LargestRunDropped());
+        if (placed)
             Show(std::move(*placed));
-    m_counts.dropped = m_places.Dropped();
+    }
     m_hadPicture = true;
     CheckStrictness(time);
     if (m_videoOver)
@@ -137,8 +141,8 @@ void Job::TakeAudio(const Item& block)
     const int channels = m_plan.audioInfo.channels;
     const int rate = m_plan.audioInfo.samplerate;
     int64_t count = static_cast<int64_t>(block.samples.size()) / channels;
-    if (m_plan.pictures) {
-        const Nanoseconds rest = TimeOfPlace(*m_plan.pictures) - block.time;
+    if (m_audioEnd) {
+        const Nanoseconds rest = *m_audioEnd - block.time;
         const int64_t most = rest > 0 ? av_rescale(rest, rate, kSecond) : 0;
         m_audioOver = most <= count;
         count = std::min(count, most);
@@ -152,26 +156,27 @@ void Job::TakeAudio(const Item& block)
         m_audioRefusals = result > 0 ? 0 : m_audioRefusals + 1;
         m_wroteAudio = m_wroteAudio || result > 0;
         m_hadAudio = true;
-        m_position = std::max(m_position, time + av_rescale(part, kSecond, rate));
+        m_tally.Reach(time + av_rescale(part, kSecond, rate));
     }
 }
 
 // Shows what still waits. The last picture stands as long as its source says, and none behind its end.
 void Job::EndPictures()
 {
-    const int64_t end = m_videoOver && m_plan.pictures ? *m_plan.pictures : m_end;
+    const int64_t end = m_videoOver && m_limit ? *m_limit : m_end;
+    int64_t behind = 0;
     while (!IsGivenUp()) {
         auto placed = m_places.TakeFirst();
         if (!placed)
             break;
         if (placed->place < end)
             Show(std::move(*placed));
-        else
-            m_counts.dropped += !m_videoOver;
+        else if (!m_videoOver)
+            m_tally.DropPictures(m_tally.Position(), 1, ++behind);
         CheckStrictness(TimeOfPlace(end));
     }
     if (m_held.kind != Item::Kind::kEnd)
-        HoldUpTo(m_plan.pictures ? std::min(end, *m_plan.pictures) : end);
+        HoldUpTo(m_limit ? std::min(end, *m_limit) : end);
     m_held = {};
 }
 
@@ -182,8 +187,10 @@ void Job::Show(PicturePlaces::Placed placed)
     CheckGap(placed.place);
     HoldUpTo(placed.place);
     m_held = std::move(placed.picture);
-    if (!IsGivenUp())
-        Write(placed.place, false);
+    if (IsGivenUp())
+        return;
+    m_tally.TakePicture();
+    Write(placed.place, false);
 }
 
 // A clock that has jumped shall not make hours of one picture.
@@ -198,9 +205,10 @@ void Job::CheckGap(int64_t place)
 
 void Job::CheckStrictness(Nanoseconds time)
 {
-    if (m_plan.isStrict && m_brokenLimit.empty() && m_counts.repeated + m_counts.dropped > 0)
+    const Counts& counts = GetCounts();
+    if (m_plan.isStrict && m_brokenLimit.empty() && counts.repeated + counts.dropped > 0)
         m_brokenLimit = Format("the pictures aren't of constant rate: by %.3f s, %s (--strict-cfr)", InSeconds(time),
-                               PacingText(m_counts).c_str());
+                               PacingText(counts).c_str());
 }
 
 // Brings the output up to just before a place with copies of the picture held.
@@ -209,7 +217,7 @@ void Job::HoldUpTo(int64_t place)
     const int64_t step = std::max<int64_t>(NearestPlace(kHoldStep), 1);
     while (m_nextPlace < place && !IsGivenUp()) {
         Write(std::min(m_nextPlace + step, place) - 1, true);
-        m_progress.Update(m_counts, m_position);
+        m_progress.Update(m_tally);
     }
 }
 
@@ -218,10 +226,9 @@ void Job::Write(int64_t place, bool isRepeat)
 {
     const Nanoseconds time = TimeOfPlace(place);
     const int copies = std::max(0, m_writer.WritePicture(*m_held.frame, time, m_held.duration));
-    m_counts.pictures += copies;
-    m_counts.repeated += isRepeat ? copies : std::max(0, copies - 1);
+    m_tally.WritePictures(place, copies, isRepeat);
     m_pictureRefusals = copies > 0 ? 0 : m_pictureRefusals + 1;
-    m_position = std::max(m_position, TimeOfPlace(place + 1));
+    m_tally.Reach(TimeOfPlace(place + 1));
     m_nextPlace = place + 1;
     CheckStrictness(time);
 }

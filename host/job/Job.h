@@ -6,6 +6,7 @@
 #include "host/job/JobPlan.h"
 #include "host/job/PicturePlaces.h"
 #include "host/job/Progress.h"
+#include "host/job/Tally.h"
 #include "host/job/TimeMerge.h"
 
 namespace host
@@ -19,12 +20,13 @@ namespace host
 class Job
 {
 public:
-    Job(const JobPlan& plan, TimeMerge& merge, FrameWriter& writer, Progress& progress);
+    Job(const JobPlan& plan, TimeMerge& merge, FrameWriter& writer, Tally& tally, Progress& progress);
 
-    // Until the sources end, enough pictures are written, the program is interrupted, or the file takes no more.
+    // Until the sources or the part that the plan takes of them end, enough pictures are written, the program is
+    // interrupted, or the file takes no more.
     void Run();
 
-    const Counts& GetCounts() const { return m_counts; }
+    const Counts& GetCounts() const { return m_tally.Pictures(); }
 
     // What the sources gave, and whether the library wrote any of it.
     bool HadPicture() const { return m_hadPicture; }
@@ -32,7 +34,7 @@ public:
     bool WroteAudio() const { return m_wroteAudio; }
 
     // The time reached.
-    Nanoseconds Position() const { return m_position; }
+    Nanoseconds Position() const { return m_tally.Position(); }
 
     // A stream was refused for so long that the job was given up, or the system refuses to write.
     bool IsRefused() const;
@@ -41,7 +43,8 @@ public:
     const std::string& BrokenLimit() const { return m_brokenLimit; }
 
 private:
-    Nanoseconds FindOrigin();
+    void Begin();
+    Item NextItem();
     bool IsGivenUp() const;
     bool IsOver() const;
     void CheckGap(int64_t place);
@@ -60,14 +63,16 @@ private:
     const JobPlan& m_plan;
     TimeMerge& m_merge;
     FrameWriter& m_writer;
+    Tally& m_tally;
     Progress& m_progress;
-    Nanoseconds m_origin = 0; // the start of the file, in the sources' time
+    Nanoseconds m_origin = 0;              // the start of the file, in the sources' time
+    std::deque<Item> m_waiting;            // read to find it
+    std::optional<int64_t> m_limit;        // of pictures
+    std::optional<Nanoseconds> m_audioEnd; // on the job's clock
     PicturePlaces m_places;
     Item m_held;             // the last picture shown, its time on the job's clock
     int64_t m_end = 0;       // of the source's last picture, as the first place behind it
     int64_t m_nextPlace = 0; // of the output, the first without a picture
-    Nanoseconds m_position = 0;
-    Counts m_counts;
     bool m_hadPicture = false;
     bool m_hadAudio = false;
     bool m_wroteAudio = false;

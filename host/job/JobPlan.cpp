@@ -1,6 +1,6 @@
 #include "host/job/JobPlan.h"
 
-#include "host/job/StreamOptions.h"
+#include "host/job/QualityOptions.h"
 
 #include <algorithm>
 #include <climits>
@@ -97,7 +97,6 @@ void PlanVideo(JobPlan& plan, const EncodeOptions& options, const Choice& choice
         av_reduce(&info.aspectx, &info.aspecty, static_cast<int64_t>(video.width) * video.pixelAspect.num,
                   static_cast<int64_t>(video.height) * video.pixelAspect.den, kLargestAspectPart);
     PlanFields(plan, options, video.fields);
-    plan.videoOptions = VideoOptionText(options);
 }
 
 void PlanAudio(JobPlan& plan, const EncodeOptions& options, const Choice& choice, const AudioFormat& audio)
@@ -109,11 +108,44 @@ void PlanAudio(JobPlan& plan, const EncodeOptions& options, const Choice& choice
     param.nChannels = options.channels ? options.channels : audio.channels;
     param.nBitRate = options.audioBitRate;
     param.nBitsPerSample = kBitsPerSample;
-    plan.audioOptions = AudioOptionText(options, plan.hasVideo);
     plan.audioInfo = {audio.sampleRate, audio.channels, kBitsPerSample};
 }
 
+// With what would end a key or a value kept from it.
+std::string Escaped(const std::string& text)
+{
+    std::string escaped;
+    for (const char c : text) {
+        if (c == '\\' || c == ':' || c == '=')
+            escaped += '\\';
+        escaped += c;
+    }
+    return escaped;
+}
+
 } // namespace
+
+void JobPlan::AddVideoOption(const std::string& key, const std::string& value)
+{
+    if (hasVideo)
+        AddOption(param.video.dwOptions, key, value);
+}
+
+void JobPlan::AddAudioOption(const std::string& key, const std::string& value)
+{
+    if (hasAudio)
+        AddOption(param.audio.dwOptions, key, value);
+}
+
+void JobPlan::AddOption(KXDWORD* words, const std::string& key, const std::string& value)
+{
+    if (value.empty())
+        return;
+    const char* const before = KXGetOptions(words);
+    const std::string text = (before ? std::string(before) + ":" : "") + Escaped(key) + "=" + Escaped(value);
+    m_optionTexts.push_back(std::make_shared<const std::string>(text));
+    KXSetOptions(words, m_optionTexts.back()->c_str());
+}
 
 JobPlan MakePlan(const EncodeOptions& options, const Choice& choice, const VideoFormat* video, const AudioFormat* audio)
 {
@@ -121,10 +153,15 @@ JobPlan MakePlan(const EncodeOptions& options, const Choice& choice, const Video
     // Padding, too: plug-ins may copy or compare the record as bytes.
     std::memset(static_cast<void*>(&plan.param), 0, sizeof(plan.param));
     plan.param.dwFileFourCC = choice.format->dwFourCC;
+    plan.start = options.start;
+    plan.end = options.end;
+    if (options.duration)
+        plan.end = options.start + *options.duration;
     if (video)
         PlanVideo(plan, options, choice, *video);
     if (audio)
         PlanAudio(plan, options, choice, *audio);
+    AddQualityOptions(plan, options);
     plan.longestGap = static_cast<Nanoseconds>(options.longestGap * static_cast<double>(kSecond));
     plan.isStrict = options.isStrict;
     plan.mayLackStream = options.mayLackStream;

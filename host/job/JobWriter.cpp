@@ -48,22 +48,19 @@ unsigned int TakeCloseReport(void* context, unsigned int failed, unsigned int pi
 
 } // namespace
 
-JobWriter::JobWriter(const JobPlan& plan, const OutputFile& output) : m_plan(plan)
+JobWriter::JobWriter(const JobPlan& plan, const OutputFile& output, Tally& tally) : m_plan(plan), m_tally(tally)
 {
-    EncodeParam param = plan.param;
-    if (!plan.videoOptions.empty())
-        KXSetOptions(param.video.dwOptions, plan.videoOptions.c_str());
-    if (!plan.audioOptions.empty())
-        KXSetOptions(param.audio.dwOptions, plan.audioOptions.c_str());
     errno = 0;
-    const int isCreated = m_file.Create(output.WidePath().c_str(), &param, plan.hasVideo ? &plan.videoInfo : nullptr,
-                                        plan.hasAudio ? &plan.audioInfo : nullptr);
+    const int isCreated =
+        m_file.Create(output.WidePath().c_str(), &plan.param, plan.hasVideo ? &plan.videoInfo : nullptr,
+                      plan.hasAudio ? &plan.audioInfo : nullptr);
     const int error = isCreated ? 0 : WriteErrorOf(errno);
     RefuseLostStreams();
     if (error)
         throw HostError(kExitWrite, Format("can't write %s: %s", output.Path().c_str(), WriteErrorText(error).c_str()));
     if (!isCreated)
         throw HostError(kExitJob, Format("can't create %s", output.Path().c_str()));
+    m_tally.SetSampleRate(m_file.m_EncParam.audio.nSampleRate);
 }
 
 // The library goes on without a stream whose encoder it can't make.
@@ -88,33 +85,6 @@ Streams JobWriter::Made() const
     return {m_plan.hasVideo && !m_file.m_EncParam.bVideoDisabled, m_plan.hasAudio && !m_file.m_EncParam.bAudioDisabled};
 }
 
-std::vector<std::string> JobWriter::Revisions() const
-{
-    std::vector<std::string> lines;
-    const auto compare = [&lines](const char* stream, const std::string& asked, const std::string& made) {
-        if (asked != made)
-            lines.push_back(Format("%s is written with %s rather than %s", stream, made.c_str(), asked.c_str()));
-    };
-    const EncodeParam& asked = m_plan.param;
-    const EncodeParam& made = m_file.m_EncParam;
-    const auto size = [](const EncodeParamVideo& video) { return Format("%dx%d pixels", video.nWidth, video.nHeight); };
-    const auto rate = [](const EncodeParamVideo& video) { return Format("%.6g pictures/s", video.dFrameRate); };
-    const auto bits = [](int bitRate) { return Format("%d bits/s", bitRate); };
-    if (m_plan.hasVideo) {
-        compare("video", size(asked.video), size(made.video));
-        compare("video", rate(asked.video), rate(made.video));
-        if (asked.video.nBitRate) // 0 leaves it to the encoder
-            compare("video", bits(asked.video.nBitRate), bits(made.video.nBitRate));
-    }
-    if (m_plan.hasAudio) {
-        compare("audio", Format("%d Hz", asked.audio.nSampleRate), Format("%d Hz", made.audio.nSampleRate));
-        compare("audio", Format("%d channels", asked.audio.nChannels), Format("%d channels", made.audio.nChannels));
-        if (asked.audio.nBitRate)
-            compare("audio", bits(asked.audio.nBitRate), bits(made.audio.nBitRate));
-    }
-    return lines;
-}
-
 int JobWriter::WritePicture(const AVFrame& picture, Nanoseconds time, Nanoseconds duration)
 {
     MEDIA_FRAME frame = EmptyFrame();
@@ -133,7 +103,25 @@ int JobWriter::WritePicture(const AVFrame& picture, Nanoseconds time, Nanosecond
     return Noted(m_file.WriteVideoFrame(&frame));
 }
 
+// The library converts a block in one piece as long as its buffer holds what comes out, and then shows how much that
+// is.
 int JobWriter::WriteSamples(std::span<const int16_t> samples, Nanoseconds time)
+{
+    const KXAudioInfo& from = m_plan.audioInfo;
+    const EncodeParamAudio& to = m_file.m_EncParam.audio;
+    const int64_t most =
+        av_rescale(kResampleBufSamples / 4, from.samplerate, std::max(to.nSampleRate, from.samplerate));
+    const auto longest = static_cast<size_t>(std::max<int64_t>(most, 1) * from.channels);
+    int result = 0;
+    for (size_t done = 0; done < samples.size(); done += longest) {
+        const Nanoseconds offset = av_rescale(static_cast<int64_t>(done) / from.channels, kSecond, from.samplerate);
+        const auto piece = samples.subspan(done, std::min(longest, samples.size() - done));
+        result = std::max(result, WriteBlock(piece, time + offset));
+    }
+    return result;
+}
+
+int JobWriter::WriteBlock(std::span<const int16_t> samples, Nanoseconds time)
 {
     const KXAudioInfo& format = m_plan.audioInfo;
     MEDIA_FRAME frame = EmptyFrame();
@@ -147,8 +135,14 @@ int JobWriter::WriteSamples(std::span<const int16_t> samples, Nanoseconds time)
     frame.llStreamTime = frame.llTimeStamp;
     const auto blocks = static_cast<int64_t>(samples.size()) / format.channels;
     frame.nDuration = DurationTicks(av_rescale(blocks, kSecond, format.samplerate));
+
+    const int64_t before = m_file.m_llAudioBytes;
     errno = 0;
-    return Noted(m_file.WriteAudioData(&frame));
+    const int result = Noted(m_file.WriteAudioData(&frame));
+    const int made = m_file.m_pAudioConverter ? m_file.m_OutFrame.audio.nDataSize : frame.audio.nDataSize;
+    const int align = std::max(m_file.m_nBlockAlign, 1);
+    m_tally.WriteAudio(time, blocks, made / align, (m_file.m_llAudioBytes - before) / align);
+    return result;
 }
 
 // Formats leave errno of the write that has failed.

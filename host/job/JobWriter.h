@@ -5,6 +5,7 @@
 #include "host/job/FrameWriter.h"
 #include "host/job/JobPlan.h"
 #include "host/job/OutputFile.h"
+#include "host/job/Tally.h"
 #include "host/sources/Source.h"
 #include "media_file/MediaFile.h"
 
@@ -24,14 +25,14 @@ class JobWriter final : public FrameWriter
 {
 public:
     // Sets the job up. Throws HostError, also if a stream that was asked for has come to nothing; one of two may, if
-    // the plan allows it.
-    JobWriter(const JobPlan& plan, const OutputFile& output);
+    // the plan allows it. tally, which gets what becomes of the audio, outlives the writer.
+    JobWriter(const JobPlan& plan, const OutputFile& output, Tally& tally);
 
     // The streams that the file has.
     Streams Made() const;
 
-    // What encoder and format have made of what was asked for, a line for each; empty if they took all of it.
-    std::vector<std::string> Revisions() const;
+    // The job as the library and its plug-ins have settled it.
+    const MediaFile& Settled() const { return m_file; }
 
     int WritePicture(const AVFrame& picture, Nanoseconds time, Nanoseconds duration) override;
     int WriteSamples(std::span<const int16_t> samples, Nanoseconds time) override;
@@ -43,8 +44,10 @@ public:
 private:
     void RefuseLostStreams() const;
     int Noted(int result);
+    int WriteBlock(std::span<const int16_t> samples, Nanoseconds time);
 
     const JobPlan& m_plan;
+    Tally& m_tally;
     MediaFile m_file;
     int m_writeError = 0;
 };

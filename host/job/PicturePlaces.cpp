@@ -1,8 +1,10 @@
 #include "host/job/PicturePlaces.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <span>
+#include <utility>
 
 namespace host
 {
@@ -67,7 +69,8 @@ private:
 
 std::optional<PicturePlaces::Placed> PicturePlaces::Put(Item picture, double position)
 {
-    m_waiting.push_back({std::move(picture), std::round(position / kGrain) * kGrain, std::nullopt});
+    m_waiting.push_back(
+        {std::move(picture), std::round(position / kGrain) * kGrain, std::nullopt, std::exchange(m_droppedLast, 0)});
     Settle();
     return m_waiting.size() > kWaiting ? TakeFirst() : std::nullopt;
 }
@@ -89,8 +92,13 @@ void PicturePlaces::Settle()
     for (const Waiting& waiting : m_waiting)
         positions.push_back(waiting.position);
     const Places places = Trial(positions, m_farthest).Best(m_free);
-    for (size_t i = 0; i < places.size(); ++i)
+    for (size_t i = 0; i < places.size(); ++i) {
         m_waiting[i].place = places[i];
+        m_waiting[i].droppedBefore += std::exchange(m_droppedLast, 0);
+        if (!places[i])
+            m_droppedLast = m_waiting[i].droppedBefore + 1;
+        m_largestRun = std::max({m_largestRun, m_waiting[i].droppedBefore, m_droppedLast});
+    }
     m_dropped += static_cast<int64_t>(std::erase_if(m_waiting, [](const Waiting& waiting) { return !waiting.place; }));
 }
 

@@ -35,12 +35,14 @@ public:
 
     // Pictures that were left out so far.
     int64_t Dropped() const { return m_dropped; }
+    int64_t LargestRunDropped() const { return m_largestRun; }
 
 private:
     struct Waiting {
         Item picture;
         double position;
         std::optional<int64_t> place; // nothing: left out
+        int64_t droppedBefore;        // so many right before it
     };
 
     void Settle();
@@ -49,6 +51,8 @@ private:
     std::vector<Waiting> m_waiting; // up to three while they are settled, then two
     int64_t m_free = 0;             // the first place that isn't taken
     int64_t m_dropped = 0;
+    int64_t m_droppedLast = 0; // behind all that wait
+    int64_t m_largestRun = 0;
 };
 
 } // namespace host

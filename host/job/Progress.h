@@ -1,34 +1,30 @@
-// How far the job is: a line in place on a terminal, otherwise a plain line now and then.
+// How far the job is, on the standard error stream.
 #ifndef ENCMGR_HOST_PROGRESS_H
 #define ENCMGR_HOST_PROGRESS_H
 
 #include "host/base/Messages.h"
+#include "host/job/EncodeOptions.h"
 #include "host/job/OutputFile.h"
-#include "host/sources/Source.h"
+#include "host/job/Tally.h"
 
 #include <chrono>
 
 namespace host
 {
 
-struct Counts {
-    int64_t pictures = 0; // handed to the file, repeats included
-    int64_t repeated = 0; // of these, copies of the one before
-    int64_t dropped = 0;  // pictures of the source that were left out
-};
-
 class Progress
 {
 public:
-    // total: the length to be expected, 0 if that isn't known. label: for the start of each line.
-    Progress(Messages& messages, const OutputFile& output, Nanoseconds total, bool hasVideo,
+    // total: the length to be expected, 0 if that isn't known. A kind that was asked for is shown under -q, too.
+    // label: for the start of each line.
+    Progress(Messages& messages, ProgressKind kind, const OutputFile& output, Nanoseconds total, bool hasVideo,
              const std::string& label = "");
 
-    // Call as often as you like. position: the time reached on the job's clock.
-    void Update(const Counts& counts, Nanoseconds position);
+    // Call as often as you like.
+    void Update(const Tally& tally);
 
-    // Wipes the line away.
-    void End();
+    // Wipes the line away; for programs there is a last one.
+    void End(const Tally& tally);
 
     // Since the job's start.
     double Seconds() const;
@@ -36,14 +32,24 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
-    std::string Line(const Counts& counts, Nanoseconds position, size_t width) const;
+    // What is told, worked out once for people and for programs.
+    struct State {
+        const Counts& counts;
+        Nanoseconds position;
+        double seconds; // that it took
+        double done;    // part of the whole; 0 if that isn't known
+    };
+
+    State StateOf(const Tally& tally) const;
+    std::string Line(const State& state, size_t width) const;
+    std::string JsonOf(const State& state, const char* event) const;
 
     Messages& m_messages;
+    ProgressKind m_kind; // never kAuto
     const OutputFile& m_output;
     Nanoseconds m_total;
     bool m_hasVideo;
     std::string m_label;
-    bool m_isInPlace;
     Clock::time_point m_start;
     Clock::time_point m_last;
 };

@@ -17,16 +17,19 @@ TimeMerge::TimeMerge(Source* video, Source* audio)
 {
 }
 
-std::optional<Nanoseconds> TimeMerge::FirstPicture()
+FirstTimes TimeMerge::First()
 {
     ReadAhead();
-    return m_pictures.empty() ? std::nullopt : std::optional(m_pictures.front().time);
+    const auto time = [](const std::deque<Item>& items) {
+        return items.empty() ? std::nullopt : std::optional(items.front().time);
+    };
+    return {time(m_pictures), time(m_blocks)};
 }
 
-std::optional<Nanoseconds> TimeMerge::FirstBlock()
+FirstTimes TimeMerge::StatedFirst() const
 {
-    ReadAhead();
-    return m_blocks.empty() ? std::nullopt : std::optional(m_blocks.front().time);
+    return {m_videoSource ? m_videoSource->First().picture : std::nullopt,
+            m_audioSource ? m_audioSource->First().block : std::nullopt};
 }
 
 Item TimeMerge::Next()

@@ -15,10 +15,12 @@ public:
     // Null for a stream that isn't used; the same source for both if it holds both. They outlive the merge.
     TimeMerge(Source* video, Source* audio);
 
-    // Times of the first picture and the first block, for a start of the common clock. Reads ahead as far as Next does,
-    // so that a stream which begins far behind the other gives nothing yet.
-    std::optional<Nanoseconds> FirstPicture();
-    std::optional<Nanoseconds> FirstBlock();
+    // For a start of the common clock. Reads ahead as far as Next does, so that a stream which begins far behind the
+    // other gives nothing yet.
+    FirstTimes First();
+
+    // The same without reading, as the sources state it.
+    FirstTimes StatedFirst() const;
 
     Item Next();
 

@@ -2,7 +2,6 @@
 
 #include "host/base/ExitCode.h"
 #include "host/base/Text.h"
-#include "host/job/StreamOptions.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -30,8 +29,8 @@ TwoPasses::~TwoPasses()
 JobPlan TwoPasses::PlanOf(int pass, const JobPlan& plan) const
 {
     JobPlan ofPass = plan;
-    ofPass.videoOptions = WithOption(ofPass.videoOptions, "pass", std::to_string(pass));
-    ofPass.videoOptions = WithOption(ofPass.videoOptions, "stats", (m_folder / "statistics").string());
+    ofPass.AddVideoOption("pass", std::to_string(pass));
+    ofPass.AddVideoOption("stats", (m_folder / "statistics").string());
     return ofPass;
 }
 

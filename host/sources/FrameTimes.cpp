@@ -48,10 +48,18 @@ void FrameTimes::Tag(AVPacket& packet, [[maybe_unused]] AVCodecContext& decoder)
 #endif
 }
 
-size_t FrameTimes::AddStream(const StampKind& kind, AVRational timeBase)
+std::optional<Nanoseconds> FrameTimes::FirstOf(const AVStream& stream) const
 {
-    m_streams.push_back({timeBase, std::nullopt});
-    return m_line.AddStream(kind);
+    const auto first = TimeOf(stream.start_time, stream.time_base);
+    return first ? std::optional(*first - m_start.value_or(0)) : std::nullopt;
+}
+
+// Pictures in mid-stream stand where they would if all before them had come. Audio goes by its stamps.
+size_t FrameTimes::AddStream(const StampKind& kind, const AVStream& stream)
+{
+    m_streams.push_back({stream.time_base, std::nullopt});
+    const bool isCounted = m_isMidway && stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO;
+    return m_line.AddStream(kind, isCounted ? FirstOf(stream) : std::nullopt);
 }
 
 Nanoseconds FrameTimes::Place(size_t stream, const AVFrame& frame, int64_t units)

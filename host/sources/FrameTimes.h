@@ -20,8 +20,18 @@ public:
     // The file's start in its own time; if it isn't set, the first frame's time is.
     void SetStart(Nanoseconds start) { m_start = start; }
 
+    // Reading begins at about this time of the file, not at its start. Before streams are added.
+    void BeginAt(Nanoseconds time)
+    {
+        m_line.BeginAt(time);
+        m_isMidway = time > 0;
+    }
+
+    // When a stream's first frame stands in the file as its container states it. Nothing if that isn't known.
+    std::optional<Nanoseconds> FirstOf(const AVStream& stream) const;
+
     // Returns the stream's number for Place.
-    size_t AddStream(const StampKind& kind, AVRational timeBase);
+    size_t AddStream(const StampKind& kind, const AVStream& stream);
 
     // Before a decoder is opened, and before it gets a packet: the packet's decoding time is to come out with the frame
     // that the packet holds.
@@ -45,6 +55,7 @@ private:
     TimeLine m_line;
     std::vector<Stream> m_streams;
     std::optional<Nanoseconds> m_start;
+    bool m_isMidway = false;
 };
 
 } // namespace host

@@ -142,14 +142,15 @@ std::map<int, std::vector<Nanoseconds>> FirstStamps(AVFormatContext& container, 
     return stamps;
 }
 
-void FindRates(const std::string& address, AVFormatContext& container, InputFacts& facts)
+void FindRates(const std::string& address, AVFormatContext& container, InputFacts& facts, Messages& messages)
 {
     const bool isFile = IsPlainFile(address);
     auto ahead = isFile ? std::map<int, std::vector<Nanoseconds>>() : FirstStamps(container, facts);
     for (StreamFacts& stream : facts.streams) {
         if (!HasPictures(stream))
             continue;
-        const auto stamps = isFile ? StampsOfFile(address, stream.index) : std::move(ahead[stream.index]);
+        const auto stamps =
+            isFile ? StampsOfFile(address, facts.name, stream.index, messages) : std::move(ahead[stream.index]);
         const VideoRate rate = RateOf(*container.streams[stream.index], stamps);
         stream.video->stored.frameRate = rate.stamps.rate;
         stream.video->rateKind = rate.kind;
@@ -236,7 +237,7 @@ InputFacts FactsOf(const std::string& name, Messages& messages)
         StreamFacts& stream = facts.streams.emplace_back(StreamOf(*container, *container->streams[i]));
         stream.isUsed = stream.index == video || stream.index == audio;
     }
-    FindRates(address, *container, facts);
+    FindRates(address, *container, facts, messages);
     return facts;
 }
 

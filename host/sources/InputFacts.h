@@ -16,9 +16,6 @@ namespace host
 
 class Messages;
 
-// As the container has them: "title" and its text, for one. The text may hold anything.
-using Tags = std::vector<std::pair<std::string, std::string>>;
-
 struct VideoFacts {
     VideoFormat stored; // pictures as they are stored; the rate is the one that encode works with
     Turn turn;          // to be shown
@@ -57,7 +54,7 @@ struct StreamFacts {
     std::optional<AudioFacts> audio;
 };
 
-struct Chapter {
+struct ChapterFacts {
     Nanoseconds start;
     Nanoseconds end;
     std::string title;
@@ -74,7 +71,7 @@ struct InputFacts {
     int64_t bitRate = 0; // of all; 0: not known
     Tags tags;
     std::vector<StreamFacts> streams;
-    std::vector<Chapter> chapters;
+    std::vector<ChapterFacts> chapters;
 };
 
 // name as for OpenSource. Looks at the time stamps of every video stream, as encode does: of a file at all of them, of

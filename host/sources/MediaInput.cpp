@@ -1,17 +1,15 @@
 #include "host/sources/MediaInput.h"
 
-#include "host/base/ExitCode.h"
 #include "host/base/Interrupt.h"
 #include "host/base/Messages.h"
 #include "host/base/Text.h"
-#include "host/sources/Container.h"
-#include "host/sources/StampProbe.h"
+#include "host/sources/Decoder.h"
+#include "host/sources/Metadata.h"
+#include "host/sources/StreamChoice.h"
 #include "host/sources/VideoRate.h"
 
 #include <algorithm>
 #include <cmath>
-#include <initializer_list>
-#include <new>
 #include <utility>
 
 namespace host
@@ -27,6 +25,9 @@ constexpr Nanoseconds kAudioTolerance = 20'000'000;
 // course; elsewhere a picture may well stand for minutes.
 constexpr Nanoseconds kLongestGap = 3600 * kSecond;
 constexpr Nanoseconds kLongestGapOfJumpyFormat = 10 * kSecond;
+
+// Filters look at some pictures before the one that they give.
+constexpr Nanoseconds kFilterRunUp = kSecond / 2;
 
 // Shorter sides don't make an interlaced picture, and the filter refuses the shortest.
 constexpr int kLeastOfDeinterlacer = 16;
@@ -47,67 +48,64 @@ Nanoseconds DurationOf(const AVFrame& frame, AVRational timeBase)
 } // namespace
 
 MediaInput::MediaInput(const std::string& name, const Wanted& wanted, Messages& messages)
-    : m_address(AddressOf(name)), m_name(ShownName(name)), m_messages(messages),
-      m_container(OpenContainer(m_address, m_name, messages)), m_packet(av_packet_alloc()), m_frame(NewFrame()),
-      m_times(m_container->iformat->flags & AVFMT_TS_DISCONT ? kLongestGapOfJumpyFormat : kLongestGap)
+    : m_name(ShownName(name)), m_messages(messages), m_reader(name, messages), m_packet(av_packet_alloc()),
+      m_frame(NewFrame()),
+      m_times(m_reader.Container().iformat->flags & AVFMT_TS_DISCONT ? kLongestGapOfJumpyFormat : kLongestGap),
+      m_start(wanted.start)
 {
-    if (m_container->duration > 0 && m_container->duration < kFarthestStamp / 1000)
-        m_duration = m_container->duration * 1000;
-    m_isDurationStated = m_container->duration_estimation_method != AVFMT_DURATION_FROM_BITRATE;
+    AVFormatContext& container = m_reader.Container();
+    if (container.duration > 0 && container.duration < kFarthestStamp / 1000)
+        m_duration = container.duration * 1000;
+    m_isDurationStated = container.duration_estimation_method != AVFMT_DURATION_FROM_BITRATE;
     // What lies before 0 is the run-up of a codec and not meant to be heard.
-    if (m_container->start_time != AV_NOPTS_VALUE && m_container->start_time < kFarthestStamp / 1000)
-        m_times.SetStart(std::max<Nanoseconds>(m_container->start_time, 0) * 1000);
+    if (container.start_time != AV_NOPTS_VALUE && container.start_time < kFarthestStamp / 1000)
+        m_times.SetStart(std::max<Nanoseconds>(container.start_time, 0) * 1000);
 
-    const int video = BestVideo(*m_container);
-    const int audio = BestAudio(*m_container, video);
+    const bool isVideoNamed = wanted.video && !wanted.videoStream.empty();
+    const bool isAudioNamed = wanted.audio && !wanted.audioStream.empty();
+    const int video =
+        isVideoNamed ? FindStream(container, AVMEDIA_TYPE_VIDEO, wanted.videoStream, m_name) : BestVideo(container);
+    const int audio = isAudioNamed ? FindStream(container, AVMEDIA_TYPE_AUDIO, wanted.audioStream, m_name)
+                                   : BestAudio(container, video);
     m_present = {video >= 0, audio >= 0};
-    for (unsigned i = 0; i < m_container->nb_streams; ++i)
-        m_container->streams[i]->discard = AVDISCARD_ALL;
-    if (wanted.video && video >= 0)
-        OpenVideo(video);
-    if (wanted.audio && audio >= 0)
-        OpenAudio(audio, wanted.audioFormat);
+    m_leftOut = NamesOfOthers(container, {wanted.video ? &video : nullptr, wanted.audio ? &audio : nullptr});
+    m_metadata = ReadMetadata(container, video, audio);
+
+    const int usedVideo = wanted.video ? video : -1, usedAudio = wanted.audio ? audio : -1;
+    const int leading = usedVideo >= 0 ? usedVideo : usedAudio;
+    m_reader.Use({usedVideo, usedAudio});
+    if (m_start > 0 && leading >= 0)
+        m_times.BeginAt(m_reader.SkipTo(m_start, leading));
+    if (usedVideo >= 0)
+        OpenVideo(usedVideo);
+    if (usedAudio >= 0)
+        OpenAudio(usedAudio, wanted.audioFormat);
 }
 
-void MediaInput::OpenDecoder(Track& track, int streamIndex)
+void MediaInput::OpenTrack(Track& track, int streamIndex)
 {
-    AVStream* const stream = m_container->streams[streamIndex];
-    const char* const kind = av_get_media_type_string(stream->codecpar->codec_type);
-    const AVCodec* const codec = avcodec_find_decoder(stream->codecpar->codec_id);
-    const char* const option = &track == &m_videoTrack ? "--vn" : "--an";
-    if (!codec)
-        throw HostError(kExitInput, Format("%s: there is no decoder for its %s, %s (%s leaves it out)", m_name.c_str(),
-                                           kind, avcodec_get_name(stream->codecpar->codec_id), option));
-    track.decoder.reset(avcodec_alloc_context3(codec));
-    if (!track.decoder || avcodec_parameters_to_context(track.decoder.get(), stream->codecpar) < 0)
-        throw std::bad_alloc();
-    track.decoder->pkt_timebase = stream->time_base;
-    track.decoder->thread_count = 0; // as many as there are processors
-    FrameTimes::Prepare(*track.decoder);
-    const int opened = avcodec_open2(track.decoder.get(), codec, nullptr);
-    if (opened < 0)
-        throw HostError(kExitInput, Format("%s: its %s can't be decoded: %s (%s leaves it out)", m_name.c_str(), kind,
-                                           ErrorText(opened).c_str(), option));
+    AVStream* const stream = m_reader.Container().streams[streamIndex];
+    track.decoder = OpenDecoder(*stream, m_name, &track == &m_videoTrack ? "--vn" : "--an");
     track.stream = stream;
-    stream->discard = AVDISCARD_DEFAULT;
 }
 
 void MediaInput::OpenVideo(int streamIndex)
 {
-    AVStream* const stream = m_container->streams[streamIndex];
+    AVStream* const stream = m_reader.Container().streams[streamIndex];
     const AVCodecParameters& par = *stream->codecpar;
     if (par.width <= 0 || par.height <= 0) {
         m_messages.Warn(Format("%s: its video has no picture size", m_name.c_str()));
         return;
     }
-    OpenDecoder(m_videoTrack, streamIndex);
+    OpenTrack(m_videoTrack, streamIndex);
 
-    const AVRational aspect = av_guess_sample_aspect_ratio(m_container.get(), stream, nullptr);
-    const StampKind kind = KindOfVideo(streamIndex);
+    const AVRational aspect = av_guess_sample_aspect_ratio(&m_reader.Container(), stream, nullptr);
+    const StampKind kind = RateOf(*stream, m_reader.StampsOf(streamIndex)).stamps;
     m_video = VideoFormat{par.width,     par.height,       kind.rate, IsUsable(aspect) ? aspect : AVRational{1, 1},
                           ColourOf(par), FieldsOf(*stream)};
     m_pictures.emplace(par.width, par.height, m_video->colour.matrix);
-    m_videoTrack.number = m_times.AddStream(kind, stream->time_base);
+    m_first.picture = m_times.FirstOf(*stream);
+    m_videoTrack.number = m_times.AddStream(kind, *stream);
 
     m_turn = TurnOf(*stream);
     if (std::fabs(m_turn.oddAngle) >= 1.0)
@@ -124,42 +122,21 @@ void MediaInput::OpenVideo(int streamIndex)
 
 void MediaInput::OpenAudio(int streamIndex, const AudioFormat& wanted)
 {
-    AVStream* const stream = m_container->streams[streamIndex];
+    AVStream* const stream = m_reader.Container().streams[streamIndex];
     const AVCodecParameters& par = *stream->codecpar;
     if (par.sample_rate <= 0 || par.ch_layout.nb_channels <= 0) {
         m_messages.Warn(Format("%s: its audio has no sample rate", m_name.c_str()));
         return;
     }
-    OpenDecoder(m_audioTrack, streamIndex);
+    OpenTrack(m_audioTrack, streamIndex);
     m_audio = wanted.Or({par.sample_rate, std::min(par.ch_layout.nb_channels, 2)});
     m_messages.Detail(
         Format("%s: audio of %d Hz, %d channels", m_name.c_str(), par.sample_rate, par.ch_layout.nb_channels));
     m_samples.emplace(*m_audio);
-    m_audioTrack.number = m_times.AddStream({{m_audio->sampleRate, 1}, kAudioTolerance}, stream->time_base);
-}
-
-// The rate is that of the grid on which the stamps stand, if they show one.
-StampKind MediaInput::KindOfVideo(int streamIndex)
-{
-    const auto stamps = IsPlainFile(m_address) ? StampsOfFile(m_address, streamIndex) : ReadAhead(streamIndex);
-    return RateOf(*m_container->streams[streamIndex], stamps).stamps;
-}
-
-std::vector<Nanoseconds> MediaInput::ReadAhead(int streamIndex)
-{
-    StampProbe probe(m_container->streams[streamIndex]->time_base);
-    for (int64_t bytes = 0; probe.Count() < kPicturesAhead && bytes < kBytesAhead; bytes += m_ahead.back()->size) {
-        LibavOwned<AVPacket> packet(av_packet_alloc());
-        if (!packet)
-            throw std::bad_alloc();
-        m_readAhead = av_read_frame(m_container.get(), packet.get());
-        if (m_readAhead < 0)
-            break;
-        if (packet->stream_index == streamIndex)
-            probe.Add(*packet);
-        m_ahead.push_back(std::move(packet));
-    }
-    return probe.Take();
+    // Samples before 0 are the run-up of the codec.
+    if (const auto first = m_times.FirstOf(*stream))
+        m_first.block = std::max<Nanoseconds>(*first, 0);
+    m_audioTrack.number = m_times.AddStream({{m_audio->sampleRate, 1}, kAudioTolerance}, *stream);
 }
 
 void MediaInput::Deinterlace(bool isEveryPicture)
@@ -189,19 +166,9 @@ Item MediaInput::Next()
     return item;
 }
 
-// Leaves it in m_packet; returns what reading gave.
-int MediaInput::NextPacket()
-{
-    if (m_ahead.empty())
-        return m_readAhead < 0 ? std::exchange(m_readAhead, 0) : av_read_frame(m_container.get(), m_packet.get());
-    av_packet_move_ref(m_packet.get(), m_ahead.front().get());
-    m_ahead.pop_front();
-    return 0;
-}
-
 void MediaInput::ReadPacket()
 {
-    const int read = NextPacket();
+    const int read = m_reader.Next(*m_packet);
     if (read == AVERROR(EAGAIN))
         return;
     if (read >= 0) {
@@ -219,12 +186,14 @@ void MediaInput::ReadPacket()
     if (read == AVERROR_INVALIDDATA && ++m_failedReads < kMostFailedReads)
         return;
     m_isAtEnd = true;
-    const int failure = read != AVERROR_EOF ? read : m_container->pb ? m_container->pb->error : 0;
+    const AVIOContext* const file = m_reader.Container().pb;
+    const int failure = read != AVERROR_EOF ? read : file ? file->error : 0;
     if (failure < 0 && failure != AVERROR_EOF && !InterruptSignal())
         m_brokenOff = ErrorText(failure);
     for (Track* track : {&m_videoTrack, &m_audioTrack})
         if (track->stream)
             Decode(*track, nullptr);
+    DeliverSkipped();
     if (m_filter) {
         m_filter->Put({});
         TakeFiltered();
@@ -268,7 +237,24 @@ void MediaInput::TakePicture()
     const Nanoseconds time = Place(m_videoTrack, 1);
     const auto frame = NewFrame();
     av_frame_move_ref(frame.get(), m_frame.get());
-    Item picture = {Item::Kind::kPicture, time, duration, m_pictures->Convert(frame), {}};
+    Item picture = {Item::Kind::kPicture, time, duration, frame, {}};
+    if (time < m_start - kFilterRunUp) {
+        m_skipped = std::move(picture);
+        return;
+    }
+    DeliverSkipped();
+    Deliver(std::move(picture));
+}
+
+void MediaInput::DeliverSkipped()
+{
+    if (m_skipped)
+        Deliver(*std::exchange(m_skipped, std::nullopt));
+}
+
+void MediaInput::Deliver(Item picture)
+{
+    picture.frame = m_pictures->Convert(picture.frame);
     if (!picture.frame)
         NoteDamage("video", "a picture that can't be converted");
     else if (!m_filter)

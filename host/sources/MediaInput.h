@@ -4,6 +4,7 @@
 
 #include "host/sources/FrameTimes.h"
 #include "host/sources/Libav.h"
+#include "host/sources/PacketReader.h"
 #include "host/sources/PictureConverter.h"
 #include "host/sources/PictureFilter.h"
 #include "host/sources/SampleConverter.h"
@@ -35,29 +36,25 @@ private:
 
     void OpenVideo(int streamIndex);
     void OpenAudio(int streamIndex, const AudioFormat& wanted);
-    void OpenDecoder(Track& track, int streamIndex);
-    StampKind KindOfVideo(int streamIndex);
-    std::vector<Nanoseconds> ReadAhead(int streamIndex);
+    void OpenTrack(Track& track, int streamIndex);
     void FilterPictures(const std::string& deinterlacer);
 
-    int NextPacket();
     void ReadPacket();
     void Decode(Track& track, AVPacket* packet);
     void TakePicture();
+    void DeliverSkipped();
+    void Deliver(Item picture);
     void TakeFiltered();
     void TakeAudio();
     void AddSamples(std::vector<int16_t> samples);
     Nanoseconds Place(Track& track, int64_t units);
     void NoteDamage(const char* what, const std::string& reason);
 
-    std::string m_address; // for libavformat
-    std::string m_name;    // for people
+    std::string m_name; // for people
     Messages& m_messages;
-    LibavOwned<AVFormatContext> m_container;
+    PacketReader m_reader;
     LibavOwned<AVPacket> m_packet;
-    std::deque<LibavOwned<AVPacket>> m_ahead; // read, but not yet decoded
-    int m_readAhead = 0;                      // what reading gave behind them, if that was an error
-    std::shared_ptr<AVFrame> m_frame;         // the one just decoded
+    std::shared_ptr<AVFrame> m_frame; // the one just decoded
     Track m_videoTrack;
     Track m_audioTrack;
     FrameTimes m_times;
@@ -66,6 +63,8 @@ private:
     std::optional<PictureFilter> m_filter; // behind the conversion
     std::optional<SampleConverter> m_samples;
     std::deque<Item> m_ready;
+    Nanoseconds m_start;           // pictures before are only needed to the last
+    std::optional<Item> m_skipped; // the last picture left out, as it was decoded
     bool m_isAtEnd = false;
     int m_failedReads = 0; // in a row
 };

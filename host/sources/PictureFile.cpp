@@ -120,7 +120,7 @@ Bitmap ReadPicture(const std::string& name, Messages& messages)
     return ToBitmap(*frame, name);
 }
 
-void WritePicture(const std::string& path, Bitmap& bitmap)
+std::vector<unsigned char> EncodePng(Bitmap& bitmap)
 {
     const AVCodec* codec = avcodec_find_encoder(AV_CODEC_ID_PNG);
     const LibavOwned<AVCodecContext> encoder(avcodec_alloc_context3(codec));
@@ -133,12 +133,16 @@ void WritePicture(const std::string& path, Bitmap& bitmap)
     if (!codec || avcodec_open2(encoder.get(), codec, nullptr) < 0 ||
         avcodec_send_frame(encoder.get(), frame.get()) < 0 || avcodec_receive_packet(encoder.get(), packet.get()) < 0)
         throw HostError(kExitJob, "the picture can't be encoded as PNG");
+    return {packet->data, packet->data + packet->size};
+}
 
+void WritePicture(const std::string& path, Bitmap& bitmap)
+{
+    const std::vector<unsigned char> bytes = EncodePng(bitmap);
     std::FILE* file = std::fopen(path.c_str(), "wb");
     if (!file)
         throw HostError(kExitOutput, Format("can't create %s: %s", path.c_str(), std::strerror(errno)));
-    const auto size = static_cast<size_t>(packet->size);
-    const bool isWritten = std::fwrite(packet->data, 1, size, file) == size;
+    const bool isWritten = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
     if (std::fclose(file) != 0 || !isWritten)
         throw HostError(WriteErrorOf(errno) ? kExitWrite : kExitJob,
                         Format("can't write %s: %s", path.c_str(), WriteErrorText(errno).c_str()));

@@ -32,7 +32,10 @@ struct Bitmap {
 // The first picture of a file, PNG and PPM among them. Throws HostError.
 Bitmap ReadPicture(const std::string& name, Messages& messages);
 
-// As PNG, with its opacity unless all of it is opaque. Throws HostError; part of the file may be left then.
+// The bytes of a PNG file, with the opacity unless all of it is opaque. Throws HostError.
+std::vector<unsigned char> EncodePng(Bitmap& bitmap);
+
+// The same to a file. Throws HostError; part of the file may be left then.
 void WritePicture(const std::string& path, Bitmap& bitmap);
 
 } // namespace host

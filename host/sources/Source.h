@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 extern "C" {
@@ -78,6 +79,12 @@ struct Item {
     std::vector<int16_t> samples;
 };
 
+// When a stream's first picture and its first samples come.
+struct FirstTimes {
+    std::optional<Nanoseconds> picture;
+    std::optional<Nanoseconds> block;
+};
+
 struct Streams {
     bool video;
     bool audio;
@@ -88,6 +95,35 @@ struct Wanted {
     bool video;
     bool audio;
     AudioFormat audioFormat = {}; // 0 in a field: the source's own
+    // Which of several streams: by number among its kind or by language, empty for the best one.
+    std::string videoStream = {};
+    std::string audioStream = {};
+    // Nothing before is asked for but the picture that stands then. What comes earlier is left out as far as that saves
+    // time.
+    Nanoseconds start = 0;
+};
+
+// Keys in libav's names, "title" and "language" say, with UTF-8 text.
+using Tags = std::vector<std::pair<std::string, std::string>>;
+
+struct Chapter {
+    Nanoseconds start; // from the start of the source
+    Nanoseconds end;
+    Tags tags;
+};
+
+struct Cover {
+    std::string codec; // "png" say, as libav names it
+    std::vector<uint8_t> bytes;
+};
+
+// What a source says of its content.
+struct Metadata {
+    Tags file;
+    Tags video;
+    Tags audio;
+    std::vector<Chapter> chapters;
+    std::optional<Cover> cover;
 };
 
 class Source
@@ -101,6 +137,17 @@ public:
 
     // What there is, asked for or not.
     Streams Present() const { return m_present; }
+
+    // Times of the first picture and samples of the whole, as far as they are known beforehand.
+    const FirstTimes& First() const { return m_first; }
+
+    // Names of streams that aren't delivered, for people; without those of a kind that isn't wanted.
+    const std::vector<std::string>& LeftOut() const { return m_leftOut; }
+
+    const Metadata& About() const { return m_metadata; }
+
+    // What was done to the pictures to make them what Video says, for people: "turned right by 90 degrees".
+    const std::vector<std::string>& Changes() const { return m_changes; }
 
     // Length as far as it is known beforehand, otherwise 0; and whether that is more than a guess.
     Nanoseconds Duration() const { return m_duration; }
@@ -123,6 +170,10 @@ protected:
     std::optional<VideoFormat> m_video;
     std::optional<AudioFormat> m_audio;
     Streams m_present = {};
+    FirstTimes m_first;
+    std::vector<std::string> m_leftOut;
+    Metadata m_metadata;
+    std::vector<std::string> m_changes;
     Nanoseconds m_duration = 0;
     bool m_isDurationStated = true;
     std::string m_brokenOff;

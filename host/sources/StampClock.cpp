@@ -1,5 +1,6 @@
 #include "host/sources/StampClock.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 extern "C" {
@@ -22,6 +23,13 @@ constexpr Nanoseconds kLatestStart = 3600 * kSecond;
 constexpr int kSlowness = 8;
 
 } // namespace
+
+void StampClock::Begin(Nanoseconds first, Nanoseconds at)
+{
+    m_anchor = first;
+    m_units =
+        av_rescale_rnd(std::max<Nanoseconds>(at - first, 0), m_kind.rate.num, kSecond * m_kind.rate.den, AV_ROUND_DOWN);
+}
 
 std::optional<Nanoseconds> StampClock::Expected() const
 {
@@ -60,9 +68,11 @@ Nanoseconds StampClock::Place(std::optional<Nanoseconds> stamp, int64_t units)
     return time;
 }
 
-size_t TimeLine::AddStream(const StampKind& kind)
+size_t TimeLine::AddStream(const StampKind& kind, std::optional<Nanoseconds> first)
 {
     m_streams.push_back({StampClock(kind), 0});
+    if (first)
+        m_streams.back().clock.Begin(*first, m_begin);
     return m_streams.size() - 1;
 }
 
@@ -71,8 +81,8 @@ Nanoseconds TimeLine::Place(size_t number, std::optional<Nanoseconds> stamp, int
     Stream& stream = m_streams[number];
     if (stamp) {
         const auto expected = stream.clock.Expected();
-        if (!Fits(*stamp + stream.offset, expected.value_or(0), expected ? m_longestGap : kLatestStart)) {
-            stream.offset = CloseUp(stream, *stamp, expected.value_or(0));
+        if (!(expected ? Fits(*stamp + stream.offset, *expected) : IsStart(*stamp + stream.offset))) {
+            stream.offset = CloseUp(stream, *stamp, expected.value_or(m_begin));
             ++m_jumps;
         }
         *stamp += stream.offset;
@@ -80,9 +90,15 @@ Nanoseconds TimeLine::Place(size_t number, std::optional<Nanoseconds> stamp, int
     return stream.clock.Place(stamp, units);
 }
 
-bool TimeLine::Fits(Nanoseconds stamp, Nanoseconds expected, Nanoseconds longestGap) const
+bool TimeLine::Fits(Nanoseconds stamp, Nanoseconds expected) const
 {
-    return stamp - expected <= longestGap && expected - stamp <= kDeepestStep;
+    return stamp - expected <= m_longestGap && expected - stamp <= kDeepestStep;
+}
+
+// Streams that begin in mid-file don't all begin at the same time.
+bool TimeLine::IsStart(Nanoseconds stamp) const
+{
+    return stamp - m_begin <= kLatestStart && stamp >= -kDeepestStep;
 }
 
 // The offset with which the stamp follows on: another stream's if that has made the same jump, so that the two stay
@@ -90,7 +106,7 @@ bool TimeLine::Fits(Nanoseconds stamp, Nanoseconds expected, Nanoseconds longest
 Nanoseconds TimeLine::CloseUp(const Stream& stream, Nanoseconds stamp, Nanoseconds expected) const
 {
     for (const Stream& other : m_streams)
-        if (other.offset != stream.offset && Fits(stamp + other.offset, expected, m_longestGap))
+        if (other.offset != stream.offset && Fits(stamp + other.offset, expected))
             return other.offset;
     return expected - stamp;
 }

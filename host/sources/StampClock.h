@@ -25,6 +25,9 @@ class StampClock
 public:
     explicit StampClock(const StampKind& kind) : m_kind(kind) {}
 
+    // Begins in mid-stream: as if units had come all along from one at first up to a time.
+    void Begin(Nanoseconds first, Nanoseconds at);
+
     // Where the next unit falls by the count; nothing before the first stamp.
     std::optional<Nanoseconds> Expected() const;
 
@@ -48,8 +51,11 @@ public:
     // longestGap: a gap up to this is a real one.
     explicit TimeLine(Nanoseconds longestGap) : m_longestGap(longestGap) {}
 
-    // Returns the stream's number for Place.
-    size_t AddStream(const StampKind& kind);
+    // Streams begin at about this time, not at 0.
+    void BeginAt(Nanoseconds time) { m_begin = time; }
+
+    // first: of a stream that begins in mid-stream, the time of its first unit. Returns the stream's number for Place.
+    size_t AddStream(const StampKind& kind, std::optional<Nanoseconds> first = std::nullopt);
 
     Nanoseconds Place(size_t number, std::optional<Nanoseconds> stamp, int64_t units);
 
@@ -62,10 +68,12 @@ private:
         Nanoseconds offset; // added to its stamps
     };
 
-    bool Fits(Nanoseconds stamp, Nanoseconds expected, Nanoseconds longestGap) const;
+    bool Fits(Nanoseconds stamp, Nanoseconds expected) const;
+    bool IsStart(Nanoseconds stamp) const;
     Nanoseconds CloseUp(const Stream& stream, Nanoseconds stamp, Nanoseconds expected) const;
 
     Nanoseconds m_longestGap;
+    Nanoseconds m_begin = 0;
     std::vector<Stream> m_streams;
     int m_jumps = 0;
 };

@@ -1,6 +1,7 @@
 #include "host/sources/StampProbe.h"
 
-#include "host/base/Interrupt.h"
+#include "host/base/ExitCode.h"
+#include "host/sources/Container.h"
 
 #include <algorithm>
 #include <functional>
@@ -58,29 +59,28 @@ void StampProbe::Add(int64_t units, StampOrder& order) const
         order.Add(time);
 }
 
-std::vector<Nanoseconds> StampsOfFile(const std::string& address, int stream)
-{
-    AVFormatContext* opened = nullptr;
-    if (avformat_open_input(&opened, address.c_str(), nullptr, nullptr) < 0)
-        return {};
-    const LibavOwned<AVFormatContext> container(opened);
-    const LibavOwned<AVPacket> packet(av_packet_alloc());
+std::vector<Nanoseconds> StampsOfFile(const std::string& address, const std::string& name, int stream,
+                                      Messages& messages)
+try {
     // Some containers tell their streams only as they are read.
-    if (!packet || avformat_find_stream_info(opened, nullptr) < 0 || stream >= static_cast<int>(opened->nb_streams))
+    const auto container = OpenContainer(address, name, messages);
+    const LibavOwned<AVPacket> packet(av_packet_alloc());
+    if (!packet || stream >= static_cast<int>(container->nb_streams))
         return {};
-    for (unsigned i = 0; i < opened->nb_streams; ++i)
-        opened->streams[i]->discard = static_cast<int>(i) == stream ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
+    for (unsigned i = 0; i < container->nb_streams; ++i)
+        container->streams[i]->discard = static_cast<int>(i) == stream ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
 
-    StampProbe probe(opened->streams[stream]->time_base);
-    for (int64_t bytes = 0; bytes < kMostBytes && probe.Count() < kMostStamps && !InterruptSignal();
-         bytes += packet->size) {
+    StampProbe probe(container->streams[stream]->time_base);
+    for (int64_t bytes = 0; bytes < kMostBytes && probe.Count() < kMostStamps; bytes += packet->size) {
         av_packet_unref(packet.get());
-        if (av_read_frame(opened, packet.get()) < 0)
+        if (av_read_frame(container.get(), packet.get()) < 0)
             break;
         if (packet->stream_index == stream)
             probe.Add(*packet);
     }
     return probe.Take();
+} catch (const HostError&) {
+    return {};
 }
 
 } // namespace host

@@ -57,7 +57,8 @@ private:
 
 // Reads the stamps of a stream of a file through a container of its own, without decoding: of all of the file, or of
 // its first 256 MiB. Nothing if the file can't be read.
-std::vector<Nanoseconds> StampsOfFile(const std::string& address, int stream);
+std::vector<Nanoseconds> StampsOfFile(const std::string& address, const std::string& name, int stream,
+                                      Messages& messages);
 
 } // namespace host
 

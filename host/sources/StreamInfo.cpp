@@ -31,7 +31,7 @@ const uint8_t* DisplayMatrixOf(const AVStream& stream)
 
 bool IsVideo(const AVStream& stream)
 {
-    return stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO && !(stream.disposition & AV_DISPOSITION_ATTACHED_PIC);
+    return stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO && !IsCover(stream);
 }
 
 bool IsAudio(const AVStream& stream)
@@ -56,6 +56,11 @@ int BestOf(AVFormatContext& container, AVMediaType type, int related, bool (*isK
 }
 
 } // namespace
+
+bool IsCover(const AVStream& stream)
+{
+    return (stream.disposition & AV_DISPOSITION_ATTACHED_PIC) != 0;
+}
 
 int BestVideo(AVFormatContext& container)
 {

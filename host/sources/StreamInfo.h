@@ -8,6 +8,9 @@
 namespace host
 {
 
+// A picture that stands for the file, and no video.
+bool IsCover(const AVStream& stream);
+
 // The number of the video stream that libavformat prefers, otherwise of the first; -1 if there is none. Cover pictures
 // of music files are no video.
 int BestVideo(AVFormatContext& container);

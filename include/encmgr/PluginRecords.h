@@ -243,10 +243,17 @@ typedef struct ENCODER_MODE {
 /* FILEFORMAT_ITEM.dwFlags: the job is not paced against llStreamTime. */
 #define FFF_NOPACING 1u
 
+/* FILEFORMAT_ITEM.dwFlags: among a stream's options (KXSetOptions) the format takes these two, and passes over what it
+ * has no place for; a host gives them to no other format. The library doesn't read this flag.
+ *   metadata  a text in libav's form FFMETADATA1. Its first part, titles say, and its chapters are the file's; the tags
+ *             of its section [STREAM], the language say, are those of the stream that the options belong to.
+ *   cover     a picture that stands for the file: its kind ("mjpeg" or "png"), a comma, its bytes in base64. */
+#define FFF_METADATA 2u
+
 /* FILEFORMAT_ITEM.dwFlags, read by hosts alone: each picture is a file of its own. The file name, behind the last "/" of
  * the path, has the place of a number that counts from 1, as in "out-%05d.png". A name without one is that of a single
  * picture, and further ones are refused. */
-#define FFF_SEQUENCE 2u
+#define FFF_SEQUENCE 4u
 
 /* One file format. GetFileFormats returns an array of these that ends with dwFourCC 0.
  *
@@ -280,7 +287,7 @@ typedef struct FILEFORMAT_ITEM {
     void (*pfnSetAudioExtra)(void* hFile, void* pValue1, KXDWORD nValue2);
     void (*pfnSetVideoExtra)(void* hFile, uintptr_t nValue1, uintptr_t nValue2, uintptr_t nValue3, uintptr_t nValue4);
 
-    KXDWORD dwFlags; /* FFF_NOPACING, FFF_SEQUENCE */
+    KXDWORD dwFlags; /* FFF_NOPACING, FFF_METADATA, FFF_SEQUENCE */
 } FILEFORMAT_ITEM;
 
 /* A plug-in's exports: GetEncoders first, then GetFileFormats, once each time the plug-in is loaded. Null is an

@@ -1,5 +1,6 @@
 #include "log/Log.h"
 #include "plugins/av/Encoder.h"
+#include "plugins/av/Metadata.h"
 #include "plugins/av/SequenceName.h"
 #include "plugins/av/Slots.h"
 #include "plugins/av/VideoSignal.h"
@@ -43,7 +44,7 @@ private:
 
     bool AddStream(const EncodeParam* pJob, int type);
     void SetAll(const char* options);
-    bool SetOptions(const Encoder& encoder);
+    bool SetOptions(const Encoder& encoder, AVStream& stream);
     int SetOption(const Option& option);
     bool IsLeadIn(const AVPacket& encoded) const;
     int WritePacket(int type, const AVPacket& encoded);
@@ -101,6 +102,8 @@ bool Muxer::Open(const wchar_t* path, const EncodeParam* pJob)
     result = m_container.Has(kPictureFiles) ? 0 : avio_open(&m_format->pb, url.c_str(), AVIO_FLAG_WRITE);
     if (result >= 0)
         result = avformat_write_header(m_format.get(), nullptr);
+    if (result >= 0)
+        result = WriteCovers(*m_format);
     return result >= 0 || Fail(L"can't make", result);
 }
 
@@ -134,7 +137,7 @@ bool Muxer::AddStream(const EncodeParam* pJob, int type)
     stream->avg_frame_rate = context.framerate;
     stream->sample_aspect_ratio = context.sample_aspect_ratio;
     m_streams[type] = {stream, context.time_base};
-    return SetOptions(*encoder);
+    return SetOptions(*encoder, *stream);
 }
 
 // Sets options that are known to be good for the format, or not to be there.
@@ -154,9 +157,14 @@ int Muxer::SetOption(const Option& option)
 }
 
 // Sets those of a stream's options that its encoder doesn't know.
-bool Muxer::SetOptions(const Encoder& encoder)
+bool Muxer::SetOptions(const Encoder& encoder, AVStream& stream)
 {
     for (const Option& option : encoder.JobOptions()) {
+        if (IsMetadata(option)) {
+            if (SetMetadata(*m_format, stream, option) < 0)
+                return false;
+            continue;
+        }
         if (Knows(encoder.Context(), option.key))
             continue;
         const int result = SetOption(option);
@@ -308,4 +316,5 @@ void FillFormatSlots(FILEFORMAT_ITEM& item)
     item.pfnClose = CloseFile;
     item.pfnSetAudioExtra = SetAudioExtra;
     item.pfnSetVideoExtra = SetVideoExtra;
+    item.dwFlags |= FFF_METADATA;
 }

@@ -1,0 +1,142 @@
+// What encmgr tells of inputs, plug-ins and itself, and options that come from files.
+#include "tests/HostRun.h"
+
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+namespace
+{
+
+class HostInfoTest : public HostTest
+{
+protected:
+    nlohmann::json RunJson(const std::string& arguments)
+    {
+        EXPECT_EQ(Run(arguments), 0) << m_said;
+        return nlohmann::json::parse(m_said, nullptr, false);
+    }
+};
+
+} // namespace
+
+TEST_F(HostInfoTest, ProbeNamesEveryStream)
+{
+    ASSERT_EQ(Shell("encmgr -q encode testcard:size=160x90,seconds=2,rate=30000/1001 -o a.mp4 && "
+                    "printf '1\\n00:00:00,000 --> 00:00:01,000\\nhi\\n' >s.srt && "
+                    "printf ';FFMETADATA1\\n[CHAPTER]\\nTIMEBASE=1/1000\\nSTART=500\\nEND=2000\\n"
+                    "title=End\\n' >c.txt && "
+                    "ffmpeg -nostdin -v error -i a.mp4 -i s.srt -i c.txt -f lavfi -i sine=d=2 -map 0 -map 3 -map 1 "
+                    "-metadata title=\"$(printf 'Film\\033[2J')\" -map_chapters 2 -c:v copy -ac:a:1 6 -c:a flac "
+                    "-metadata:s:a:1 language=deu "
+                    "-color_trc:v bt709 -aspect 4:3 a.mkv && "
+                    "ffmpeg -nostdin -v error -i a.mp4 -f lavfi -i color=s=30x20:d=0.04 -map 0:a -map 1 -c:v png "
+                    "-disposition:v attached_pic a.mp3"),
+              0)
+        << m_said;
+    auto json = RunJson("probe a.mkv --json");
+    EXPECT_EQ(json["schema"], "encmgr.probe");
+    EXPECT_EQ(json["schemaVersion"], 1);
+    EXPECT_EQ(json["tags"]["title"], "Film\033[2J");
+    EXPECT_NEAR(json["duration"].get<double>(), 2.0, 0.1);
+    EXPECT_EQ(json["chapters"][0]["start"], 0.5);
+    EXPECT_EQ(json["chapters"][0]["title"], "End");
+    ASSERT_EQ(json["streams"].size(), 4u);
+    const auto& video = json["streams"][0]["video"];
+    EXPECT_EQ(video["frameRate"], "30000/1001"); // of stamps in milliseconds
+    EXPECT_EQ(video["rateKind"], "steady");
+    EXPECT_EQ(video["shown"]["displayAspect"], "4:3");
+    EXPECT_EQ(video["colour"]["isMatrixStated"], true);
+    EXPECT_TRUE(json["streams"][1]["isUsed"]);
+    EXPECT_FALSE(json["streams"][2]["isUsed"]);
+    EXPECT_EQ(json["streams"][2]["audio"]["layout"], "5.1");
+    EXPECT_EQ(json["streams"][2]["language"], "deu");
+    EXPECT_EQ(json["streams"][3]["kind"], "subtitles");
+
+    ASSERT_EQ(Run("probe -", "cat a.mkv |"), 0) << m_said;
+    for (const char* text : {"title: Film [2J\n", "160x90, 29.97 fps (30000/1001), steady", "pixels 3:4",
+                             "6 channels, 5.1, s16, deu, left out by encode", "subtitles", "0:00.500 - 0:02.000  End"})
+        EXPECT_TRUE(Said(text)) << text << " in " << m_said;
+    EXPECT_EQ(RunJson("probe a.mp3 --json")["streams"][1]["kind"], "cover");
+    EXPECT_EQ(RunJson("probe testcard:audio=none,rate=5 --json")["streams"][0]["video"]["framesPerSecond"], 5.0);
+    EXPECT_EQ(Run("probe s.srt.gone"), 3);
+    EXPECT_EQ(Shell("seq 99 >junk && encmgr probe junk"), 3);
+}
+
+TEST_F(HostInfoTest, ListAndHelpTellWhatThereIs)
+{
+    const auto json = RunJson("list --json");
+    EXPECT_EQ(json["schemaVersion"], 1);
+    const auto& formats = json["formats"];
+    const auto mkv = std::find_if(formats.begin(), formats.end(), [](const auto& f) { return f["fourCC"] == "MKV"; });
+    ASSERT_NE(mkv, formats.end());
+    EXPECT_FALSE((*mkv)["video"][0]["description"].empty());
+    EXPECT_FALSE((*mkv)["audio"].empty());
+
+    for (const std::string command : {"encode", "convert", "list", "probe"}) {
+        ASSERT_EQ(Run(command + " --help"), 0);
+        const std::string help = m_said;
+        ASSERT_EQ(Run("help " + command), 0);
+        EXPECT_EQ(m_said, help);
+        ASSERT_EQ(Run("help"), 0);
+        EXPECT_TRUE(Said("\n  " + command + " ")) << m_said;
+    }
+    EXPECT_FALSE(Said("generate"));
+    EXPECT_EQ(Run("help nosuch"), 2);
+    EXPECT_TRUE(Said("no command is called \"nosuch\"; there are: list, encode")) << m_said;
+}
+
+TEST_F(HostInfoTest, EveryPresetMakesAFile)
+{
+    ASSERT_EQ(Run("generate presets"), 0);
+    std::istringstream names(m_said);
+    int count = 0;
+    for (std::string name; names >> name; ++count) {
+        const std::string ending = name == "archive" ? "mkv" : "mov";
+        EXPECT_EQ(Run("encode testcard:seconds=1,size=160x90 --config " + name + " -o " + name + "." + ending), 0)
+            << m_said;
+    }
+    EXPECT_GE(count, 4);
+}
+
+TEST_F(HostInfoTest, OptionsFromFilesGiveWayToWrittenOnes)
+{
+    const struct {
+        const char* file;
+        const char* written;
+        int exitCode;
+        const char* said;
+    } cases[] = {
+        {"frames = 5 # few\n; none\nsize=64x48", "", 0, "5 pictures"},
+        {"\xEF\xBB\xBF[encode]\r\n\"frames\" = \"5\"\r\n", "", 0, "5 pictures"},
+        {"frames=5", "--frames 7", 0, "7 pictures"},
+        {"frames=0", "--frames 7", 0, "7 pictures"}, // what gives way isn't looked at
+        {"an", "", 0, "a.mkv: 10 pictures, 1.000 s, 4"},
+        {"an", "--ac flac", 0, "audio 1.000 s"}, // which it would exclude
+        {"vn=false", "--vc ffv1", 0, "10 pictures"},
+        {"vn\nan", "", 2, "excludes"},
+        {"sizze=64x48", "", 2, "c.conf: \"sizze\" is no option of encmgr encode"},
+        {"[list]\njson", "", 2, "\"list.json\" is no option"},
+        {"config=c.conf", "", 2, "\"config\" is no option"},
+        {"=", "", 2, "\"\" is no option"},
+        {"s=", "", 2, "c.conf: -s: \"\" isn't a size"},
+        {"vb=1,5M", "", 2, "more than one value"},
+        {"frames=5\nan\nframes=6", "", 2, "more than one value"},
+        {"an=maybe", "", 2, "c.conf: an: \"maybe\" is neither true nor false"},
+    };
+    for (const auto& [file, written, exitCode, said] : cases) {
+        std::ofstream(Path("c.conf")) << file;
+        EXPECT_EQ(
+            Run("encode testcard:seconds=1,rate=10,size=160x90 -y -o a.mkv --config c.conf " + std::string(written)),
+            exitCode)
+            << file << ": " << m_said;
+        EXPECT_TRUE(Said(said)) << file << ": " << m_said;
+    }
+    const std::string job = "encode testcard:seconds=1 -o b.mkv --config ";
+    for (const char* name : {"gone.conf", "./", "/dev/zero", "a.mkv"})
+        EXPECT_EQ(Run(job + name), 2) << name;
+    ASSERT_EQ(Shell("mkdir -p conf/encmgr/presets && echo an >conf/encmgr/presets/mine.conf"), 0);
+    EXPECT_EQ(Run(job + "mine"), 2);
+    EXPECT_TRUE(Said("no preset is called \"mine\"; there are: archive, audio")) << m_said;
+    EXPECT_EQ(Shell("XDG_CONFIG_HOME=$PWD/conf encmgr " + job + "mine"), 0) << m_said;
+}
