@@ -2,6 +2,7 @@
 
 #include "host/commands/Arguments.h"
 #include "host/commands/PresetFile.h"
+#include "host/commands/QualityArguments.h"
 
 namespace host
 {
@@ -203,6 +204,7 @@ void AddJobArguments(CLI::App& command, EncodeOptions& options)
     AddChoice(command, options);
     AddVideo(command, options);
     AddAudio(command, options);
+    AddQualityArguments(command, options);
     AddReports(command, options);
 }
 

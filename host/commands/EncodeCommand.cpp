@@ -5,13 +5,17 @@
 #include "host/commands/Commands.h"
 #include "host/commands/EncodeArguments.h"
 #include "host/commands/EncodeVerdict.h"
+#include "host/commands/FirstPass.h"
 #include "host/commands/JobGuard.h"
+#include "host/commands/OutputName.h"
+#include "host/commands/QualityCheck.h"
 #include "host/job/DryRun.h"
 #include "host/job/Job.h"
 #include "host/job/MetadataOptions.h"
 #include "host/job/Plugins.h"
 #include "host/job/Report.h"
 #include "host/job/Revisions.h"
+#include "host/job/TwoPasses.h"
 #include "host/sources/TestCard.h"
 
 #include <CLI/CLI.hpp>
@@ -117,10 +121,25 @@ int RunJob(const Task& task)
     return Judge({options, sources, plan, output, job, closing, progress.Seconds()}, messages);
 }
 
+// The same in two passes.
+int RunPasses(const Task& task)
+{
+    const auto& [options, choice, sources, plan, output, report, messages] = task;
+    if (!plan.hasVideo)
+        throw HostError(kExitUsage, Format("--passes: %s has no video", ShownName(options.input).c_str()));
+    const TwoPasses passes;
+    RunFirstPass(options, choice, passes.PlanOf(1, plan), output, messages);
+    JobPlan second = passes.PlanOf(2, plan);
+    return RunJob({options, choice, sources, second, output, report, messages});
+}
+
 int RunEncode(const EncodeOptions& options, const Catalogue& catalogue, Report& report, Messages& messages)
 {
     const Choice choice = catalogue.Choose(options);
-    OutputFile output(options.output);
+    CheckQuality(options, choice);
+    if (options.passes > 1)
+        CheckReadableTwice(options);
+    OutputFile output(OutputNameOf(options, choice));
     const Sources sources = OpenSources(options, choice, messages);
     report.SetInput(*sources.main, sources.separateAudio.get());
     output.CheckWritable({options.input, options.audioInput}, options.overwrite,
@@ -138,7 +157,11 @@ int RunEncode(const EncodeOptions& options, const Catalogue& catalogue, Report& 
         throw HostError(kExitSignal + InterruptSignal(), "interrupted");
 
     const Task task = {options, choice, sources, plan, output, report, messages};
-    return GuardJob(output, report, messages, [&] { return options.isDryRun ? PrintDryRun(task) : RunJob(task); });
+    return GuardJob(output, report, messages, [&] {
+        if (options.isDryRun)
+            return PrintDryRun(task);
+        return options.passes > 1 ? RunPasses(task) : RunJob(task);
+    });
 }
 
 } // namespace

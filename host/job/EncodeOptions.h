@@ -8,6 +8,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace host
 {
@@ -40,6 +41,14 @@ struct EncodeOptions {
     int channels = 0;                 // 0: the source's
     bool isLibraryResampling = false; // rather than the source
     std::optional<int64_t> pictures;
+    std::optional<double> quality; // constant, on the encoder's scale
+    std::string preset;            // empty: the encoder's own
+    std::string tune;
+    std::optional<int> keyDistance; // pictures from one that stands by itself to the next, at most
+    int passes = 1;                 // over the source
+    bool isFragmented = false;
+    std::vector<std::string> videoOptions; // "key=value", of the encoder or the format
+    std::vector<std::string> audioOptions;
     int64_t start = 0;               // nanoseconds from the start of the input
     std::optional<int64_t> end;      // likewise
     std::optional<int64_t> duration; // instead of end

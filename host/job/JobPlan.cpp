@@ -1,5 +1,6 @@
 #include "host/job/JobPlan.h"
 
+#include "host/job/QualityOptions.h"
 #include "host/job/ScalePlan.h"
 
 #include <algorithm>
@@ -131,6 +132,7 @@ JobPlan MakePlan(const EncodeOptions& options, const Choice& choice, const Video
         PlanVideo(plan, options, choice, *video);
     if (audio)
         PlanAudio(plan, options, choice, *audio);
+    AddQualityOptions(plan, options);
     plan.longestGap = static_cast<Nanoseconds>(options.longestGap * static_cast<double>(kSecond));
     plan.isStrict = options.isStrict;
     plan.mayLackStream = options.mayLackStream;
