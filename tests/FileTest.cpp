@@ -44,6 +44,13 @@ Expectation ExpectationOf(const std::string& encoder)
     return {"", 38, 44100, 6};
 }
 
+// The name of the test's file; of pictures that are files of their own, the name of all.
+std::string NameIn(const FILEFORMAT_INFO& format)
+{
+    const std::string fourCC = Text(format.dwFourCC);
+    return fourCC == "PNG " ? "file-%d.png" : fourCC == "JPG " ? "file-%03d.jpg" : "file";
+}
+
 using FileTest = FileJobTest;
 
 } // namespace
@@ -52,7 +59,7 @@ TEST_F(FileTest, TheirFormatsAreInTheCatalogue)
 {
     const std::string catalogue = Catalogue();
     for (const char* line : {"MP4 : H264 HEVC MP4V VP9  AV1  AAC  MP3  OPUS FLAC\n", "WEBM: VP9  VP8  AV1  OPUS VORB\n",
-                             "OGG : VP8  VORB OPUS FLAC\n", "FLAC: FLAC\n", "GIF : GIF \n"})
+                             "OGG : VP8  VORB OPUS FLAC\n", "FLAC: FLAC\n", "GIF : GIF \n", "JPG : MJPG\n"})
         EXPECT_NE(catalogue.find(line), std::string::npos) << line << catalogue;
 }
 
@@ -63,12 +70,13 @@ TEST_F(FileTest, EveryVideoEncoderKeepsEveryPicture)
         for (int i = 0; i < format->nVideoEncoders; ++i, ++combinations) {
             SCOPED_TRACE(testing::Message() << format->szShortName << " " << format->ppVideoEncoders[i]->szName);
             const std::string encoder = Text(format->ppVideoEncoders[i]->dwFourCC);
-            const CloseReport report = Make("file", JobParam(Text(format->dwFourCC)).Video(encoder, 160, 96), 100);
+            const std::string name = NameIn(*format);
+            const CloseReport report = Make(name, JobParam(Text(format->dwFourCC)).Video(encoder, 160, 96), 100);
             EXPECT_EQ(report.status, 0u);
             EXPECT_EQ(report.pictures, 100u);
             EXPECT_EQ(report.milliseconds, 0u);
 
-            const DecodedFile file = ReadMedia(Path("file"));
+            const DecodedFile file = ReadMedia(Path(name));
             ASSERT_EQ(file.pictures.size(), 100u);
             EXPECT_NEAR(file.frameRate, kRate, 1e-6);
             double late = 0, psnr = 1000;
@@ -151,22 +159,23 @@ TEST_F(FileTest, EveryPairStatesTheSignalOrSaysSo)
                 param.video.nFieldOrder = fields;
                 param.video.nRotation = 90 * fields - 90;
                 Log();
-                void* job = Open(Path("file"), param);
+                const std::string name = NameIn(*format);
+                void* job = Open(Path(name), param);
                 ASSERT_TRUE(job);
-                for (int n = 0; n < 3; ++n)
+                for (int n = 0; n < 6; ++n)
                     EXPECT_EQ(WritePicture(job, 160, 96, n), 1);
-                EXPECT_EQ(Close(job).pictures, 3u);
+                EXPECT_EQ(Close(job).pictures, 6u);
                 const std::wstring log = Log();
-                const auto is = [&](const wchar_t* name, bool isRead) {
-                    EXPECT_NE(isRead, log.find(L"doesn't state the " + std::wstring(name)) != log.npos)
-                        << name << log.c_str();
+                const auto is = [&](const wchar_t* what, bool isRead) {
+                    EXPECT_NE(isRead, log.find(L"doesn't state the " + std::wstring(what)) != log.npos)
+                        << what << log.c_str();
                 };
-                const DecodedFile file = ReadMedia(Path("file"));
+                const DecodedFile file = ReadMedia(Path(name));
                 const DecodedSignal& read = file.signal;
                 EXPECT_NEAR(file.pixelAspect, 16.0 / 15, 0.01);
                 is(L"field order", read.fields == fields);
                 is(L"rotation", read.rotation == param.video.nRotation);
-                if (encoder == "GIF ") // is converted to RGB
+                if (encoder == "GIF " || encoder.find("PNG") != encoder.npos) // are converted to RGB
                     continue;
                 is(L"range", read.range == KX_RANGE_FULL);
                 is(L"colours", isAlone || (read.matrix == 9 && read.primaries == 9 && read.transfer == 16));
@@ -183,18 +192,64 @@ TEST_F(FileTest, OptionsReachTheEncoderOrTheFormat)
     };
     const JobParam mp4 = JobParam("MP4 ").Video("H264", 160, 96), aac = JobParam("M4A ").Audio("AAC ", 44100, 2);
     const std::string usual = make(mp4, nullptr);
-    EXPECT_LT(usual.find("mdat"), usual.find("moov"));
+    EXPECT_LT(usual.find("moov"), usual.find("mdat"));
     EXPECT_EQ(make(mp4, ""), usual);
     EXPECT_LT(make(mp4, "crf=45").size(), usual.size());
     EXPECT_LT(make(mp4, "b=5000").size(), usual.size()); // in the place of the usual quality
     EXPECT_GT(make(mp4, "x264-params=keyint=1\\:bframes=0").size(), 2 * usual.size());
     EXPECT_LT(make(aac, "b=32000").size(), make(aac, nullptr).size());
-    const std::string fast = make(mp4, "g=5:movflags=+faststart");
-    EXPECT_LT(fast.find("moov"), fast.find("mdat"));
-    EXPECT_NE(make(mp4, "movflags=frag_keyframe+empty_moov").find("moof"), fast.npos);
-    EXPECT_EQ(ReadMedia(Path("file")).pictures.size(), 25u);
+    const std::string behind = make(mp4, "g=5:movflags=-faststart");
+    EXPECT_LT(behind.find("mdat"), behind.find("moov"));
+    for (const char* fragmented : {"fragmented=1", "movflags=frag_keyframe+empty_moov"}) {
+        EXPECT_NE(make(mp4, fragmented).find("moof"), usual.npos);
+        EXPECT_EQ(ReadMedia(Path("file")).pictures.size(), 25u);
+    }
+    // What x265 is told besides leaves what wpav tells it: to be quiet, here, and not to state its settings.
+    const JobParam hevc = JobParam("MKV ").Video("HEVC", 160, 96);
+    EXPECT_EQ(make(hevc, "x265-params=info=0").find("x265"), usual.npos);
     make(JobParam("MKV ").Video("FFV1", 160, 96), "slices=16:slicecrc=0:threads=2");
     EXPECT_EQ(ReadMedia(Path("file")).pictures.at(24).planes, TestPicture(160, 96, 24));
+}
+
+// What a user gives under one name reaches each encoder under its own.
+TEST_F(FileTest, CommonKeysMeanTheSameWithEveryEncoder)
+{
+    const auto size = [&](const std::string& encoder, const char* options) {
+        JobParam param = JobParam("MKV ").Video(encoder, 160, 96);
+        KXSetOptions(param.video.dwOptions, options);
+        EXPECT_EQ(Make("file", param, 10).status, 0u) << encoder << options;
+        return Bytes("file").size();
+    };
+    for (const std::string encoder : {"H264", "HEVC", "VP8 ", "VP9 ", "AV1 ", "MP4V", "MJPG"}) {
+        EXPECT_GT(size(encoder, "crf=10"), size(encoder, "crf=30")) << encoder;
+        if (encoder != "MP4V" && encoder != "MJPG") {
+            EXPECT_GT(size(encoder, "g=1"), size(encoder, "g=25")) << encoder;
+            EXPECT_NE(size(encoder, "preset=ultrafast"), size(encoder, "preset=slow")) << encoder;
+        }
+    }
+}
+
+// The first pass leaves statistics and no file, the second another file than a single pass.
+TEST_F(FileTest, TheSecondPassBuildsOnTheFirst)
+{
+    const std::string options = "stats=" + Path("statistics") + ":pass=";
+    for (const std::string encoder : {"H264", "HEVC", "VP9 ", "AV1 "}) {
+        JobParam param = JobParam("MP4 ").Video(encoder, 160, 96);
+        param.video.nBitRate = 60000;
+        EXPECT_EQ(Make("file", param, 75).status, 0u) << encoder;
+        const std::string single = Bytes("file");
+        std::filesystem::remove(Path("file"));
+        for (const char* pass : {"1", "2"}) {
+            EXPECT_FALSE(std::filesystem::exists(Path("file"))) << encoder;
+            const std::string text = options + pass;
+            KXSetOptions(param.video.dwOptions, text.c_str());
+            EXPECT_EQ(Make("file", param, 75).status, 0u) << encoder << pass;
+        }
+        EXPECT_EQ(ReadMedia(Path("file")).pictures.size(), 75u) << encoder;
+        EXPECT_NE(Bytes("file"), single) << encoder;
+        EXPECT_NEAR(static_cast<double>(Bytes("file").size()), 60000 / 8 * 3, 11000) << encoder;
+        std::filesystem::remove(Path("file"));
+    }
 }
 
 // By both streams, before the old file is touched.
@@ -218,6 +273,15 @@ TEST_F(FileTest, UnknownOptionsAndBadValuesAreRefused)
         refuses(both, options, "", log);
         refuses(both, "", options, log);
     }
+    for (const auto& [options, log] : {std::pair{"crf=1", L"a crf from 2 to 31"},
+                                       {"crf=x", L"a crf from 2 to 31"},
+                                       {"pass=1:stats=s", L"in one pass only"},
+                                       {"fragmented=2", L"option [fragmented=2]"}})
+        refuses(both, options, "", log);
+    refuses(JobParam("MKV ").Video("FFV1", 64, 48), "crf=2", "", L"wpav: neither");
+    refuses(JobParam("MKV ").Video("VP9 ", 64, 48), "preset=soon", "", L"no preset [soon]; there are: veryslow");
+    for (const char* pass : {"pass=1", "pass=3:stats=s", "pass=2:stats=missing"})
+        refuses(JobParam("MKV ").Video("VP9 ", 64, 48), pass, "");
     refuses(JobParam("MKV ").Video("H264", 64, 48), "movflags=+faststart", ""); // is another format's
     refuses(JobParam("AVI ").Video("MP4V", 64, 48), "bf=2", "");                // their order isn't the file's
     refuses(JobParam("MKV ").Video("H264", 64, 48), "preset=nosuchthing", "");
@@ -439,6 +503,23 @@ TEST_F(FileTest, FramesThatCannotBeReadAreReported)
     const DecodedFile file = ReadMedia(Path("gap"));
     ASSERT_EQ(file.pictures.size(), 7u);
     EXPECT_NEAR(file.pictures.back().seconds, 0.36, 0.001);
+}
+
+// A name without a place for a number is that of one picture, and a "%" of a folder belongs to its name.
+TEST_F(FileTest, PicturesAreFilesOfTheirOwn)
+{
+    std::filesystem::create_directory(m_folder / "100%d");
+    const JobParam param = JobParam("PNG ").Video("PNG ", 32, 32);
+    Make("100%d/a%02d.png", param, 3);
+    Make("100%d/b.png", param, 1);
+    for (const char* file : {"100%d/a01.png", "100%d/a03.png", "100%d/b.png"})
+        EXPECT_TRUE(std::filesystem::exists(Path(file))) << file;
+    void* job = Open(Path("one.png"), param);
+    for (int n = 0; n < 3; ++n)
+        WritePicture(job, 32, 32, n);
+    EXPECT_EQ(Close(job).status, 1u);
+    EXPECT_EQ(Bytes("one.png"), Bytes("100%d/b.png"));
+    EXPECT_EQ(LogLines(L"no place for a number"), 1);
 }
 
 TEST_F(FileTest, FileNamesAreUtf8AndNoAddresses)

@@ -17,6 +17,7 @@ namespace
 struct Stream {
     const AVStream* stream = nullptr;
     AVCodecContext* context = nullptr;
+    bool keepsRgb = false;
 };
 
 void AppendPlane(std::vector<unsigned char>& planes, const AVFrame& frame, int plane, int width, int height)
@@ -71,14 +72,15 @@ void TakePicture(DecodedFile& file, AVFrame& frame, const Stream& from)
 {
     if (file.pictures.empty())
         TakeSignal(file, frame, from);
-    if (frame.format != AV_PIX_FMT_YUV420P && frame.format != AV_PIX_FMT_RGB24)
+    const bool isRgb = frame.format == AV_PIX_FMT_RGB24 && from.keepsRgb;
+    if (frame.format != AV_PIX_FMT_YUV420P && !isRgb)
         Convert(frame);
     DecodedPicture picture = {static_cast<double>(frame.best_effort_timestamp) * av_q2d(from.stream->time_base) -
                                   file.start,
                               frame.width,
                               frame.height,
                               {}};
-    if (frame.format == AV_PIX_FMT_RGB24) {
+    if (isRgb) {
         AppendPlane(picture.planes, frame, 0, 3 * frame.width, frame.height);
         file.pictures.push_back(std::move(picture));
         return;
@@ -144,7 +146,7 @@ DecodedFile ReadMedia(const std::string& path)
     for (unsigned i = 0; i < format->nb_streams; ++i) {
         const AVStream* stream = format->streams[i];
         const AVCodec* codec = avcodec_find_decoder(stream->codecpar->codec_id);
-        streams[i] = {stream, avcodec_alloc_context3(codec)};
+        streams[i] = {stream, avcodec_alloc_context3(codec), std::string("png_pipe") == format->iformat->name};
         avcodec_parameters_to_context(streams[i].context, stream->codecpar);
         streams[i].context->pkt_timebase = stream->time_base;
         EXPECT_GE(avcodec_open2(streams[i].context, codec, nullptr), 0) << path;

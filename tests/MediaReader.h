@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-// A decoded planar 4:2:0 picture, its three planes without padding, one behind the other: Y, U, V. A picture of a PNG
-// file has R, G and B of each pixel there. Other pixel formats are brought to 4:2:0 of limited range.
+// A decoded planar 4:2:0 picture, its three planes without padding, one behind the other: Y, U, V. A picture of a
+// single PNG file has R, G and B of each pixel there. Other pixel formats are brought to 4:2:0 of limited range.
 struct DecodedPicture {
     double seconds;
     int width;

@@ -2,6 +2,7 @@
 
 #include "host/commands/Arguments.h"
 #include "host/commands/PresetFile.h"
+#include "host/commands/QualityArguments.h"
 
 namespace host
 {
@@ -87,9 +88,10 @@ void AddPart(CLI::App& command, EncodeOptions& options)
 void AddVideo(CLI::App& command, EncodeOptions& options)
 {
     const char* const group = "Video";
-    const auto size = [](const std::string& text) { return ParseSize(text, 16, kLargestSide); };
-    AddValue(command, "-s,--size", options.size, size, "a size such as 640x360, from 16 to 16384 pixels each way",
-             "Picture size (default: the input's, with square pixels)")
+    const auto size = [](const std::string& text) { return ParseSizeOrSide(text, 16, kLargestSide); };
+    AddValue(command, "-s,--size", options.size, size,
+             "a size such as 640x360 or 1280x, from 16 to 16384 pixels each way",
+             "Picture size (default: the input's); a free side keeps the shape: 1280x, x720 (even), 1280x-1 (any)")
         ->type_name("WxH")
         ->group(group);
     AddValue(command, "-r,--rate", options.frameRate, ParseRate,
@@ -106,9 +108,8 @@ void AddVideo(CLI::App& command, EncodeOptions& options)
             "Into another shape: keep (bars, the default), stretch, crop, 16:9 or 4:3")
         ->type_name("METHOD")
         ->group(group);
-    const Words<IMAGE_INTERPOLATION> scalings = {{"near", IMAGE_INTERPOLATION_NEAR},
-                                                 {"bilinear", IMAGE_INTERPOLATION_BILINER}};
-    AddWord(command, "--scale", options.interpolation, scalings, "Scaling: bilinear (the default) or near")
+    AddWord(command, "--scale", options.scaling, ScalingWords(),
+            "Scaling: bilinear (the default), smooth (the default below half the size), cubic or near")
         ->type_name("METHOD")
         ->group(group);
     command
@@ -203,6 +204,7 @@ void AddJobArguments(CLI::App& command, EncodeOptions& options)
     AddChoice(command, options);
     AddVideo(command, options);
     AddAudio(command, options);
+    AddQualityArguments(command, options);
     AddReports(command, options);
 }
 

@@ -5,13 +5,17 @@
 #include "host/commands/Commands.h"
 #include "host/commands/EncodeArguments.h"
 #include "host/commands/EncodeVerdict.h"
+#include "host/commands/FirstPass.h"
 #include "host/commands/JobGuard.h"
+#include "host/commands/OutputName.h"
+#include "host/commands/QualityCheck.h"
 #include "host/job/DryRun.h"
 #include "host/job/Job.h"
 #include "host/job/MetadataOptions.h"
 #include "host/job/Plugins.h"
 #include "host/job/Report.h"
 #include "host/job/Revisions.h"
+#include "host/job/TwoPasses.h"
 #include "host/sources/TestCard.h"
 
 #include <CLI/CLI.hpp>
@@ -26,8 +30,8 @@ namespace
 
 const char* const kFitHelp =
     R"(Fitting with -s: keep shows the whole picture in its own shape, 16:9 and 4:3 show it in that shape, all three with
-bars; crop fills the output and cuts what stands out; stretch gives it the output's shape. Without -s the size is
-the input's; a picture of pixels that aren't square gets the width that it is shown with.
+bars; crop fills the output and cuts what stands out; stretch gives it the output's shape. Without -s the size and the
+shape of the pixels are the input's; with -s pixels are square.
 )";
 
 // What comes in and what is to come out.
@@ -40,8 +44,16 @@ std::vector<std::string> PlanLines(const JobPlan& plan, const Sources& sources)
         lines.push_back(Format("video: %dx%d, pixels %d:%d, %d/%d fps -> %dx%d, %d/%d fps, %s", in.width, in.height,
                                in.pixelAspect.num, in.pixelAspect.den, in.frameRate.num, in.frameRate.den, out.nWidth,
                                out.nHeight, plan.frameRate.num, plan.frameRate.den, FourCCText(out.dwFourCC).c_str()));
+        for (const std::string& change : sources.Video()->Changes())
+            lines.push_back("video: its pictures are " + change);
         if (plan.isDeinterlaced)
             lines.emplace_back("video: interlaced pictures are made whole");
+        if (out.nPixelAspectX)
+            lines.push_back(Format("video: the file states pixels of %d:%d", out.nPixelAspectX, out.nPixelAspectY));
+        if (plan.scaling)
+            lines.push_back(Format("video: scaled %s to %dx%d before the library gets the pictures",
+                                   plan.scaling->method == Scaling::kSmooth ? "smoothly" : "by cubic convolution",
+                                   plan.scaling->to.width, plan.scaling->to.height));
     }
     if (plan.hasAudio) {
         const KXAudioInfo& in = plan.audioInfo;
@@ -109,10 +121,25 @@ int RunJob(const Task& task)
     return Judge({options, sources, plan, output, job, closing, progress.Seconds()}, messages);
 }
 
+// The same in two passes.
+int RunPasses(const Task& task)
+{
+    const auto& [options, choice, sources, plan, output, report, messages] = task;
+    if (!plan.hasVideo)
+        throw HostError(kExitUsage, Format("--passes: %s has no video", ShownName(options.input).c_str()));
+    const TwoPasses passes;
+    RunFirstPass(options, choice, passes.PlanOf(1, plan), output, messages);
+    JobPlan second = passes.PlanOf(2, plan);
+    return RunJob({options, choice, sources, second, output, report, messages});
+}
+
 int RunEncode(const EncodeOptions& options, const Catalogue& catalogue, Report& report, Messages& messages)
 {
     const Choice choice = catalogue.Choose(options);
-    OutputFile output(options.output);
+    CheckQuality(options, choice);
+    if (options.passes > 1)
+        CheckReadableTwice(options);
+    OutputFile output(OutputNameOf(options, choice));
     const Sources sources = OpenSources(options, choice, messages);
     report.SetInput(*sources.main, sources.separateAudio.get());
     output.CheckWritable({options.input, options.audioInput}, options.overwrite,
@@ -130,7 +157,11 @@ int RunEncode(const EncodeOptions& options, const Catalogue& catalogue, Report& 
         throw HostError(kExitSignal + InterruptSignal(), "interrupted");
 
     const Task task = {options, choice, sources, plan, output, report, messages};
-    return GuardJob(output, messages, [&] { return options.isDryRun ? PrintDryRun(task) : RunJob(task); });
+    return GuardJob(output, report, messages, [&] {
+        if (options.isDryRun)
+            return PrintDryRun(task);
+        return options.passes > 1 ? RunPasses(task) : RunJob(task);
+    });
 }
 
 } // namespace

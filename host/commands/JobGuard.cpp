@@ -47,7 +47,7 @@ void LeaveOutLost(JobPlan& plan, const Streams& made, Messages& messages, uint64
     plan.hasAudio = made.audio;
 }
 
-int GuardJob(OutputFile& output, Messages& messages, const std::function<int()>& run)
+int GuardJob(OutputFile& output, Report& report, Messages& messages, const std::function<int()>& run)
 {
     const uint64_t mark = messages.Mark();
     try {
@@ -59,6 +59,7 @@ int GuardJob(OutputFile& output, Messages& messages, const std::function<int()>&
             messages.Cause(cause);
         PrintCauses(messages.LinesSince(mark), messages);
         CleanUp(output, messages);
+        report.ForgetOutput();
         return exitCode;
     }
 }

@@ -5,6 +5,7 @@
 #include "host/base/Messages.h"
 #include "host/job/JobPlan.h"
 #include "host/job/OutputFile.h"
+#include "host/job/Report.h"
 
 #include <functional>
 
@@ -17,7 +18,7 @@ void LeaveOutLost(JobPlan& plan, const Streams& made, Messages& messages, uint64
 
 // Returns the exit code of what it runs. Where that throws, it says why, with all that the log has on it, takes the
 // output away if it is new, and returns the error's exit code.
-int GuardJob(OutputFile& output, Messages& messages, const std::function<int()>& run);
+int GuardJob(OutputFile& output, Report& report, Messages& messages, const std::function<int()>& run);
 
 } // namespace host
 

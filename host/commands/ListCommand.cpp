@@ -3,6 +3,7 @@
 #include "host/base/Json.h"
 #include "host/base/Text.h"
 #include "host/commands/Commands.h"
+#include "host/commands/ListEncoder.h"
 #include "host/job/Plugins.h"
 #include "text/Strings.h"
 
@@ -101,10 +102,14 @@ void AddListCommand(CLI::App& program, Run& chosen)
 {
     CLI::App* const command = program.add_subcommand("list", "Print every file format with its encoders");
     const auto isJson = std::make_shared<bool>(false);
-    command->add_flag("--json", *isJson, "Print JSON, for programs");
-    command->callback([isJson, &chosen] {
-        chosen = [isJson](const CommonOptions& common, Messages& messages) {
-            return RunList(*isJson, common, messages);
+    const auto encoder = std::make_shared<std::string>();
+    CLI::Option* const json = command->add_flag("--json", *isJson, "Print JSON, for programs");
+    command->add_option("CODEC", *encoder, "Print the options of this encoder instead, by FourCC or name")
+        ->type_name("")
+        ->excludes(json);
+    command->callback([isJson, encoder, &chosen] {
+        chosen = [isJson, encoder](const CommonOptions& common, Messages& messages) {
+            return encoder->empty() ? RunList(*isJson, common, messages) : RunListEncoder(*encoder, common, messages);
         };
     });
 }

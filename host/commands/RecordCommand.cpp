@@ -137,7 +137,7 @@ int RunRecord(const EncodeOptions& options, const Catalogue& catalogue, Report& 
     if (InterruptSignal())
         throw HostError(kExitSignal + InterruptSignal(), "interrupted");
     const Task task = {options, choice, inputs, plan, output, report, messages};
-    return GuardJob(output, messages, [&] { return RunJob(task); });
+    return GuardJob(output, report, messages, [&] { return RunJob(task); });
 }
 
 void AddSources(CLI::App& command, RecordOptions& options)

@@ -21,8 +21,9 @@ struct Ending {
 };
 
 constexpr Ending kEndings[] = {
-    {"m4v", "MP4", false}, {"mka", "MKV", true}, {"wave", "WAV", true}, {"yuv4mpeg", "Y4M", false},
-    {"ogv", "OGG", false}, {"oga", "OGG", true}, {"mts", "TS", false},  {"m2ts", "TS", false},
+    {"m4v", "MP4", false},      {"mka", "MKV", true},  {"wave", "WAV", true},
+    {"yuv4mpeg", "Y4M", false}, {"ogv", "OGG", false}, {"oga", "OGG", true},
+    {"mts", "TS", false},       {"m2ts", "TS", false}, {"jpeg", "JPG", false},
 };
 
 // What people call formats and encoders elsewhere.
@@ -102,7 +103,7 @@ template <class Info> std::string Suggested(std::span<const Info* const> infos, 
 
 // Behind a refusal: what helps, and all that there is.
 template <class Info>
-std::string WithHints(std::string text, std::span<const Info* const> infos, const std::string& wanted)
+std::string WithHints(const std::string& text, std::span<const Info* const> infos, const std::string& wanted)
 {
     const std::string suggested = Suggested(infos, wanted);
     return text + "; " + (suggested.empty() ? "there are: " : suggested + " There are: ") + Listed(infos);
@@ -223,6 +224,22 @@ Choice Catalogue::Choose(const EncodeOptions& options) const
         throw HostError(kExitUsage,
                         Format("%s holds nothing of what is left to write", FourCCText(format->dwFourCC).c_str()));
     return choice;
+}
+
+std::vector<const ENCODER_INFO*> Catalogue::AllEncoders() const
+{
+    std::vector<const ENCODER_INFO*> all;
+    for (const FILEFORMAT_INFO* format : m_formats)
+        for (const Encoders list : {VideoEncodersOf(*format), AudioEncodersOf(*format)})
+            for (const ENCODER_INFO* encoder : list)
+                if (std::find(all.begin(), all.end(), encoder) == all.end())
+                    all.push_back(encoder);
+    return all;
+}
+
+const ENCODER_INFO& Catalogue::FindEncoder(const std::string& name) const
+{
+    return Find<ENCODER_INFO>(AllEncoders(), name, "encoder is called");
 }
 
 const FILEFORMAT_INFO& Catalogue::FormatNamed(const std::string& name) const

@@ -36,6 +36,12 @@ public:
     // for is left out unless an option demands it. Throws HostError.
     Choice Choose(const EncodeOptions& options) const;
 
+    // Every encoder of any format, once each.
+    std::vector<const ENCODER_INFO*> AllEncoders() const;
+
+    // The encoder named. Throws HostError.
+    const ENCODER_INFO& FindEncoder(const std::string& name) const;
+
 private:
     const FILEFORMAT_INFO& FormatNamed(const std::string& name) const;
     const FILEFORMAT_INFO* FormatOfFourCC(const std::string& text) const;

@@ -2,12 +2,13 @@
 #ifndef ENCMGR_HOST_ENCODE_OPTIONS_H
 #define ENCMGR_HOST_ENCODE_OPTIONS_H
 
-#include "Common/Image/ImageParam.h"
+#include "host/base/Scaling.h"
 #include "host/base/Values.h"
 #include "media_file/ResizeRect.h"
 
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace host
 {
@@ -29,10 +30,10 @@ struct EncodeOptions {
     std::string audioEncoder;
     bool noVideo = false;
     bool noAudio = false;
-    std::optional<PictureSize> size;
+    std::optional<PictureSize> size; // one side may be free
     std::optional<AVRational> frameRate;
     std::optional<IMAGE_RESIZE_METHOD> fit;
-    IMAGE_INTERPOLATION interpolation = IMAGE_INTERPOLATION_DEFAULT;
+    Scaling scaling = Scaling::kUsual;
     std::optional<bool> deinterlace; // without it: where rows are scaled
     int videoBitRate = 0;            // 0 leaves it to the encoder
     int audioBitRate = 0;
@@ -40,6 +41,14 @@ struct EncodeOptions {
     int channels = 0;                 // 0: the source's
     bool isLibraryResampling = false; // rather than the source
     std::optional<int64_t> pictures;
+    std::optional<double> quality; // constant, on the encoder's scale
+    std::string preset;            // empty: the encoder's own
+    std::string tune;
+    std::optional<int> keyDistance; // pictures from one that stands by itself to the next, at most
+    int passes = 1;                 // over the source
+    bool isFragmented = false;
+    std::vector<std::string> videoOptions; // "key=value", of the encoder or the format
+    std::vector<std::string> audioOptions;
     int64_t start = 0;               // nanoseconds from the start of the input
     std::optional<int64_t> end;      // likewise
     std::optional<int64_t> duration; // instead of end

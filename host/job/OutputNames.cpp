@@ -1,6 +1,10 @@
 #include "host/job/OutputNames.h"
 
+#include "host/base/Text.h"
+
+#include <algorithm>
 #include <climits>
+#include <cstdlib>
 #include <random>
 
 namespace host
@@ -11,16 +15,46 @@ namespace
 
 constexpr int kMostLinks = 40; // that a path goes over, as the system counts
 
+// The place of a number, as printf writes it; of no length if there is none.
+struct NumberPlace {
+    size_t at = 0, length = 0;
+};
+
+// Of the file name, behind the last "/".
+NumberPlace FindNumber(const std::string& path)
+{
+    for (size_t at = path.find('%', path.rfind('/') + 1); at != std::string::npos; at = path.find('%', at + 1)) {
+        const size_t end = path.find_first_not_of("0123456789", at + 1);
+        if (end != std::string::npos && path[end] == 'd')
+            return {at, end + 1 - at};
+    }
+    return {};
+}
+
 } // namespace
 
 bool IsSequence(const std::string& path)
 {
-    for (size_t at = path.find('%'); at != std::string::npos; at = path.find('%', at + 1)) {
-        const size_t end = path.find_first_not_of("0123456789", at + 1);
-        if (end != std::string::npos && path[end] == 'd')
-            return true;
-    }
-    return false;
+    return FindNumber(path).length > 0;
+}
+
+std::string SequenceOf(const std::string& path)
+{
+    const size_t name = path.rfind('/') + 1; // 0 without a folder
+    const size_t dot = path.rfind('.');
+    const bool hasEnding = dot != std::string::npos && dot > name;
+    std::string sequence = path;
+    return sequence.insert(hasEnding ? dot : path.size(), "-%05d");
+}
+
+std::string FirstOf(const std::string& path)
+{
+    const NumberPlace place = FindNumber(path);
+    if (place.length == 0)
+        return path;
+    const int digits = std::atoi(path.c_str() + place.at + 1);
+    std::string first = path;
+    return first.replace(place.at, place.length, Format("%0*d", std::min(std::max(digits, 1), 255), 1));
 }
 
 std::optional<std::string> TargetOf(std::filesystem::path path)

@@ -88,6 +88,14 @@ Plugins::~Plugins()
     FCUninitPlugins();
 }
 
+bool Plugins::IsSequence(KXDWORD format)
+{
+    const auto& items = PluginMgr::m_arFileFormat;
+    const auto found =
+        std::find_if(items.begin(), items.end(), [format](const auto& item) { return item.dwFourCC == format; });
+    return found != items.end() && found->dwFlags & FFF_SEQUENCE;
+}
+
 void Plugins::WarnOfUnusable() const
 {
     WarnOfRefused();

@@ -23,6 +23,9 @@ public:
 
     const Catalogue& GetCatalogue() const { return m_catalogue; }
 
+    // Whether each picture of a file format is a file of its own.
+    static bool IsSequence(KXDWORD format);
+
     // Warns of what lies in the folder and can't be used: files that the library doesn't load, by their names or for
     // what is in them, and formats and encoders whose FourCC another one has taken.
     void WarnOfUnusable() const;

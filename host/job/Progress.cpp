@@ -58,9 +58,10 @@ std::string SpeedText(Nanoseconds position, double seconds)
     return Format("%.2fx", InSeconds(position) / std::max(seconds, 0.001));
 }
 
-Progress::Progress(Messages& messages, ProgressKind kind, const OutputFile& output, Nanoseconds total, bool hasVideo)
-    : m_messages(messages), m_kind(kind), m_output(output), m_total(total), m_hasVideo(hasVideo), m_start(Clock::now()),
-      m_last(m_start)
+Progress::Progress(Messages& messages, ProgressKind kind, const OutputFile& output, Nanoseconds total, bool hasVideo,
+                   const std::string& label)
+    : m_messages(messages), m_kind(kind), m_output(output), m_total(total), m_hasVideo(hasVideo), m_label(label),
+      m_start(Clock::now()), m_last(m_start)
 {
     if (m_kind == ProgressKind::kAuto) {
         const bool isShown = messages.GetVolume() != Volume::kQuiet && CanOverwriteLines();
@@ -107,6 +108,8 @@ std::string Progress::Line(const State& state, size_t width) const
 {
     const auto& [counts, position, seconds, done] = state;
     std::vector<std::string> fields;
+    if (!m_label.empty())
+        fields.push_back(m_label);
     if (m_total > 0)
         fields.push_back(Format("%3d%%", static_cast<int>(done * 100.0)));
     if (m_hasVideo) {

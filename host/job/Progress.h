@@ -16,7 +16,9 @@ class Progress
 {
 public:
     // total: the length to be expected, 0 if that isn't known. A kind that was asked for is shown under -q, too.
-    Progress(Messages& messages, ProgressKind kind, const OutputFile& output, Nanoseconds total, bool hasVideo);
+    // label: for the start of each line.
+    Progress(Messages& messages, ProgressKind kind, const OutputFile& output, Nanoseconds total, bool hasVideo,
+             const std::string& label = "");
 
     // Call as often as you like.
     void Update(const Tally& tally);
@@ -47,6 +49,7 @@ private:
     const OutputFile& m_output;
     Nanoseconds m_total;
     bool m_hasVideo;
+    std::string m_label;
     Clock::time_point m_start;
     Clock::time_point m_last;
 };

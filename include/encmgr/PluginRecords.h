@@ -5,7 +5,7 @@
  * a 64-bit target the same fields in the same order lie at natural alignment. The checks at the end hold both.
  *
  * A plug-in is a shared library in the host's PlugIns folder whose file name starts with "wp" and ends in
- * ".dylib", and that exports GetEncoders, GetFileFormats, or both.
+ * ".dylib", and that exports GetEncoders, GetFileFormats, or both. GetEncoderOptions may stand beside them.
  *
  * Units: times and durations count 100 ns (10,000,000 to the second); -1 in a 64-bit time is "no such time yet".
  * Rates are in Hz, sizes in pixels, bit rates in bits per second. Texts are zero-terminated 32-bit wide text.
@@ -41,7 +41,18 @@ typedef uint32_t KXDWORD;
  * text "key=value:key=value" in UTF-8, in which a backslash keeps the character behind it from ending a key or a value.
  * Keys are the plug-ins' own. An encoder takes those that it knows, the format the others; what neither knows is
  * logged. The text is the host's and stays valid while the job is set up, so a plug-in that needs it later copies it.
- * Both words 0: no options. */
+ * Both words 0: no options.
+ *
+ * These keys mean the same wherever they are known, so that a host needs no encoder's own words for them:
+ *   crf         constant quality in the place of a bit rate, on the encoder's own scale; less is better
+ *   preset      a word from the slowest, with the best quality for its bits, to the fastest
+ *   tune        a word for what the pictures are, or for what the bits are spent
+ *   g           pictures from one that stands by itself to the next, at most
+ *   pass        1 or 2: the job is that pass over the same pictures. The first writes no file at the job's path, only
+ *               the statistics; the second takes the same parameters again
+ *   stats       the path of the statistics, which may put further files beside it that begin with the same name
+ *   fragmented  1: of a format with its index in one place, the form that plays up to where it was cut off
+ */
 static inline void KXSetOptions(KXDWORD* pdwOptions, const char* pszOptions)
 {
     const uint64_t address = (uint64_t)(uintptr_t)pszOptions;
@@ -239,6 +250,11 @@ typedef struct ENCODER_MODE {
  *   cover     a picture that stands for the file: its kind ("mjpeg" or "png"), a comma, its bytes in base64. */
 #define FFF_METADATA 2u
 
+/* FILEFORMAT_ITEM.dwFlags, read by hosts alone: each picture is a file of its own. The file name, behind the last "/" of
+ * the path, has the place of a number that counts from 1, as in "out-%05d.png". A name without one is that of a single
+ * picture, and further ones are refused. */
+#define FFF_SEQUENCE 4u
+
 /* One file format. GetFileFormats returns an array of these that ends with dwFourCC 0.
  *
  * Required: pfnCreate, pfnClose, and the write slot of each stream that has a list of modes.
@@ -271,13 +287,44 @@ typedef struct FILEFORMAT_ITEM {
     void (*pfnSetAudioExtra)(void* hFile, void* pValue1, KXDWORD nValue2);
     void (*pfnSetVideoExtra)(void* hFile, uintptr_t nValue1, uintptr_t nValue2, uintptr_t nValue3, uintptr_t nValue4);
 
-    KXDWORD dwFlags; /* FFF_NOPACING, FFF_METADATA */
+    KXDWORD dwFlags; /* FFF_NOPACING, FFF_METADATA, FFF_SEQUENCE */
 } FILEFORMAT_ITEM;
 
 /* A plug-in's exports: GetEncoders first, then GetFileFormats, once each time the plug-in is loaded. Null is an
  * empty array. The records are copied at once; what they point at stays in place until the plug-in is unloaded. */
 typedef const ENCODER_ITEM* (*PFN_GetEncoders)(void);
 typedef const FILEFORMAT_ITEM* (*PFN_GetFileFormats)(void);
+
+/* ------------------------------------------------------------------------------------------------------------
+ * What else a plug-in may export, for hosts to ask
+ */
+
+/* How the value of an option is written. */
+enum {
+    KX_OPTION_INTEGER = 1, /* a whole number, or one of the words */
+    KX_OPTION_NUMBER = 2,  /* a number with decimals, or one of the words */
+    KX_OPTION_TEXT = 3,    /* one of the words; where there are none, any text */
+    KX_OPTION_SWITCH = 4,  /* 0 or 1 */
+    KX_OPTION_FLAGS = 5    /* words joined by "+", as in "+a+b"; "-a" takes one away */
+};
+
+/* One option that an encoder takes in the text of dwOptions. Texts are UTF-8. */
+typedef struct ENCODER_OPTION {
+    const char* pszKey;
+    const char* pszHelp;    /* a few words on what it does; may be empty */
+    const char* pszDefault; /* the value where the host gives none, as it would write it; empty: the encoder decides */
+    const char* pszWords;   /* a space between each two; empty: there are none */
+    double dLeast;          /* the range of numbers, ends included; both 0 for texts, switches and flags */
+    double dMost;
+    int nKind; /* a KX_OPTION value */
+    int reserved;
+} ENCODER_OPTION;
+
+/* The optional export GetEncoderOptions: the options of the encoder with this FourCC, first those that hosts may know
+ * by name, and behind the last one an item whose pszKey is null. Null: the plug-in has no such encoder. The array and
+ * its texts stay in place until the plug-in is unloaded. The library never calls it: a host may, at any time while the
+ * plug-in is loaded, on the thread that loaded it. */
+typedef const ENCODER_OPTION* (*PFN_GetEncoderOptions)(KXDWORD dwFourCC);
 
 /* ------------------------------------------------------------------------------------------------------------
  * The public catalogue, read by the host
@@ -394,6 +441,10 @@ KX_AT(FILEFORMAT_ITEM, pfnClose, 832, 856);
 KX_AT(FILEFORMAT_ITEM, pfnSetAudioExtra, 836, 864);
 KX_AT(FILEFORMAT_ITEM, pfnSetVideoExtra, 840, 872);
 KX_AT(FILEFORMAT_ITEM, dwFlags, 844, 880);
+
+KX_SIZE(ENCODER_OPTION, 40, 56);
+KX_AT(ENCODER_OPTION, dLeast, 16, 32);
+KX_AT(ENCODER_OPTION, nKind, 32, 48);
 
 KX_SIZE(ENCODER_INFO, 772, 772);
 KX_AT(ENCODER_INFO, szDescription, 260, 260);

@@ -105,7 +105,7 @@ private:
 
 bool AudioEncoder::Open()
 {
-    if (!Encoder::Open(Entry().options))
+    if (!Encoder::Open({}))
         return false;
     if (MakeBuffers())
         return true;

@@ -1,6 +1,7 @@
 // wpav: encoders of libavcodec, file formats of libavformat.
 
 #include "encmgr/Export.h"
+#include "plugins/av/OptionTable.h"
 #include "plugins/av/Tables.h"
 
 extern "C" {
@@ -13,6 +14,11 @@ ENCMGR_API const ENCODER_ITEM* GetEncoders()
 ENCMGR_API const FILEFORMAT_ITEM* GetFileFormats()
 {
     return FormatItems();
+}
+
+ENCMGR_API const ENCODER_OPTION* GetEncoderOptions(KXDWORD dwFourCC)
+{
+    return OptionItems(dwFourCC);
 }
 
 } // extern "C"

@@ -2,8 +2,43 @@
 
 #include "log/Log.h"
 
+#include <utility>
+
 extern "C" {
+#include <libavutil/dict.h>
 #include <libavutil/opt.h>
+}
+
+namespace
+{
+
+// A list of settings for the library behind an encoder: what it doesn't name stays as it was.
+int AddToList(AVCodecContext& context, const Option& option)
+{
+    AVDictionary* list = nullptr;
+    int result = av_opt_get_dict_val(&context, option.key.c_str(), AV_OPT_SEARCH_CHILDREN, &list);
+    if (result >= 0)
+        result = av_dict_parse_string(&list, option.value.c_str(), "=", ":", 0);
+    if (result >= 0)
+        result = av_opt_set_dict_val(&context, option.key.c_str(), list, AV_OPT_SEARCH_CHILDREN);
+    av_dict_free(&list);
+    return result;
+}
+
+int Set(AVCodecContext& context, const Option& option)
+{
+    const AVOption* const found = av_opt_find(&context, option.key.c_str(), nullptr, 0, AV_OPT_SEARCH_CHILDREN);
+    if (found && found->type == AV_OPT_TYPE_DICT)
+        return AddToList(context, option);
+    return av_opt_set(&context, option.key.c_str(), option.value.c_str(), AV_OPT_SEARCH_CHILDREN);
+}
+
+} // namespace
+
+std::vector<Option> OptionsOf(const char* text)
+{
+    auto options = ParseOptions(text);
+    return options ? std::move(*options) : std::vector<Option>();
 }
 
 std::string OptionText(const EncodeParam& job, int type)
@@ -39,7 +74,7 @@ int SetKnown(AVCodecContext& context, const std::vector<Option>& options, const 
     for (const Option& option : options) {
         if (!Knows(context, option.key))
             continue;
-        const int result = av_opt_set(&context, option.key.c_str(), option.value.c_str(), AV_OPT_SEARCH_CHILDREN);
+        const int result = Set(context, option);
         if (result < 0) {
             if (refused)
                 *refused = &option;

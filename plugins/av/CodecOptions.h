@@ -9,6 +9,9 @@
 #include <string>
 #include <vector>
 
+// The options of a line of our own tables.
+std::vector<Option> OptionsOf(const char* text);
+
 // The text of a job's stream, by its type: empty if there is none.
 std::string OptionText(const EncodeParam& job, int type);
 
@@ -18,7 +21,8 @@ std::optional<std::vector<Option>> OptionsOf(const EncodeParam& job, int type);
 // Whether the key is one of the encoder's own or of those that libavcodec has for every encoder of its kind.
 bool Knows(const AVCodecContext& context, const std::string& key);
 
-// Sets the options that the encoder knows, in their order, before it is opened. What libav says of the first that it
+// Sets the options that the encoder knows, in their order, before it is opened; one that is a list, such as
+// x264-params, adds to what the list has. What libav says of the first that it
 // refuses, whose place is left in *refused where that isn't null; or 0.
 int SetKnown(AVCodecContext& context, const std::vector<Option>& options, const Option** refused = nullptr);
 

@@ -1,6 +1,7 @@
 #include "plugins/av/Encoder.h"
 
 #include "log/Log.h"
+#include "plugins/av/CommonKeys.h"
 
 #include <map>
 #include <mutex>
@@ -50,6 +51,8 @@ int Encoder::TryOpen(const std::vector<Option>& usual, int logLevelOffset)
     if (result >= 0)
         result = SetKnown(*m_context, m_options);
     if (result >= 0)
+        result = m_statistics.Prepare(*m_context);
+    if (result >= 0)
         result = avcodec_open2(m_context.get(), codec, nullptr);
     m_context->log_level_offset = kQuieter;
     return result;
@@ -65,18 +68,18 @@ bool Encoder::IsAsSettled() const
     return m_context->has_b_frames == 0 || !container || !container->Has(kSequenceOnly);
 }
 
-bool Encoder::Open(const std::string& usual)
+bool Encoder::Open(const std::vector<Option>& usual)
 {
     auto options = OptionsOf(*m_job, m_entry.type);
-    if (!options || !TakesValues(CodecOf(m_entry), *options, m_entry.name))
+    if (!options || !TranslateCommonKeys(m_entry, *options, m_statistics) ||
+        !TakesValues(CodecOf(m_entry), *options, m_entry.name))
         return false;
     m_options = std::move(*options);
-    int result =
-        TryOpen(ParseOptions(usual.c_str()).value_or(std::vector<Option>{}), usual.empty() ? kQuieter : kSilent);
+    int result = TryOpen(usual, usual.empty() ? kQuieter : kSilent);
     if (result < 0 && !usual.empty()) {
         result = TryOpen({}, kQuieter);
         if (result >= 0)
-            KXLogEx(L"wpav: %ls doesn't take the options [%s] here and runs without.", m_entry.name, usual.c_str());
+            KXLogEx(L"wpav: %ls doesn't take its usual options here and runs without.", m_entry.name);
     }
     if (result >= 0 && !IsAsSettled())
         result = AVERROR(EINVAL);
@@ -102,6 +105,7 @@ bool Encoder::Encode(const AVFrame* frame)
             break;
         }
         result = avcodec_receive_packet(m_context.get(), packet);
+        m_statistics.Take(*m_context, result);
         if (result >= 0)
             ++m_packets.count;
     }
@@ -109,6 +113,14 @@ bool Encoder::Encode(const AVFrame* frame)
         return true;
     Log(L"failed", result);
     return false;
+}
+
+bool Encoder::SaveStatistics()
+{
+    const int result = m_statistics.Save();
+    if (result < 0)
+        Log(L"can't save the statistics of its first pass", result);
+    return result >= 0;
 }
 
 void Encoder::Log(const wchar_t* what, int error) const

@@ -4,6 +4,7 @@
 
 #include "plugins/av/Av.h"
 #include "plugins/av/CodecOptions.h"
+#include "plugins/av/PassStatistics.h"
 #include "plugins/av/Tables.h"
 
 #include <string>
@@ -32,13 +33,16 @@ public:
     const AVCodecContext& Context() const { return *m_context; }
     const std::vector<Option>& JobOptions() const { return m_options; }
 
+    // Whether the job is the first of two passes, whose packets are of no use.
+    bool IsFirstPass() const { return m_statistics.Pass() == 1; }
+
 protected:
     Encoder(const EncoderEntry& entry, const EncodeParam* pJob);
 
     // Opens m_context with the usual options, then the job's, and makes it known to the file format of the job. Usual
     // ones that the encoder refuses for just this picture give way to its own defaults; the job's never do. False, with
     // a log line, if it can't be opened.
-    bool Open(const std::string& usual);
+    bool Open(const std::vector<Option>& usual);
 
     // Sets what the job demands in a context that isn't open yet.
     virtual void Prepare(AVCodecContext& context) const = 0;
@@ -47,6 +51,7 @@ protected:
     // a log line, if that failed.
     void BeginPackets() { m_packets.count = 0; }
     bool Encode(const AVFrame* frame);
+    bool SaveStatistics();
 
     void Log(const wchar_t* what, int error) const;
 
@@ -62,6 +67,7 @@ private:
     const EncoderEntry& m_entry;
     const EncodeParam* const m_job;
     std::vector<Option> m_options; // the job's, the file format's among them
+    PassStatistics m_statistics;
     CodecContextPtr m_context;
 };
 

@@ -1,6 +1,7 @@
 #include "log/Log.h"
 #include "plugins/av/Encoder.h"
 #include "plugins/av/Metadata.h"
+#include "plugins/av/SequenceName.h"
 #include "plugins/av/Slots.h"
 #include "plugins/av/VideoSignal.h"
 #include "plugins/support/Text.h"
@@ -42,7 +43,9 @@ private:
     };
 
     bool AddStream(const EncodeParam* pJob, int type);
+    void SetAll(const char* options);
     bool SetOptions(const Encoder& encoder, AVStream& stream);
+    int SetOption(const Option& option);
     bool IsLeadIn(const AVPacket& encoded) const;
     int WritePacket(int type, const AVPacket& encoded);
     bool Fail(const wchar_t* what, int error);
@@ -53,7 +56,8 @@ private:
     PacketPtr m_packet;
     Stream m_streams[2]; // by ENCODER_TYPE_AUDIO and ENCODER_TYPE_VIDEO
     unsigned int m_pictures = 0;
-    int64_t m_audioEnd = 0; // in the encoder's time base
+    int64_t m_audioEnd = 0;         // in the encoder's time base
+    bool m_isSinglePicture = false; // the path has no place for a number
     bool m_complete = true;
     int m_failure = 0; // libav's first error
 };
@@ -70,8 +74,12 @@ bool Muxer::Open(const wchar_t* path, const EncodeParam* pJob)
         KXLogEx(L"wpav: [%ls] would have neither video nor audio.", m_path.c_str());
         return false;
     }
+    const Encoder* const video = Encoder::OfJob(pJob, ENCODER_TYPE_VIDEO);
+    const bool isFirstPass = video && video->IsFirstPass();
     // The scheme keeps a name with a colon from being taken for an address.
-    const std::string url = "file:" + *narrow;
+    m_isSinglePicture = m_container.Has(kPictureFiles) && !HasNumber(*narrow);
+    const bool isSequence = m_container.Has(kPictureFiles) && !m_isSinglePicture;
+    const std::string url = "file:" + (isFirstPass ? "/dev/null" : isSequence ? SequencePath(*narrow) : *narrow);
     AVFormatContext* format = nullptr;
     int result = avformat_alloc_output_context2(&format, MuxerOf(m_container), nullptr, url.c_str());
     m_format.reset(format);
@@ -81,12 +89,17 @@ bool Muxer::Open(const wchar_t* path, const EncodeParam* pJob)
     m_format->strict_std_compliance = FF_COMPLIANCE_EXPERIMENTAL; // what Holds admits, FLAC in MP4 say
     if (m_container.Has(kSequenceOnly))
         m_format->avoid_negative_ts = 0; // a shift would put empty pictures in front
+    SetAll(m_container.options);
+    if (m_isSinglePicture)
+        SetAll("update=1"); // takes the name as it is
 
     if (!pJob->bVideoDisabled && !AddStream(pJob, ENCODER_TYPE_VIDEO))
         return false;
     if (!pJob->bAudioDisabled && !AddStream(pJob, ENCODER_TYPE_AUDIO))
         return false;
-    result = avio_open(&m_format->pb, url.c_str(), AVIO_FLAG_WRITE);
+    if (isFirstPass)
+        SetAll("movflags=-faststart"); // would read the file again
+    result = m_container.Has(kPictureFiles) ? 0 : avio_open(&m_format->pb, url.c_str(), AVIO_FLAG_WRITE);
     if (result >= 0)
         result = avformat_write_header(m_format.get(), nullptr);
     if (result >= 0)
@@ -127,6 +140,22 @@ bool Muxer::AddStream(const EncodeParam* pJob, int type)
     return SetOptions(*encoder, *stream);
 }
 
+// Sets options that are known to be good for the format, or not to be there.
+void Muxer::SetAll(const char* options)
+{
+    for (const Option& option : OptionsOf(options))
+        ::SetOption(*m_format, option);
+}
+
+int Muxer::SetOption(const Option& option)
+{
+    if (option.key != "fragmented" || !*m_container.fragmented)
+        return ::SetOption(*m_format, option);
+    if (option.value == "1")
+        SetAll(m_container.fragmented);
+    return option.value == "0" || option.value == "1" ? 0 : AVERROR(EINVAL);
+}
+
 // Sets those of a stream's options that its encoder doesn't know.
 bool Muxer::SetOptions(const Encoder& encoder, AVStream& stream)
 {
@@ -138,7 +167,7 @@ bool Muxer::SetOptions(const Encoder& encoder, AVStream& stream)
         }
         if (Knows(encoder.Context(), option.key))
             continue;
-        const int result = SetOption(*m_format, option);
+        const int result = SetOption(option);
         if (result == AVERROR_OPTION_NOT_FOUND)
             KXLogEx(L"wpav: neither %ls nor %ls knows the option [%s].", encoder.Entry().name, m_container.name,
                     option.key.c_str());
@@ -171,6 +200,12 @@ bool Muxer::IsLeadIn(const AVPacket& encoded) const
 
 int Muxer::WritePacket(int type, const AVPacket& encoded)
 {
+    if (m_isSinglePicture && m_pictures > 0) {
+        if (!m_failure)
+            KXLogEx(L"wpav: the name [%ls] has no place for a number, such as %%05d, and so holds one picture.",
+                    m_path.c_str());
+        return AVERROR_INVALIDDATA;
+    }
     const Stream& target = m_streams[type];
     const bool isVideo = type == ENCODER_TYPE_VIDEO;
     const bool hasContent = encoded.size > 0; // or only news for the file's header

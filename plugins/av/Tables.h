@@ -27,6 +27,36 @@ constexpr int kOwnBitRate = -1; // without one from the job, the encoder goes by
 // Encoders take bit rates below for a mistake, in the unit say; jobs get this one.
 constexpr int kLowestBitRate = 1000;
 
+// Constant quality, the common key "crf".
+struct QualityScale {
+    const char* options = nullptr; // of libavcodec, with % for the value; null: the encoder has no such thing
+    int least = 0, most = 0;
+    int usual = 0;  // where the job gives neither a bit rate nor a measure of its own
+    int factor = 1; // of the value in the options
+};
+
+// The common key "preset" where libavcodec has no option of this name for the encoder: a word and what it stands for.
+struct Preset {
+    const char* word; // null: the end of the list
+    const char* options;
+};
+
+// How the statistics of a first pass, the common keys "pass" and "stats", get into the second.
+enum class Passes {
+    kNone,
+    kText,   // libavcodec hands them over
+    kFile,   // the encoder writes and reads a file, by its option passlogfile
+    kParams, // the same by its option x265-params
+};
+
+struct EncoderKeys {
+    const char* generic =
+        ""; // options that libavcodec has for all encoders and this one heeds, a space between each two
+    const Preset* presets = nullptr;
+    Passes passes = Passes::kNone;
+    const char* passOptions = ""; // of libavcodec, in the place of the usual ones that allow no passes
+};
+
 // What an encoder's packets or a file format's header tell players of the pictures. All tell the pixel aspect.
 constexpr unsigned kRange = 1;
 constexpr unsigned kColour = 2; // matrix, primaries and transfer
@@ -42,8 +72,9 @@ struct EncoderEntry {
     int type;            // ENCODER_TYPE_VIDEO or ENCODER_TYPE_AUDIO
     const char* codec;   // its name in libavcodec
     const char* options; // of libavcodec, always set
-    const char* quality; // video: options in the place of a bit rate, where the job gives none; null: it takes none
-    unsigned states;     // video
+    EncoderKeys keys;
+    QualityScale quality; // video; an encoder without one takes no bit rate either
+    unsigned states;      // video
     VideoLimits video;
     AudioLimits audio;
 };
@@ -57,9 +88,12 @@ struct EncoderEntry {
 // packets that hold more of it than samples are left out: a fade-in of their length is less than all the audio late.
 //
 // kTagsHvc1: HEVC goes by the name hvc1, without which some players don't show it.
+//
+// kPictureFiles: each picture is a file of its own.
 constexpr unsigned kSequenceOnly = 1;
 constexpr unsigned kMarksLeadIn = 2;
 constexpr unsigned kTagsHvc1 = 4;
+constexpr unsigned kPictureFiles = 8;
 
 // One file format.
 struct ContainerEntry {
@@ -72,6 +106,8 @@ struct ContainerEntry {
     const char* audio;
     unsigned traits;
     unsigned states;
+    const char* options = "";    // of libavformat, unless the job says else
+    const char* fragmented = ""; // the same for the common key "fragmented"; empty: there is no such form
 
     bool Has(unsigned trait) const { return (traits & trait) != 0; }
 };

@@ -1,4 +1,5 @@
 #include "log/Log.h"
+#include "plugins/av/CommonKeys.h"
 #include "plugins/av/Encoder.h"
 #include "plugins/av/PictureConverter.h"
 #include "plugins/av/Slots.h"
@@ -23,8 +24,10 @@ public:
     EncodedPackets& Finish();
 
 private:
-    bool HasBitRate() const { return Job().video.nBitRate > 0 && Entry().quality; }
+    bool HasBitRate() const { return Job().video.nBitRate > 0 && Entry().quality.options; }
+    bool HasKey(const char* key) const;
     bool HasOwnQuality() const;
+    std::vector<Option> UsualOptions() const;
     void Prepare(AVCodecContext& context) const override;
     bool Fill(const MEDIA_FRAME_VIDEO& picture);
 
@@ -34,24 +37,36 @@ private:
     bool m_refusalLogged = false;
 };
 
+// Whether the job's options have the key.
+bool VideoEncoder::HasKey(const char* key) const
+{
+    const auto options = ParseOptions(OptionText(Job(), ENCODER_TYPE_VIDEO).c_str());
+    return options &&
+           std::any_of(options->begin(), options->end(), [key](const Option& option) { return option.key == key; });
+}
+
 // Whether the job's options decide on the size of the packets by another measure than the usual one.
 bool VideoEncoder::HasOwnQuality() const
 {
-    const auto options = ParseOptions(OptionText(Job(), ENCODER_TYPE_VIDEO).c_str());
-    return options && std::any_of(options->begin(), options->end(),
-                                  [](const Option& option) { return option.key == "b" || option.key == "qp"; });
+    return HasKey("b") || HasKey("qp") || HasKey("crf");
+}
+
+std::vector<Option> VideoEncoder::UsualOptions() const
+{
+    const EncoderEntry& entry = Entry();
+    const bool isTiny = std::min(Job().video.nWidth, Job().video.nHeight) < entry.video.tinySide;
+    const bool hasPasses = *entry.keys.passOptions && HasKey("pass");
+    auto options = OptionsOf(isTiny ? "" : hasPasses ? entry.keys.passOptions : entry.options);
+    if (entry.quality.options && !HasBitRate() && !HasOwnQuality()) {
+        const auto quality = QualityOptions(entry.quality, std::to_string(entry.quality.usual));
+        options.insert(options.end(), quality.begin(), quality.end());
+    }
+    return options;
 }
 
 bool VideoEncoder::Open()
 {
-    const bool isTiny = std::min(Job().video.nWidth, Job().video.nHeight) < Entry().video.tinySide;
-    std::string options = isTiny ? "" : Entry().options;
-    if (Entry().quality && !HasBitRate() && !HasOwnQuality()) {
-        if (!options.empty())
-            options += ':';
-        options += Entry().quality;
-    }
-    if (!Encoder::Open(options))
+    if (!Encoder::Open(UsualOptions()))
         return false;
 
     m_frame.reset(av_frame_alloc());
@@ -60,6 +75,7 @@ bool VideoEncoder::Open()
     m_frame->format = Context().pix_fmt;
     m_frame->width = Context().width;
     m_frame->height = Context().height;
+    m_frame->quality = Context().global_quality; // encoders with a fixed quantiser take it from the picture
     SetSignal(*m_frame, Job().video, Context());
     int result = av_frame_get_buffer(m_frame.get(), 0);
     if (result >= 0)
@@ -126,7 +142,7 @@ EncodedPackets& VideoEncoder::Take(const MEDIA_FRAME_VIDEO& picture)
 EncodedPackets& VideoEncoder::Finish()
 {
     BeginPackets();
-    m_packets.accepted = Encode(nullptr);
+    m_packets.accepted = Encode(nullptr) && SaveStatistics();
     return m_packets;
 }
 
