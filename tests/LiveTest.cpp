@@ -106,7 +106,7 @@ class PacingWriter final : public FrameWriter
 public:
     int WritePicture(const AVFrame& picture, Nanoseconds time, Nanoseconds) override
     {
-        const auto due = static_cast<size_t>(static_cast<double>(time / 100) / 1e7 * 10.0 + 0.5) + 1;
+        const auto due = static_cast<size_t>(static_cast<double>(time - time % 100) / 1e8 + 0.5) + 1;
         const size_t copies = due - std::min(due, shown.size());
         shown.append(copies, static_cast<char>(picture.pts));
         return static_cast<int>(copies);
@@ -131,7 +131,7 @@ Item Shown(char name, Nanoseconds time)
 {
     Item item = Picture(time);
     const auto frame = NewFrame();
-    frame->pts = name;
+    frame->pts = static_cast<unsigned char>(name);
     item.frame = frame;
     return item;
 }

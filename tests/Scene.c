@@ -64,7 +64,7 @@ int main(void)
     const Window window =
         XCreateSimpleWindow(display, DefaultRootWindow(display), 0, 0, (unsigned)width, (unsigned)height, 0, 0, black);
     XMapWindow(display, window);
-    const GC pen = XCreateGC(display, window, 0, NULL);
+    GC pen = XCreateGC(display, window, 0, NULL);
     for (int step = 0;; ++step) {
         const int64_t since = Now() - atomic_load(&s_flashAt);
         const int isFlash = since >= 0 && since < kFlash;
