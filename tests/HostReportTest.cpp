@@ -189,7 +189,7 @@ TEST_F(HostReportTest, APageHoldsAllThatItShows)
         {"", "isn't JSON"},
         {"[1]", "isn't a report"},
         {"{\"schema\":2,\"exit\":{}}", "schema 2"},
-        {"{\"schema\":1,\"exit\":{}}", "isn't a report as"},
+        {R"({"schema":1,"exit":{}})", "isn't a report as"},
         {"{\"schema\":1,\"exit\":{},\"position_seconds\":1e300,\"output\":{\"name\":3}}", "isn't a report as"},
     };
     for (const auto& [text, says] : cases) {

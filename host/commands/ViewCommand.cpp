@@ -30,6 +30,7 @@ namespace fs = std::filesystem;
 
 constexpr int kStills = 8;
 constexpr int kLongestSideOfStills = 224;
+constexpr double kLongestShown = 1e9; // seconds
 constexpr size_t kMostPlotted = 4096; // buckets; reports of ours have fewer
 
 struct ViewOptions {
@@ -83,16 +84,19 @@ Json PageOf(const std::string& name, Json report, const ViewOptions& options, Me
 {
     Json page = {{"file", ShownName(name)}, {"times", Json::array()}, {"in", Json::array()}, {"out", Json::array()}};
     const double length = report.at("position_seconds").is_number() ? report["position_seconds"].get<double>() : 0.0;
+    const double start = report.at("input").value("start_seconds", 0.0); // of the part that was taken
+    const bool isSane = length > 0.0 && length < kLongestShown && start >= 0.0 && start < kLongestShown;
     const std::string output = OutputOf(report.at("output"), name);
-    if (!options.noStills && length > 0.0 && length < 1e9 && report.at("plan").is_object() &&
-        report["plan"].at("video").is_object()) {
-        std::vector<Nanoseconds> times;
+    if (!options.noStills && isSane && report.at("plan").is_object() && report["plan"].at("video").is_object()) {
+        std::vector<Nanoseconds> in, out;
         for (int i = 0; i < kStills; ++i) {
-            page["times"].push_back(length * (i + 0.5) / kStills);
-            times.push_back(static_cast<Nanoseconds>(length * (i + 0.5) / kStills * static_cast<double>(kSecond)));
+            const double time = length * (i + 0.5) / kStills;
+            page["times"].push_back(time);
+            out.push_back(static_cast<Nanoseconds>(time * static_cast<double>(kSecond)));
+            in.push_back(static_cast<Nanoseconds>((start + time) * static_cast<double>(kSecond)));
         }
-        page["in"] = StillsJson(FileOf(report.at("input"), name), times, messages);
-        page["out"] = StillsJson(output, times, messages);
+        page["in"] = StillsJson(FileOf(report.at("input"), name), in, messages);
+        page["out"] = StillsJson(output, out, messages);
     }
     if (const Json& timeline = report.at("timeline"); timeline.is_object()) {
         const size_t buckets = timeline.at("written").size();

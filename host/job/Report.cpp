@@ -146,6 +146,7 @@ int Report::Around(const std::function<int()>& job)
 void Report::SetInput(const Source& main, const Source* separateAudio)
 {
     m_json["input"] = SourceJson(m_options.input, main);
+    m_json["input"]["start_seconds"] = InSeconds(m_options.start);
     if (separateAudio)
         m_json["audio_input"] = SourceJson(m_options.audioInput, *separateAudio);
 }
