@@ -1,5 +1,6 @@
 # Finds libav's libraries, from release 5.1 on, by pkg-config and makes Libav::<name> for each component asked for, as in
 #   find_package(Libav COMPONENTS avcodec avformat avutil)
+# Of OPTIONAL_COMPONENTS those that are there get a target.
 # A build for the other word size than the installed libraries' finds nothing.
 find_package(PkgConfig QUIET)
 set(Libav_FOUND ${PKG_CONFIG_FOUND})
@@ -12,7 +13,7 @@ foreach(component IN LISTS Libav_FIND_COMPONENTS)
         if(NOT TARGET Libav::${component})
             add_library(Libav::${component} ALIAS PkgConfig::Libav_${component})
         endif()
-    else()
+    elseif(Libav_FIND_REQUIRED_${component})
         set(Libav_FOUND FALSE)
     endif()
 endforeach()

@@ -31,8 +31,8 @@ configure() {
 # Read by those who source this file.
 # shellcheck disable=SC2034
 {
-    build_packages=(g++ cmake ninja-build pkg-config libavcodec-dev libavfilter-dev libavformat-dev libavutil-dev
-        libswscale-dev libswresample-dev libcli11-dev nlohmann-json3-dev ffmpeg)
+    build_packages=(g++ cmake ninja-build pkg-config libavcodec-dev libavdevice-dev libavfilter-dev libavformat-dev
+        libavutil-dev libswscale-dev libswresample-dev libcli11-dev nlohmann-json3-dev ffmpeg)
     test_packages=(g++-multilib clang googletest libbenchmark-dev clang-format clang-tidy shellcheck
-        zsh fish mandoc groff)
+        zsh fish mandoc groff libx11-dev libpulse-dev xvfb pulseaudio)
 }

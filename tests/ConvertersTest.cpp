@@ -1,5 +1,7 @@
 // Decoded pictures and samples of any kind become those that the library takes.
+#include "Common/Image/ImageResize.h"
 #include "host/sources/PictureConverter.h"
+#include "host/sources/PictureScaler.h"
 #include "host/sources/SampleConverter.h"
 
 #include <algorithm>
@@ -7,6 +9,7 @@
 #include <cstring>
 #include <gtest/gtest.h>
 #include <numbers>
+#include <numeric>
 
 extern "C" {
 #include <libavutil/pixdesc.h>
@@ -88,6 +91,86 @@ const AVChannelLayout kMono = AV_CHANNEL_LAYOUT_MONO, kStereo = AV_CHANNEL_LAYOU
                       kSurround = AV_CHANNEL_LAYOUT_5POINT1;
 
 } // namespace
+
+namespace
+{
+
+// Samples that no filter leaves as they are.
+std::shared_ptr<AVFrame> Noise(int width, int height)
+{
+    auto frame = NewPicture(AV_PIX_FMT_YUV420P, width, height);
+    unsigned state = 1;
+    for (int plane = 0; plane < 3; ++plane)
+        for (int i = 0; i < (plane ? (height + 1) / 2 : height) * frame->linesize[plane]; ++i)
+            frame->data[plane][i] = static_cast<uint8_t>((state = state * 1664525 + 1013904223) >> 24);
+    return frame;
+}
+
+// The mean of the square of the source behind a pixel of luma.
+double MeanBehind(const AVFrame& frame, int x, int y, int side)
+{
+    int sum = 0;
+    for (int row = y; row < y + side; ++row)
+        sum += std::accumulate(frame.data[0] + row * frame.linesize[0] + x,
+                               frame.data[0] + row * frame.linesize[0] + x + side, 0);
+    return static_cast<double>(sum) / side / side;
+}
+
+} // namespace
+
+TEST(PictureScaler, SmoothIsTheMeanOfEachArea)
+{
+    const auto picture = Noise(99, 63);
+    for (const int factor : {3, 4}) {
+        const PictureSize from = {80 / factor * factor, 48}, to = {from.width / factor, from.height / factor};
+        PictureScaler scaler({Scaling::kSmooth, {99, 63}, 10, 6, from, to});
+        const AVFrame& scaled = scaler.Scale(*picture);
+        for (int y = 0; y < to.height; ++y)
+            for (int x = 0; x < to.width; ++x)
+                ASSERT_NEAR(scaled.data[0][y * scaled.linesize[0] + x],
+                            MeanBehind(*picture, 10 + x * factor, 6 + y * factor, factor), 0.6)
+                    << x << " " << y << " of " << factor;
+    }
+}
+
+// By the definition in the toolbox, each plane for itself.
+TEST(PictureScaler, CubicIsTheLibrarysConvolution)
+{
+    const auto picture = Noise(41, 31);
+    PictureScaler scaler({Scaling::kCubic, {41, 31}, 0, 0, {41, 31}, {57, 20}});
+    const AVFrame& scaled = scaler.Scale(*picture);
+    Bitmap source(41, 31), target(57, 20);
+    for (int y = 0; y < 31; ++y)
+        for (int x = 0; x < 41; ++x)
+            source.MemoryRow(30 - y)[4 * x + 2] = picture->data[0][y * picture->linesize[0] + x];
+    IMG_PARAM param = target.Param();
+    ASSERT_EQ(ImageResize(source.Param(), param, IMAGE_INTERPOLATION_CONVOLVE), 1);
+    for (int y = 0; y < 20; ++y)
+        for (int x = 0; x < 57; ++x)
+            ASSERT_EQ(scaled.data[0][y * scaled.linesize[0] + x], target.MemoryRow(19 - y)[4 * x + 2]);
+    // Neither chroma plane has anything of the other, and the next picture isn't taken for this one.
+    const auto flat = Flat(AV_PIX_FMT_YUV420P, 41, 31, {50, 90, 200});
+    ExpectFlat(&scaler.Scale(*flat), 57, 20, {50, 90, 200});
+    for (const PictureSize tiny : {PictureSize{1, 1}, PictureSize{3, 500}}) {
+        PictureScaler least({Scaling::kCubic, {41, 31}, 0, 0, {41, 31}, tiny});
+        ExpectFlat(&least.Scale(*flat), tiny.width, tiny.height, {50, 90, 200});
+    }
+}
+
+TEST(PictureScaler, WhatCantBeSeenLeavesNoEdge)
+{
+    Bitmap picture(9, 9);
+    for (int i = 0; i < 81; ++i) { // white in the left, black that can't be seen in the right
+        const bool isSeen = i % 9 < 4;
+        std::fill_n(picture.bytes.begin() + 4 * i, 4, static_cast<unsigned char>(isSeen ? 255 : 0));
+    }
+    Bitmap small = ScaledSmoothly(picture, {3, 3});
+    const std::vector<int> opacities = {255, 85, 0};
+    for (int x = 0; x < 3; ++x) {
+        EXPECT_EQ(small.MemoryRow(1)[4 * x + 3], opacities[static_cast<size_t>(x)]);
+        EXPECT_EQ(small.MemoryRow(1)[4 * x], x < 2 ? 255 : 0);
+    }
+}
 
 TEST(PictureConverter, WhatIsRightAlreadyPassesAsItIs)
 {

@@ -109,6 +109,7 @@ TEST_F(HostInfoTest, OptionsFromFilesGiveWayToWrittenOnes)
     } cases[] = {
         {"frames = 5 # few\n; none\nsize=64x48", "", 0, "5 pictures"},
         {"\xEF\xBB\xBF[encode]\r\n\"frames\" = \"5\"\r\n", "", 0, "5 pictures"},
+        {"overwrite\noutput = \"a # b,c d.mkv\"", "", 0, "a # b,c d.mkv: 10"},
         {"frames=5", "--frames 7", 0, "7 pictures"},
         {"frames=0", "--frames 7", 0, "7 pictures"}, // what gives way isn't looked at
         {"an", "", 0, "a.mkv: 10 pictures, 1.000 s, 4"},
@@ -126,9 +127,9 @@ TEST_F(HostInfoTest, OptionsFromFilesGiveWayToWrittenOnes)
     };
     for (const auto& [file, written, exitCode, said] : cases) {
         std::ofstream(Path("c.conf")) << file;
-        EXPECT_EQ(
-            Run("encode testcard:seconds=1,rate=10,size=160x90 -y -o a.mkv --config c.conf " + std::string(written)),
-            exitCode)
+        EXPECT_EQ(Run("encode testcard:seconds=1,rate=10,size=160x90 -y --config c.conf " + std::string(written) +
+                      (std::string(file).find("output") == std::string::npos ? " -o a.mkv" : "")),
+                  exitCode)
             << file << ": " << m_said;
         EXPECT_TRUE(Said(said)) << file << ": " << m_said;
     }

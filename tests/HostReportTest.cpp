@@ -88,8 +88,10 @@ TEST_F(HostReportTest, StandsInEveryEnding)
         const Json report = Report();
         ASSERT_TRUE(report.is_object()) << arguments;
         EXPECT_EQ(report["exit"]["code"], code) << arguments;
-        EXPECT_EQ(report["messages"].back()["kind"], code ? "error" : "note") << report["messages"];
-        EXPECT_TRUE(Said(report["messages"].back()["text"])) << m_said;
+        EXPECT_EQ(report["messages"].front()["kind"], code ? "error" : "note") << report["messages"];
+        for (const Json& message : report["messages"])
+            EXPECT_TRUE(Said(message["text"])) << m_said;
+        EXPECT_EQ(report["output"]["bytes"].is_null(), code != 0) << arguments;
     }
     EXPECT_EQ(Shell("timeout --preserve-status -s TERM 0.7 " ENCMGR_PROGRAM
                     " encode testcard:seconds=9000 -o b.mkv --report r.json </dev/null"),

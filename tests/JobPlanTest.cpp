@@ -18,32 +18,75 @@ JobPlan Plan(const EncodeOptions& options, const VideoFormat* video, const Audio
 
 } // namespace
 
-TEST(JobPlan, PicturesGetTheWidthThatTheyAreShownWith)
+// The shape of pixels goes into the file; where a size or a shape is asked for, pixels become square.
+TEST(JobPlan, PicturesKeepTheShapeInWhichTheyAreShown)
 {
     const struct {
         const char* what;
-        int width, height;
+        PictureSize source;
         AVRational pixels;
-        int outWidth, aspectX, aspectY; // 0: square pixels are no news to the library
+        EncodeOptions options;
+        PictureSize out;
+        AVRational stated, shown; // 0: not said
     } cases[] = {
-        {"square", 641, 361, {1, 1}, 641, 0, 0},
-        {"as good as square", 640, 360, {401, 400}, 640, 0, 0},
-        {"wide PAL", 720, 576, {64, 45}, 1024, 16, 9},
-        {"narrow NTSC", 720, 480, {8, 9}, 640, 4, 3},
-        {"made even", 99, 99, {3, 2}, 148, 3, 2},
-        {"no wider than there is room", 16000, 100, {2, 1}, 16384, 320, 1},
-        {"never nothing", 16, 16, {1, 100}, 2, 1, 100},
+        {"square", {641, 361}, {1, 1}, {}, {641, 361}, {0, 0}, {0, 0}},
+        {"as good as square", {640, 360}, {401, 400}, {}, {640, 360}, {0, 0}, {0, 0}},
+        {"wide PAL", {720, 576}, {64, 45}, {}, {720, 576}, {64, 45}, {16, 9}},
+        {"wide PAL, in its own shape", {720, 576}, {64, 45}, {.fit = IMAGE_RESIZE_KEEP}, {1024, 576}, {0, 0}, {16, 9}},
+        {"made even", {99, 99}, {3, 2}, {.fit = IMAGE_RESIZE_KEEP}, {148, 99}, {0, 0}, {3, 2}},
+        {"a free side", {720, 576}, {64, 45}, {.size = PictureSize{1280, kFree}}, {1280, 720}, {0, 0}, {16, 9}},
+        {"even", {720, 480}, {8, 9}, {.size = PictureSize{kFreeEven, 301}}, {402, 301}, {0, 0}, {4, 3}},
+        {"any", {720, 480}, {8, 9}, {.size = PictureSize{kFreeAny, 301}}, {401, 301}, {0, 0}, {4, 3}},
+        {"of a shape", {640, 480}, {1, 1}, {.size = PictureSize{640, kFree}, .fit = IMAGE_RESIZE_16_9}, {640, 360}},
+        {"as much as there is room", {16000, 16}, {1, 1}, {.size = PictureSize{kFree, 720}}, {16384, 720}},
     };
-    for (const auto& [what, width, height, pixels, outWidth, aspectX, aspectY] : cases) {
+    for (const auto& [what, source, pixels, options, out, stated, shown] : cases) {
         SCOPED_TRACE(what);
-        const VideoFormat video = {width, height, {25, 1}, pixels};
-        const JobPlan plan = Plan({}, &video);
-        EXPECT_EQ(plan.param.video.nWidth, outWidth);
-        EXPECT_EQ(plan.param.video.nHeight, height);
-        EXPECT_EQ(plan.videoInfo.width, width);
-        EXPECT_EQ(plan.videoInfo.aspectx, aspectX);
-        EXPECT_EQ(plan.videoInfo.aspecty, aspectY);
-        EXPECT_EQ(plan.param.video.nResizeMethod, IMAGE_RESIZE_STRETCH) << "a rounding is no reason for bars";
+        const VideoFormat video = {source.width, source.height, {25, 1}, pixels};
+        const JobPlan plan = Plan(options, &video);
+        EXPECT_EQ(plan.param.video.nWidth, out.width);
+        EXPECT_EQ(plan.param.video.nHeight, out.height);
+        EXPECT_EQ(plan.param.video.nPixelAspectX, stated.num);
+        EXPECT_EQ(plan.param.video.nPixelAspectY, stated.den);
+        EXPECT_EQ(plan.videoInfo.aspectx, shown.num);
+        EXPECT_EQ(plan.videoInfo.aspecty, shown.den);
+        const auto method = options.size ? IMAGE_RESIZE_STRETCH : options.fit.value_or(IMAGE_RESIZE_STRETCH);
+        EXPECT_EQ(plan.param.video.nResizeMethod, method) << "a rounding is no reason for bars";
+    }
+}
+
+// The library gets pictures in the size at which it shows them, and finds the same place for them.
+TEST(JobPlan, WhatIsScaledBeforehandStandsWhereTheLibraryWouldPutIt)
+{
+    const struct {
+        const char* what;
+        EncodeOptions options;
+        Scaling method; // kUsual: the library scales
+        PictureSize to;
+        int left; // of the area of the source
+    } cases[] = {
+        {"half is enough", {.size = PictureSize{640, 360}}, Scaling::kUsual, {}, 0},
+        {"below half", {.size = PictureSize{638, 400}}, Scaling::kSmooth, {638, 358}, 0},
+        {"not wished", {.size = PictureSize{160, 90}, .scaling = Scaling::kNear}, Scaling::kUsual, {}, 0},
+        {"cubic", {.size = PictureSize{1000, 1000}, .scaling = Scaling::kCubic}, Scaling::kCubic, {1000, 562}, 0},
+        {"cut", {.size = PictureSize{300, 300}, .fit = IMAGE_RESIZE_CROP}, Scaling::kSmooth, {300, 300}, 280},
+    };
+    const VideoFormat video = {1280, 720, {25, 1}, {1, 1}};
+    for (const auto& [what, options, method, to, left] : cases) {
+        SCOPED_TRACE(what);
+        const JobPlan plan = Plan(options, &video);
+        ASSERT_EQ(plan.scaling.has_value(), method != Scaling::kUsual);
+        if (!plan.scaling)
+            continue;
+        EXPECT_EQ(plan.scaling->method, method);
+        EXPECT_EQ(plan.scaling->to.width, to.width);
+        EXPECT_EQ(plan.scaling->x, left);
+        tagRECT place = {0, 0, plan.param.video.nWidth, plan.param.video.nHeight};
+        ResizeRect(place, {plan.videoInfo.aspectx, plan.videoInfo.aspecty},
+                   static_cast<IMAGE_RESIZE_METHOD>(plan.param.video.nResizeMethod));
+        EXPECT_EQ(place.right - place.left, plan.videoInfo.width);
+        EXPECT_EQ(place.bottom - place.top, plan.videoInfo.height);
+        EXPECT_EQ(plan.scaling->to.height, plan.videoInfo.height);
     }
 }
 
@@ -105,7 +148,7 @@ TEST(JobPlan, WhatIsAskedForGoesBeforeTheSources)
     const VideoFormat video = {720, 576, {25, 1}, {64, 45}, {.matrix = 9, .primaries = 8, .transfer = 16}};
     const AudioFormat audio = {44100, 2};
     const JobPlan asked = Plan({.size = PictureSize{321, 123},
-                                .interpolation = IMAGE_INTERPOLATION_NEAR,
+                                .scaling = Scaling::kNear,
                                 .videoBitRate = 800000,
                                 .audioBitRate = 96000,
                                 .sampleRate = 48000,
@@ -124,7 +167,7 @@ TEST(JobPlan, WhatIsAskedForGoesBeforeTheSources)
     EXPECT_EQ(asked.audioInfo.channels, 2);
     EXPECT_EQ(asked.pictures, 7);
     EXPECT_EQ(asked.param.video.dwColour, KX_COLOUR(KX_RANGE_LIMITED, 9, 8, 16));
-    EXPECT_EQ(Plan({.size = PictureSize{99, 99}, .fit = IMAGE_RESIZE_CROP}, &video).param.video.nResizeMethod,
+    EXPECT_EQ(Plan({.size = PictureSize{399, 399}, .fit = IMAGE_RESIZE_CROP}, &video).param.video.nResizeMethod,
               IMAGE_RESIZE_CROP);
 
     const JobPlan mute = Plan({}, &video), blind = Plan({}, nullptr, &audio);

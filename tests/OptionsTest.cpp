@@ -79,6 +79,36 @@ TEST(Values, SizesKeepToTheirBounds)
         EXPECT_FALSE(ParseAspect(text)) << text;
 }
 
+TEST(Values, OneSideOfASizeMayBeFree)
+{
+    const std::pair<const char*, PictureSize> cases[] = {
+        {"640x", {640, kFree}}, {"x360", {kFree, 360}}, {"640x-1", {640, kFreeAny}}, {"-2X360", {kFreeEven, 360}}};
+    for (const auto& [text, size] : cases) {
+        EXPECT_EQ(ParseSizeOrSide(text, 2, 640).value_or(PictureSize{}).width, size.width) << text;
+        EXPECT_EQ(ParseSizeOrSide(text, 2, 640).value_or(PictureSize{}).height, size.height) << text;
+    }
+    for (const char* text : {"x", "", "641x", "-1x-2", "x-1", "640x-3", "640x0", "640"})
+        EXPECT_FALSE(ParseSizeOrSide(text, 2, 640)) << text;
+}
+
+TEST(Values, TimesCountNanoseconds)
+{
+    const std::pair<const char*, int64_t> cases[] = {
+        {"0", 0},
+        {"12.5", 12'500'000'000},
+        {"90", 90'000'000'000},
+        {"1:30", 90'000'000'000},
+        {"100:00.000000001", 6'000'000'000'001},
+        {"01:02:03.250", 3723'250'000'000},
+        {"1000000000", 1'000'000'000'000'000'000},
+    };
+    for (const auto& [text, time] : cases)
+        EXPECT_EQ(ParseTime(text), time) << text;
+    for (const char* text : {"", "-1", "-0.5", "1:60", "1:60:00", "1:2:3:4", "1.", ".5", "1.0000000001", "1.2.3", "1e3",
+                             "1:-2", "1s", "1000000001", "1:", ":1"})
+        EXPECT_FALSE(ParseTime(text)) << text;
+}
+
 TEST(Values, BitRatesTakeUnitsOfAThousand)
 {
     const std::pair<const char*, int> cases[] = {
@@ -106,7 +136,7 @@ TEST(Options, EachHasItsPlace)
     EXPECT_TRUE(encode.overwrite);
     EXPECT_EQ(encode.size->height, 360);
     EXPECT_EQ(encode.frameRate->den, 1001);
-    EXPECT_EQ(encode.interpolation, IMAGE_INTERPOLATION_NEAR);
+    EXPECT_EQ(encode.scaling, Scaling::kNear);
     EXPECT_EQ(encode.videoBitRate, 2000000);
     EXPECT_EQ(encode.pictures, 7);
     EXPECT_EQ(encode.audioBitRate, 96000);
@@ -135,7 +165,7 @@ TEST(Options, EachHasItsPlace)
         Parse(AddConvertArguments, "-s 2x16384 --scale convolve --overlay o --overlay-size 3x4 --at 0x5 --mask m "
                                    "--through uyvy --difference 255");
     EXPECT_EQ(convert.size->height, 16384);
-    EXPECT_EQ(convert.interpolation, IMAGE_INTERPOLATION_CONVOLVE);
+    EXPECT_EQ(convert.scaling, Scaling::kCubic);
     EXPECT_EQ(convert.overlay, "o");
     EXPECT_EQ(convert.overlaySize->width, 3);
     EXPECT_EQ(convert.overlayAt.height, 5);
@@ -163,11 +193,11 @@ TEST(Options, ARefusalNamesWhatIsWrong)
         {"encode in", "--output"},
         {"list -q -v", "--quiet excludes --verbose"},
         {encode + "more", "more"},
-        {encode + "-s 10", "-s: \"10\" isn't a size such as 640x360, from 16 to 16384"},
+        {encode + "-s 10", "-s: \"10\" isn't a size such as 640x360 or 1280x, from 16 to 16384"},
         {encode + "--size 15x99", "-s: \"15x99\""},
         {encode + "-r 201", "-r: \"201\" isn't a frame rate such as 25"},
         {encode + "--fit wide", "--fit: \"wide\" isn't one of stretch, keep, 16:9, 4:3 and crop"},
-        {encode + "--scale convolve", "--scale: \"convolve\" isn't one of near and bilinear"},
+        {encode + "--scale convolve", "--scale: \"convolve\" isn't one of near, bilinear, cubic and smooth"},
         {encode + "--vb 1", "--vb: \"1\" isn't a bit rate"},
         {encode + "--ab x", "--ab: \"x\" isn't a bit rate"},
         {encode + "--ar 999", "--ar: \"999\" isn't a sample rate from 1000 to 384000"},
@@ -189,7 +219,7 @@ TEST(Options, ARefusalNamesWhatIsWrong)
         {convert + "--overlay-size 9x9", "--overlay-size requires --overlay"},
         {convert + "--difference 9", "--difference requires --through"},
         {convert + "--through yuy2 --difference 256", "--difference: \"256\" isn't a factor from 1 to 255"},
-        {convert + "-s 1x2", "-s: \"1x2\" isn't a size such as 640x360, from 2 to"},
+        {convert + "-s 1x2", "-s: \"1x2\" isn't a size such as 640x360 or 640x, from 2 to"},
     };
     for (const auto& [line, says] : cases)
         EXPECT_NE(RefusalOf(line).find(says), std::string::npos) << line << "\n" << RefusalOf(line);

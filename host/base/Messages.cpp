@@ -26,8 +26,22 @@ constexpr size_t kSaidKept = 200;
 // libav's log callback has no context of its own.
 Messages* s_messages = nullptr;
 
+// Who logs a failure may go on to tell it by errno; and a log that can't be printed is no failure of theirs.
+class ErrnoKept
+{
+public:
+    ErrnoKept() = default;
+    ~ErrnoKept() { errno = m_errno; }
+    ErrnoKept(const ErrnoKept&) = delete;
+    ErrnoKept& operator=(const ErrnoKept&) = delete;
+
+private:
+    int m_errno = errno;
+};
+
 void LibrarySink(void* context, const wchar_t* text)
 {
+    const ErrnoKept kept;
     static_cast<Messages*>(context)->TakeLibraryLine(text);
 }
 
@@ -45,6 +59,7 @@ void MediaSink(void* context, int level, const char* format, va_list args)
 {
     if (!s_messages || level > s_messages->MostMediaLevel())
         return;
+    const ErrnoKept kept;
     char text[1024];
     static thread_local int prefix = 1; // whether a line begins
     av_log_format_line2(context, level, format, args, text, sizeof(text), &prefix);
@@ -170,6 +185,12 @@ std::vector<std::string> Messages::LinesSince(uint64_t mark) const
     if (skip >= m_lines.size())
         return {};
     return {m_lines.begin() + static_cast<std::ptrdiff_t>(skip), m_lines.end()};
+}
+
+std::string Messages::MediaError() const
+{
+    const std::lock_guard lock(m_mutex);
+    return m_mediaError;
 }
 
 std::string Messages::TakeMediaError()

@@ -65,7 +65,8 @@ public:
     uint64_t Mark() const;
     std::vector<std::string> LinesSince(uint64_t mark) const;
 
-    // The last error that libav has logged since the last call, without its line end; empty if there was none.
+    // The last error that libav has logged since the last taking, without its line end; empty if there was none.
+    std::string MediaError() const;
     std::string TakeMediaError();
 
     // For the two logs.

@@ -2,6 +2,7 @@
 #ifndef ENCMGR_HOST_ARGUMENTS_H
 #define ENCMGR_HOST_ARGUMENTS_H
 
+#include "host/base/Scaling.h"
 #include "host/base/Suggestion.h"
 #include "host/base/Text.h"
 #include "host/base/Values.h"
@@ -18,6 +19,15 @@ namespace host
 
 // The words that an option takes, with what they mean.
 template <class Value> using Words = std::vector<std::pair<std::string, Value>>;
+
+// Of --scale.
+inline Words<Scaling> ScalingWords()
+{
+    return {{"near", Scaling::kNear},
+            {"bilinear", Scaling::kBilinear},
+            {"cubic", Scaling::kCubic},
+            {"smooth", Scaling::kSmooth}};
+}
 
 // A text that isn't empty.
 inline CLI::Option* AddFile(CLI::App& app, const std::string& names, std::string& file, const std::string& help)

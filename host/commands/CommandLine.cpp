@@ -19,8 +19,11 @@ namespace
 {
 
 constexpr void (*kCommands[])(CLI::App&, Run&) = {
-    AddListCommand,  AddEncodeCommand, AddConvertCommand,  AddViewCommand,
-    AddProbeCommand, AddHelpCommand,   AddGenerateCommand,
+    AddListCommand,   AddEncodeCommand, AddConvertCommand,
+#ifdef ENCMGR_RECORD
+    AddRecordCommand,
+#endif
+    AddViewCommand,   AddProbeCommand,  AddHelpCommand,    AddGenerateCommand,
 };
 
 std::string VersionText()

@@ -26,6 +26,15 @@ OptionEntry EntryOf(const CLI::Option& option)
     return entry;
 }
 
+CommandEntry EntryOf(const CLI::App& app)
+{
+    CommandEntry entry = {app.get_name(), app.get_description(), app.get_footer(), {}, {}};
+    for (const CLI::Option* option : app.get_options())
+        if (!option->get_group().empty() && !(app.get_parent() && option == app.get_help_ptr()))
+            (option->get_positional() ? entry.arguments : entry.options).push_back(EntryOf(*option));
+    return entry;
+}
+
 } // namespace
 
 std::vector<const CLI::App*> VisibleCommands(const CLI::App& program)
@@ -33,15 +42,12 @@ std::vector<const CLI::App*> VisibleCommands(const CLI::App& program)
     return program.get_subcommands([](const CLI::App* command) { return !command->get_group().empty(); });
 }
 
-CommandEntry TableOf(const CLI::App& app)
+ProgramEntry TableOf(const CLI::App& program)
 {
-    CommandEntry entry = {app.get_name(), app.get_description(), app.get_footer(), {}, {}, {}};
-    for (const CLI::Option* option : app.get_options())
-        if (!option->get_group().empty() && !(app.get_parent() && option == app.get_help_ptr()))
-            (option->get_positional() ? entry.arguments : entry.options).push_back(EntryOf(*option));
-    for (const CLI::App* command : VisibleCommands(app))
-        entry.commands.push_back(TableOf(*command));
-    return entry;
+    ProgramEntry table = {EntryOf(program), {}};
+    for (const CLI::App* command : VisibleCommands(program))
+        table.commands.push_back(EntryOf(*command));
+    return table;
 }
 
 } // namespace host

@@ -27,11 +27,15 @@ struct CommandEntry {
     std::string footer;
     std::vector<OptionEntry> options;
     std::vector<OptionEntry> arguments;
+};
+
+// The program itself, with the options that hold for each of its commands.
+struct ProgramEntry : CommandEntry {
     std::vector<CommandEntry> commands;
 };
 
 // Without what is hidden from help; --help stands with the program alone.
-CommandEntry TableOf(const CLI::App& app);
+ProgramEntry TableOf(const CLI::App& program);
 std::vector<const CLI::App*> VisibleCommands(const CLI::App& program);
 
 } // namespace host

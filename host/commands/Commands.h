@@ -29,6 +29,7 @@ using Run = std::function<int(const CommonOptions& common, Messages& messages)>;
 void AddListCommand(CLI::App& program, Run& chosen);
 void AddEncodeCommand(CLI::App& program, Run& chosen);
 void AddConvertCommand(CLI::App& program, Run& chosen);
+void AddRecordCommand(CLI::App& program, Run& chosen); // where libavdevice is there
 void AddViewCommand(CLI::App& program, Run& chosen);
 void AddProbeCommand(CLI::App& program, Run& chosen);
 void AddHelpCommand(CLI::App& program, Run& chosen);

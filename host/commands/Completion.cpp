@@ -33,7 +33,9 @@ Completion CompletionOf(const CLI::Option& option)
         text = note.active().get_description();
     } catch (const CLI::OptionNotFound&) {
         const std::string value = option.get_type_name();
-        text = value == "FILE" || value == "OUTPUT" ? "/" : value == "DIR" ? "\\" : "-";
+        text = value.starts_with("FILE") || value == "OUTPUT" || option.get_positional() ? "/"
+               : value == "DIR"                                                          ? "\\"
+                                                                                         : "-";
     }
     Completion completion;
     completion.kind = static_cast<Completion::Kind>(std::find(kMarks, std::end(kMarks) - 1, text[0]) - kMarks);

@@ -29,7 +29,7 @@ struct Completion {
 // Hangs it on the option, where help doesn't show it.
 void SetCompletion(CLI::Option& option, const Completion& completion);
 
-// What was set; otherwise what the name of the option's value tells: FILE, OUTPUT, DIR.
+// What was set; otherwise what the name of its value tells (FILE, OUTPUT, DIR); files for an argument without dashes.
 Completion CompletionOf(const CLI::Option& option);
 
 } // namespace host

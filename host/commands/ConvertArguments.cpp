@@ -23,13 +23,16 @@ void AddConvertArguments(CLI::App& command, ConvertOptions& options)
     const auto size = [](const std::string& text) { return ParseSize(text, 2, kLargestSide); };
     const auto place = [](const std::string& text) { return ParseSize(text, 0, kLargestSide); };
     const char* const anySize = "a size such as 640x360, from 2 to 16384 pixels each way";
-    AddValue(command, "-s,--size", options.size, size, anySize, "Scale to this size (default: the input's)")
+    const auto sizeOrSide = [](const std::string& text) { return ParseSizeOrSide(text, 2, kLargestSide); };
+    AddValue(command, "-s,--size", options.size, sizeOrSide,
+             "a size such as 640x360 or 640x, from 2 to 16384 pixels each way",
+             "Scale to this size (default: the input's); a free side keeps the shape: 640x, x360, 640x-2 (even)")
         ->type_name("WxH")
         ->group(steps);
-    const Words<IMAGE_INTERPOLATION> scalings = {{"near", IMAGE_INTERPOLATION_NEAR},
-                                                 {"bilinear", IMAGE_INTERPOLATION_BILINER},
-                                                 {"convolve", IMAGE_INTERPOLATION_CONVOLVE}};
-    AddWord(command, "--scale", options.interpolation, scalings, "Scaling: bilinear (the default), near or convolve")
+    Words<Scaling> scalings = ScalingWords();
+    scalings.emplace_back("convolve", Scaling::kCubic);
+    AddWord(command, "--scale", options.scaling, scalings,
+            "Scaling: bilinear (the default), smooth (the default below half the size), cubic (or convolve) or near")
         ->type_name("METHOD")
         ->group(steps);
     CLI::Option* const overlay =

@@ -7,12 +7,17 @@
 #include "host/commands/ConvertArguments.h"
 #include "host/job/OutputFile.h"
 #include "host/sources/PictureFile.h"
+#include "host/sources/PictureScaler.h"
 
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <cstdlib>
 #include <memory>
+
+extern "C" {
+#include <libavutil/mathematics.h>
+}
 
 namespace host
 {
@@ -27,13 +32,34 @@ void Check(int result, const char* step)
         throw HostError(kExitJob, Format("%s: a side is too small", step));
 }
 
-Bitmap Scaled(Bitmap& picture, PictureSize size, IMAGE_INTERPOLATION interpolation)
+// With a free side in the picture's shape.
+PictureSize SizeOf(const Bitmap& picture, PictureSize wish)
+{
+    const auto follow = [](int wanted, int other, int from, int to) {
+        const int step = wanted == kFreeEven ? 2 : 1;
+        const int64_t steps = av_rescale(other, to, static_cast<int64_t>(from) * step);
+        return static_cast<int>(std::clamp<int64_t>(steps * step, 2, kLargestSide));
+    };
+    if (wish.width <= 0)
+        wish.width = follow(wish.width, wish.height, picture.height, picture.width);
+    else if (wish.height <= 0)
+        wish.height = follow(wish.height, wish.width, picture.width, picture.height);
+    return wish;
+}
+
+Bitmap Scaled(Bitmap& picture, PictureSize size, Scaling asked)
 {
     if (size.width == picture.width && size.height == picture.height)
         return picture;
+    const Scaling scaling = Settled(asked, {picture.width, picture.height}, size);
+    if (scaling == Scaling::kSmooth)
+        return ScaledSmoothly(picture, size);
+    const auto method = scaling == Scaling::kCubic  ? IMAGE_INTERPOLATION_CONVOLVE
+                        : scaling == Scaling::kNear ? IMAGE_INTERPOLATION_NEAR
+                                                    : IMAGE_INTERPOLATION_BILINER;
     Bitmap scaled(size.width, size.height);
     IMG_PARAM target = scaled.Param();
-    Check(ImageResize(picture.Param(), target, interpolation), "--size");
+    Check(ImageResize(picture.Param(), target, method), "--size");
     return scaled;
 }
 
@@ -111,8 +137,8 @@ int RunConvert(const ConvertOptions& options, Messages& messages)
     output.CheckWritable({options.input, options.overlay, options.mask}, options.overwrite, !options.neverOverwrite);
 
     Bitmap input = ReadPicture(options.input, messages);
-    Bitmap picture =
-        Scaled(input, options.size.value_or(PictureSize{input.width, input.height}), options.interpolation);
+    const PictureSize size = SizeOf(input, options.size.value_or(PictureSize{input.width, input.height}));
+    Bitmap picture = Scaled(input, size, options.scaling);
     if (!options.overlay.empty()) {
         Bitmap overlay = ReadPicture(options.overlay, messages);
         Overlay(picture, overlay, options);

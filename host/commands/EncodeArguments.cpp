@@ -10,6 +10,8 @@ namespace host
 namespace
 {
 
+const char* const kTold = "What is told";
+
 void AddFiles(CLI::App& command, EncodeOptions& options)
 {
     const char* const group = "Files";
@@ -86,9 +88,10 @@ void AddPart(CLI::App& command, EncodeOptions& options)
 void AddVideo(CLI::App& command, EncodeOptions& options)
 {
     const char* const group = "Video";
-    const auto size = [](const std::string& text) { return ParseSize(text, 16, kLargestSide); };
-    AddValue(command, "-s,--size", options.size, size, "a size such as 640x360, from 16 to 16384 pixels each way",
-             "Picture size (default: the input's, with square pixels)")
+    const auto size = [](const std::string& text) { return ParseSizeOrSide(text, 16, kLargestSide); };
+    AddValue(command, "-s,--size", options.size, size,
+             "a size such as 640x360 or 1280x, from 16 to 16384 pixels each way",
+             "Picture size (default: the input's); a free side keeps the shape: 1280x, x720 (even), 1280x-1 (any)")
         ->type_name("WxH")
         ->group(group);
     AddValue(command, "-r,--rate", options.frameRate, ParseRate,
@@ -105,9 +108,8 @@ void AddVideo(CLI::App& command, EncodeOptions& options)
             "Into another shape: keep (bars, the default), stretch, crop, 16:9 or 4:3")
         ->type_name("METHOD")
         ->group(group);
-    const Words<IMAGE_INTERPOLATION> scalings = {{"near", IMAGE_INTERPOLATION_NEAR},
-                                                 {"bilinear", IMAGE_INTERPOLATION_BILINER}};
-    AddWord(command, "--scale", options.interpolation, scalings, "Scaling: bilinear (the default) or near")
+    AddWord(command, "--scale", options.scaling, ScalingWords(),
+            "Scaling: bilinear (the default), smooth (the default below half the size), cubic or near")
         ->type_name("METHOD")
         ->group(group);
     command
@@ -124,6 +126,16 @@ void AddVideo(CLI::App& command, EncodeOptions& options)
              "Bit rate, as in 800k or 2.5M (default: the encoder's own)")
         ->type_name("RATE")
         ->group(group);
+    AddInteger(command, "--frames", options.pictures, {1, 2'000'000'000}, "a count from 1 to 2000000000",
+               "End the file after this many pictures")
+        ->type_name("N")
+        ->group(group);
+}
+
+// What can be asked of a file beforehand, but not of a live source.
+void AddLimits(CLI::App& command, EncodeOptions& options)
+{
+    const char* const group = "Video";
     const auto gap = [](const std::string& text) {
         const auto seconds = ParseNumber(text);
         return seconds && *seconds >= 0.1 && *seconds <= 1e6 ? seconds : std::nullopt;
@@ -134,10 +146,8 @@ void AddVideo(CLI::App& command, EncodeOptions& options)
         ->group(group);
     command.add_flag("--strict-cfr", options.isStrict, "Fail if a picture has to be repeated or left out")
         ->group(group);
-    AddInteger(command, "--frames", options.pictures, {1, 2'000'000'000}, "a count from 1 to 2000000000",
-               "End the file after this many pictures")
-        ->type_name("N")
-        ->group(group);
+    command.add_flag("--dry-run", options.isDryRun, "Set the job up, print what it would do, and leave no file")
+        ->group(kTold);
 }
 
 void AddAudio(CLI::App& command, EncodeOptions& options)
@@ -163,13 +173,10 @@ void AddAudio(CLI::App& command, EncodeOptions& options)
 
 void AddReports(CLI::App& command, EncodeOptions& options)
 {
-    const char* const group = "What is told";
-    command.add_flag("--dry-run", options.isDryRun, "Set the job up, print what it would do, and leave no file")
-        ->group(group);
     AddFile(command, "--report", options.report,
             "Write what was done, and how it ended, as JSON; \"-\" for the standard output")
         ->type_name("FILE")
-        ->group(group);
+        ->group(kTold);
     const Words<ProgressKind> kinds = {{"auto", ProgressKind::kAuto},
                                        {"bar", ProgressKind::kBar},
                                        {"lines", ProgressKind::kLines},
@@ -178,7 +185,7 @@ void AddReports(CLI::App& command, EncodeOptions& options)
     AddWord(command, "--progress", options.progress, kinds,
             "How far it is: auto (a bar on a terminal, the default), bar, lines, json or none")
         ->type_name("KIND")
-        ->group(group);
+        ->group(kTold);
 }
 
 } // namespace
@@ -187,8 +194,14 @@ void AddEncodeArguments(CLI::App& command, EncodeOptions& options)
 {
     AddPresetOption(command);
     AddFiles(command, options);
-    AddChoice(command, options);
     AddPart(command, options);
+    AddJobArguments(command, options);
+    AddLimits(command, options);
+}
+
+void AddJobArguments(CLI::App& command, EncodeOptions& options)
+{
+    AddChoice(command, options);
     AddVideo(command, options);
     AddAudio(command, options);
     AddQualityArguments(command, options);

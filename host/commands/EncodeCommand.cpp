@@ -6,9 +6,11 @@
 #include "host/commands/EncodeArguments.h"
 #include "host/commands/EncodeVerdict.h"
 #include "host/commands/FirstPass.h"
+#include "host/commands/JobGuard.h"
 #include "host/commands/OutputName.h"
 #include "host/commands/QualityCheck.h"
 #include "host/job/DryRun.h"
+#include "host/job/Job.h"
 #include "host/job/MetadataOptions.h"
 #include "host/job/Plugins.h"
 #include "host/job/Report.h"
@@ -18,7 +20,6 @@
 
 #include <CLI/CLI.hpp>
 
-#include <algorithm>
 #include <cstdio>
 
 namespace host
@@ -29,8 +30,8 @@ namespace
 
 const char* const kFitHelp =
     R"(Fitting with -s: keep shows the whole picture in its own shape, 16:9 and 4:3 show it in that shape, all three with
-bars; crop fills the output and cuts what stands out; stretch gives it the output's shape. Without -s the size is
-the input's; a picture of pixels that aren't square gets the width that it is shown with.
+bars; crop fills the output and cuts what stands out; stretch gives it the output's shape. Without -s the size and the
+shape of the pixels are the input's; with -s pixels are square.
 )";
 
 // What comes in and what is to come out.
@@ -43,8 +44,16 @@ std::vector<std::string> PlanLines(const JobPlan& plan, const Sources& sources)
         lines.push_back(Format("video: %dx%d, pixels %d:%d, %d/%d fps -> %dx%d, %d/%d fps, %s", in.width, in.height,
                                in.pixelAspect.num, in.pixelAspect.den, in.frameRate.num, in.frameRate.den, out.nWidth,
                                out.nHeight, plan.frameRate.num, plan.frameRate.den, FourCCText(out.dwFourCC).c_str()));
+        for (const std::string& change : sources.Video()->Changes())
+            lines.push_back("video: its pictures are " + change);
         if (plan.isDeinterlaced)
             lines.emplace_back("video: interlaced pictures are made whole");
+        if (out.nPixelAspectX)
+            lines.push_back(Format("video: the file states pixels of %d:%d", out.nPixelAspectX, out.nPixelAspectY));
+        if (plan.scaling)
+            lines.push_back(Format("video: scaled %s to %dx%d before the library gets the pictures",
+                                   plan.scaling->method == Scaling::kSmooth ? "smoothly" : "by cubic convolution",
+                                   plan.scaling->to.width, plan.scaling->to.height));
     }
     if (plan.hasAudio) {
         const KXAudioInfo& in = plan.audioInfo;
@@ -53,41 +62,6 @@ std::vector<std::string> PlanLines(const JobPlan& plan, const Sources& sources)
                                out.nSampleRate, out.nChannels, FourCCText(out.dwFourCC).c_str()));
     }
     return lines;
-}
-
-// What the library and its plug-ins have logged to an error. Lines that are known to say nothing on it are left out:
-// the log is for people, and nothing else hangs on its words.
-void PrintCauses(const std::vector<std::string>& log, Messages& messages)
-{
-    constexpr const char* ordinary[] = {"PluginMgr::Create File",          "MediaFile::Create Fail",
-                                        "Fail to create the file",         "Fill Blank Audio Data",
-                                        "Throw away Audio Data",           "No video encoder for file format",
-                                        "No audio encoder for file format"};
-    for (const std::string& line : log)
-        if (std::none_of(std::begin(ordinary), std::end(ordinary),
-                         [&line](const char* start) { return line.starts_with(start); }))
-            messages.Cause(line);
-}
-
-// What the plan allows to be missing; the library has logged why behind the mark.
-void LeaveOutLost(JobPlan& plan, const Streams& made, Messages& messages, uint64_t mark)
-{
-    const bool isVideoLost = plan.hasVideo && !made.video;
-    if (!isVideoLost && (!plan.hasAudio || made.audio))
-        return;
-    const char* const lost = isVideoLost ? "video" : "audio";
-    messages.Warn(Format("the %s encoder can't be set up; the file gets no %s", lost, lost));
-    if (messages.GetVolume() != Volume::kQuiet)
-        PrintCauses(messages.LinesSince(mark), messages);
-    plan.hasVideo = made.video;
-    plan.hasAudio = made.audio;
-}
-
-// Takes a failed file away, or says what is left.
-void CleanUp(OutputFile& output, Messages& messages)
-{
-    if (!output.Discard() && output.IsPlainFile())
-        messages.Error(Format("%s has been overwritten and is no good file", output.Path().c_str()));
 }
 
 // What a job is made of.
@@ -183,20 +157,11 @@ int RunEncode(const EncodeOptions& options, const Catalogue& catalogue, Report& 
         throw HostError(kExitSignal + InterruptSignal(), "interrupted");
 
     const Task task = {options, choice, sources, plan, output, report, messages};
-    const uint64_t mark = messages.Mark();
-    try {
+    return GuardJob(output, report, messages, [&] {
         if (options.isDryRun)
             return PrintDryRun(task);
         return options.passes > 1 ? RunPasses(task) : RunJob(task);
-    } catch (const std::exception& error) {
-        const auto [exitCode, text] = ExitOf(error);
-        messages.Error(text);
-        if (const std::string cause = messages.TakeMediaError(); exitCode == kExitInput && !cause.empty())
-            messages.Cause(cause);
-        PrintCauses(messages.LinesSince(mark), messages);
-        CleanUp(output, messages);
-        return exitCode;
-    }
+    });
 }
 
 } // namespace

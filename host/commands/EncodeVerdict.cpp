@@ -4,6 +4,7 @@
 #include "host/base/Interrupt.h"
 #include "host/base/Text.h"
 #include "host/base/WriteError.h"
+#include "host/job/Progress.h"
 
 #include <algorithm>
 
@@ -16,7 +17,7 @@ namespace
 // What keeps the file from being a good one; empty if nothing does. Throws HostError for what isn't the job's fault.
 std::string FailureOf(const EndedJob& ended)
 {
-    const auto& [options, sources, plan, output, job, report, seconds] = ended;
+    const auto& [options, sources, plan, output, job, report, seconds, isLive] = ended;
     if (report.writeError)
         throw HostError(kExitWrite,
                         Format("can't write %s: %s", output.Path().c_str(), WriteErrorText(report.writeError).c_str()));
@@ -79,10 +80,11 @@ void WarnIfShort(const EndedJob& ended, Messages& messages)
 
 int Judge(const EndedJob& ended, Messages& messages)
 {
-    const auto& [options, sources, plan, output, job, report, seconds] = ended;
+    const auto& [options, sources, plan, output, job, report, seconds, isLive] = ended;
     const std::string input = ShownName(options.input);
     const int signal = InterruptSignal();
-    const bool isWhole = !signal && !plan.pictures && !plan.end && !job.IsRefused() && job.BrokenLimit().empty();
+    const bool isWhole =
+        !isLive && !signal && !plan.pictures && !plan.end && !job.IsRefused() && job.BrokenLimit().empty();
     bool isBroken = PrintFaults(*sources.main, input, messages);
     if (sources.separateAudio)
         isBroken |= PrintFaults(*sources.separateAudio, ShownName(options.audioInput), messages);
@@ -106,6 +108,8 @@ int Judge(const EndedJob& ended, Messages& messages)
 
     output.Publish();
     PrintSummary(ended, messages);
+    if (isLive)
+        return isBroken ? kExitInput : kExitGood;
     if (signal)
         messages.Error("interrupted; the file is finished up to there");
     return signal ? kExitSignal + signal : isBroken ? kExitInput : kExitGood;

@@ -3,7 +3,7 @@
 #define ENCMGR_HOST_ENCODE_VERDICT_H
 
 #include "host/commands/EncodeSources.h"
-#include "host/job/Job.h"
+#include "host/job/JobResult.h"
 #include "host/job/JobWriter.h"
 
 namespace host
@@ -15,9 +15,10 @@ struct EndedJob {
     const Sources& sources;
     const JobPlan& plan;
     OutputFile& output; // closed, and published if it is good
-    const Job& job;
+    const JobResult& job;
     CloseReport report;
-    double seconds; // that it took
+    double seconds;      // that it took
+    bool isLive = false; // then a signal is a good end
 };
 
 // Says what the sources lacked, gives a good file its name, and says what was written. Returns the exit code; throws

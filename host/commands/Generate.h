@@ -10,12 +10,12 @@ namespace host
 {
 
 // The page of a command, or for null that of the program, in the macros of man(7). version is that of the program.
-std::string ManPage(const CommandEntry& program, const CommandEntry* command, const std::string& version);
+std::string ManPage(const ProgramEntry& program, const CommandEntry* command, const std::string& version);
 
 // Scripts for the shells. They call the program for what its plug-ins and the user's files decide.
-std::string BashCompletion(const CommandEntry& program);
-std::string ZshCompletion(const CommandEntry& program);
-std::string FishCompletion(const CommandEntry& program);
+std::string BashCompletion(const ProgramEntry& program);
+std::string ZshCompletion(const ProgramEntry& program);
+std::string FishCompletion(const ProgramEntry& program);
 
 // The text with before in front of each of the characters.
 inline std::string Escaped(std::string_view text, std::string_view characters, std::string_view before = "\\")

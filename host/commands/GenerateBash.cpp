@@ -125,7 +125,7 @@ std::string NamesText(const CommandEntry& entry)
 
 } // namespace
 
-std::string BashCompletion(const CommandEntry& program)
+std::string BashCompletion(const ProgramEntry& program)
 {
     std::vector<std::string> names;
     for (const CommandEntry& command : program.commands)

@@ -26,7 +26,7 @@ struct GenerateOptions {
     std::string name; // of a command, or of a folder
 };
 
-const CommandEntry* CommandNamed(const CommandEntry& program, const std::string& name)
+const CommandEntry* CommandNamed(const ProgramEntry& program, const std::string& name)
 {
     for (const CommandEntry& command : program.commands)
         if (command.name == name)
@@ -45,7 +45,7 @@ void WriteText(const std::filesystem::path& path, const std::string& text)
 }
 
 // Where each shell and man look for them below share/.
-void WriteAll(const CommandEntry& program, const std::filesystem::path& share)
+void WriteAll(const ProgramEntry& program, const std::filesystem::path& share)
 {
     const auto man = share / "man" / "man1";
     WriteText(man / (program.name + ".1"), ManPage(program, nullptr, ENCMGR_VERSION));
@@ -71,7 +71,7 @@ std::string ListedText(const std::string& what, const Catalogue& catalogue)
     return JoinedBy("\n", {words.begin(), words.end()}) + "\n";
 }
 
-std::string CommandsText(const CommandEntry& program)
+std::string CommandsText(const ProgramEntry& program)
 {
     std::string text;
     for (const CommandEntry& command : program.commands)
@@ -79,7 +79,7 @@ std::string CommandsText(const CommandEntry& program)
     return text;
 }
 
-std::string TextOf(const GenerateOptions& options, const CommandEntry& program, const CommonOptions& common,
+std::string TextOf(const GenerateOptions& options, const ProgramEntry& program, const CommonOptions& common,
                    Messages& messages)
 {
     const std::string& what = options.what;
@@ -106,7 +106,7 @@ std::string TextOf(const GenerateOptions& options, const CommandEntry& program, 
                                        what.c_str()));
 }
 
-int RunGenerate(const GenerateOptions& options, const CommandEntry& program, const CommonOptions& common,
+int RunGenerate(const GenerateOptions& options, const ProgramEntry& program, const CommonOptions& common,
                 Messages& messages)
 {
     if (options.what == "all" && !options.name.empty())

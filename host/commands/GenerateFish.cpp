@@ -41,7 +41,7 @@ std::string OptionLine(const std::string& start, const OptionEntry& option)
 
 } // namespace
 
-std::string FishCompletion(const CommandEntry& program)
+std::string FishCompletion(const ProgramEntry& program)
 {
     const std::string start = "complete -c encmgr";
     std::string script = "# Completion of encmgr for fish, made by \"encmgr generate fish\".\n\n" + start + " -f\n";

@@ -69,7 +69,7 @@ std::string DateText()
     return text;
 }
 
-std::string PageName(const CommandEntry& program, const CommandEntry* command)
+std::string PageName(const ProgramEntry& program, const CommandEntry* command)
 {
     return program.name + (command ? "-" + command->name : "");
 }
@@ -142,7 +142,7 @@ void WriteFooter(std::string& page, const std::string& footer)
     end();
 }
 
-void WriteSynopsis(std::string& page, const CommandEntry& program, const CommandEntry* command)
+void WriteSynopsis(std::string& page, const ProgramEntry& program, const CommandEntry* command)
 {
     page += ".SH SYNOPSIS\n" + Bold(program.name);
     if (!command) {
@@ -160,7 +160,7 @@ void WriteSynopsis(std::string& page, const CommandEntry& program, const Command
 }
 
 // Every other page.
-void WriteSeeAlso(std::string& page, const CommandEntry& program, const CommandEntry* command)
+void WriteSeeAlso(std::string& page, const ProgramEntry& program, const CommandEntry* command)
 {
     std::vector<std::string> pages;
     if (command)
@@ -173,7 +173,7 @@ void WriteSeeAlso(std::string& page, const CommandEntry& program, const CommandE
 
 } // namespace
 
-std::string ManPage(const CommandEntry& program, const CommandEntry* command, const std::string& version)
+std::string ManPage(const ProgramEntry& program, const CommandEntry* command, const std::string& version)
 {
     const CommandEntry& entry = command ? *command : program;
     std::string page =

@@ -84,7 +84,7 @@ std::string Specifications(const CommandEntry& entry, const std::string& indent)
 
 } // namespace
 
-std::string ZshCompletion(const CommandEntry& program)
+std::string ZshCompletion(const ProgramEntry& program)
 {
     const std::string common = Specifications(program, "        ");
     std::string script = kHead + common + "        '1: :->command' \\\n        '*:: :->rest'\n\n";

@@ -1,6 +1,7 @@
 #include "host/commands/PresetFile.h"
 
 #include "host/base/ExitCode.h"
+#include "host/base/Suggestion.h"
 #include "host/base/Text.h"
 #include "host/commands/Completion.h"
 #include "log/Log.h"
@@ -53,12 +54,18 @@ std::string PathOf(const std::string& name)
     for (const fs::path& folder : PresetFolders())
         if (const fs::path path = folder / (name + kEnding); !name.empty() && fs::exists(path, unreadable))
             return path;
+    std::vector<Known> known;
     std::string names;
-    for (const std::string& preset : PresetNames())
+    for (const std::string& preset : PresetNames()) {
+        known.push_back({preset, preset});
         names += (names.empty() ? "" : ", ") + preset;
-    throw HostError(kExitUsage,
-                    Format("no preset is called \"%s\"; there are: %s (the name of a file has a dot or a slash)",
-                           name.c_str(), names.empty() ? "none" : names.c_str()));
+    }
+    const std::string suggestion = DidYouMean(name, known);
+    throw HostError(kExitUsage, Format("no preset is called \"%s\"; %s", name.c_str(),
+                                       suggestion.empty() ? ("there are: " + (names.empty() ? "none" : names) +
+                                                             " (the name of a file has a dot or a slash)")
+                                                                .c_str()
+                                                          : suggestion.c_str()));
 }
 
 // Pipes give their files once only, and some files never end.
@@ -76,14 +83,30 @@ std::string ReadAll(const std::string& path)
     return text.starts_with("\xEF\xBB\xBF") ? text.substr(3) : text; // a mark that some editors put in front of UTF-8
 }
 
-// CLI11 passes over lines of less than three characters: the name of a flag, an option without its value.
-std::string WithLongLines(const std::string& text)
+// The line without a comment, which begins with a "#" behind a blank and outside quotes.
+std::string WithoutComment(const std::string& line)
+{
+    char quote = 0;
+    for (size_t i = 0; i < line.size(); ++i) {
+        if (line[i] == quote)
+            quote = 0;
+        else if (!quote && (line[i] == '"' || line[i] == '\''))
+            quote = line[i];
+        else if (!quote && line[i] == '#' && (i == 0 || line[i - 1] == ' ' || line[i - 1] == '\t'))
+            return line.substr(0, i);
+    }
+    return line;
+}
+
+// What CLI11 takes for the same. It would see a comment in quotes, too, and passes over lines of less than three
+// characters: the name of a flag, an option without its value.
+std::string Prepared(const std::string& text)
 {
     std::istringstream lines(text);
     std::string all;
     for (std::string line; std::getline(lines, line);) {
-        CLI::detail::trim(line);
-        if (!line.empty() && line.size() < 3 && line[0] != '#' && line[0] != ';')
+        line = CLI::detail::trim_copy(WithoutComment(line));
+        if (!line.empty() && line.size() < 3 && line[0] != ';')
             line += line.find('=') == std::string::npos ? "=true" : "\"\"";
         all += line + "\n";
     }
@@ -112,10 +135,12 @@ public:
     // Gives the options their values, as far as the command line hasn't.
     void Apply()
     {
-        std::istringstream text(WithLongLines(ReadAll(m_path)));
+        std::istringstream text(Prepared(ReadAll(m_path)));
+        CLI::ConfigTOML reader;
+        reader.comment('\0'); // comments are gone
         std::vector<CLI::ConfigItem> items;
         try {
-            items = CLI::ConfigTOML().from_config(text);
+            items = reader.from_config(text);
         } catch (const CLI::Error& error) {
             throw HostError(kExitUsage, m_path + ": " + error.what());
         }
@@ -152,10 +177,16 @@ private:
         for (const char* const dashes : {"--", "-", ""})
             if (isHere && !option)
                 option = m_command.get_option_no_throw(dashes + item.name);
-        if (!option || !option->get_configurable())
-            throw HostError(kExitUsage, Format("%s: \"%s\" is no option of encmgr %s", m_path.c_str(),
-                                               item.fullname().c_str(), m_command.get_name().c_str()));
-        return *option;
+        if (option && option->get_configurable())
+            return *option;
+        std::vector<Known> known;
+        for (const CLI::Option* other : m_command.get_options())
+            if (other->get_configurable() && !other->get_lnames().empty())
+                known.push_back({other->get_lnames().front(), other->get_lnames().front()});
+        const std::string suggestion = DidYouMean(item.name, known);
+        throw HostError(kExitUsage,
+                        Format("%s: \"%s\" is no option of encmgr %s%s%s", m_path.c_str(), item.fullname().c_str(),
+                               m_command.get_name().c_str(), suggestion.empty() ? "" : "; ", suggestion.c_str()));
     }
 
     // It, or what excludes it.

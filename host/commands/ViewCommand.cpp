@@ -53,12 +53,21 @@ std::string DataAddress(Bitmap& picture)
 std::string FileOf(const Json& named, const std::string& report)
 {
     std::error_code error;
-    const std::string name = named.value("name", "");
+    std::string name = named.value("name", "");
     if (!named.contains("path") || !named["path"].is_string())
         return name;
     const std::string path = named["path"];
     const fs::path beside = fs::path(report).parent_path() / fs::path(path).filename();
     return fs::exists(path, error) || !fs::exists(beside, error) ? path : beside.string();
+}
+
+// The same for an output, as long as it is the file that the report speaks of; otherwise empty.
+std::string OutputOf(const Json& named, const std::string& report)
+{
+    std::error_code error;
+    std::string file = FileOf(named, report);
+    const bool isIt = named.at("bytes").is_number_unsigned() && fs::file_size(file, error) == named["bytes"];
+    return isIt ? file : std::string();
 }
 
 Json StillsJson(const std::string& file, std::span<const Nanoseconds> times, Messages& messages)
@@ -74,7 +83,7 @@ Json PageOf(const std::string& name, Json report, const ViewOptions& options, Me
 {
     Json page = {{"file", ShownName(name)}, {"times", Json::array()}, {"in", Json::array()}, {"out", Json::array()}};
     const double length = report.at("position_seconds").is_number() ? report["position_seconds"].get<double>() : 0.0;
-    const std::string output = FileOf(report.at("output"), name);
+    const std::string output = OutputOf(report.at("output"), name);
     if (!options.noStills && length > 0.0 && length < 1e9 && report.at("plan").is_object() &&
         report["plan"].at("video").is_object()) {
         std::vector<Nanoseconds> times;

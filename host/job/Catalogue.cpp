@@ -103,7 +103,7 @@ template <class Info> std::string Suggested(std::span<const Info* const> infos, 
 
 // Behind a refusal: what helps, and all that there is.
 template <class Info>
-std::string WithHints(std::string text, std::span<const Info* const> infos, const std::string& wanted)
+std::string WithHints(const std::string& text, std::span<const Info* const> infos, const std::string& wanted)
 {
     const std::string suggested = Suggested(infos, wanted);
     return text + "; " + (suggested.empty() ? "there are: " : suggested + " There are: ") + Listed(infos);

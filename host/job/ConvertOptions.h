@@ -2,7 +2,7 @@
 #ifndef ENCMGR_HOST_CONVERT_OPTIONS_H
 #define ENCMGR_HOST_CONVERT_OPTIONS_H
 
-#include "Common/Image/ImageParam.h"
+#include "host/base/Scaling.h"
 #include "host/base/Values.h"
 
 #include <optional>
@@ -17,8 +17,8 @@ enum class Through { kYuv420, kYuy2, kUyvy };
 struct ConvertOptions {
     std::string input;
     std::string output;
-    std::optional<PictureSize> size; // the input's if not given
-    IMAGE_INTERPOLATION interpolation = IMAGE_INTERPOLATION_DEFAULT;
+    std::optional<PictureSize> size; // the input's if not given; one side may be free
+    Scaling scaling = Scaling::kUsual;
     std::string overlay; // laid over the picture by its opacity, stretched to overlaySize; empty: none
     std::optional<PictureSize> overlaySize;
     PictureSize overlayAt = {0, 0};

@@ -2,7 +2,7 @@
 #ifndef ENCMGR_HOST_ENCODE_OPTIONS_H
 #define ENCMGR_HOST_ENCODE_OPTIONS_H
 
-#include "Common/Image/ImageParam.h"
+#include "host/base/Scaling.h"
 #include "host/base/Values.h"
 #include "media_file/ResizeRect.h"
 
@@ -30,10 +30,10 @@ struct EncodeOptions {
     std::string audioEncoder;
     bool noVideo = false;
     bool noAudio = false;
-    std::optional<PictureSize> size;
+    std::optional<PictureSize> size; // one side may be free
     std::optional<AVRational> frameRate;
     std::optional<IMAGE_RESIZE_METHOD> fit;
-    IMAGE_INTERPOLATION interpolation = IMAGE_INTERPOLATION_DEFAULT;
+    Scaling scaling = Scaling::kUsual;
     std::optional<bool> deinterlace; // without it: where rows are scaled
     int videoBitRate = 0;            // 0 leaves it to the encoder
     int audioBitRate = 0;

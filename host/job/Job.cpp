@@ -31,9 +31,6 @@ constexpr Nanoseconds kHoldStep = kSecond;
 constexpr double kFarthest = 0.75;
 constexpr double kFarthestOfFewer = 0.501;
 
-// So many pieces in a row aren't written only if none can be written any more. An encoder may hold back fewer.
-constexpr int kMostRefusals = 500;
-
 // With the last picture written, audio is still awaited for this long.
 constexpr Nanoseconds kLongestWait = 10 * kSecond;
 
@@ -43,7 +40,7 @@ constexpr Nanoseconds kEndOfTime = 1'000'000'000 * kSecond;
 } // namespace
 
 Job::Job(const JobPlan& plan, TimeMerge& merge, FrameWriter& writer, Tally& tally, Progress& progress)
-    : m_plan(plan), m_merge(merge), m_writer(writer), m_tally(tally), m_progress(progress),
+    : JobResult(writer, tally), m_plan(plan), m_merge(merge), m_progress(progress),
       m_places(HasFewerPlaces(plan) ? kFarthestOfFewer : kFarthest), m_videoOver(!plan.hasVideo),
       m_audioOver(!plan.hasAudio)
 {
@@ -92,11 +89,6 @@ Item Job::NextItem()
     Item item = std::move(m_waiting.front());
     m_waiting.pop_front();
     return item;
-}
-
-bool Job::IsRefused() const
-{
-    return m_pictureRefusals >= kMostRefusals || m_audioRefusals >= kMostRefusals || m_writer.WriteError();
 }
 
 bool Job::IsGivenUp() const

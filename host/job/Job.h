@@ -4,9 +4,9 @@
 
 #include "host/job/FrameWriter.h"
 #include "host/job/JobPlan.h"
+#include "host/job/JobResult.h"
 #include "host/job/PicturePlaces.h"
 #include "host/job/Progress.h"
-#include "host/job/Tally.h"
 #include "host/job/TimeMerge.h"
 
 namespace host
@@ -17,7 +17,7 @@ namespace host
 // The job decides which picture stands at which place of the output, and hands it over with that place's time, at which
 // the library writes it just once. A place without a picture of its own shows the one before, as a file's picture
 // stands until the next; the library by itself would show the one behind, as a live source needs it.
-class Job
+class Job final : public JobResult
 {
 public:
     Job(const JobPlan& plan, TimeMerge& merge, FrameWriter& writer, Tally& tally, Progress& progress);
@@ -25,22 +25,6 @@ public:
     // Until the sources or the part that the plan takes of them end, enough pictures are written, the program is
     // interrupted, or the file takes no more.
     void Run();
-
-    const Counts& GetCounts() const { return m_tally.Pictures(); }
-
-    // What the sources gave, and whether the library wrote any of it.
-    bool HadPicture() const { return m_hadPicture; }
-    bool HadAudio() const { return m_hadAudio; }
-    bool WroteAudio() const { return m_wroteAudio; }
-
-    // The time reached.
-    Nanoseconds Position() const { return m_tally.Position(); }
-
-    // A stream was refused for so long that the job was given up, or the system refuses to write.
-    bool IsRefused() const;
-
-    // How the source breaks a limit of the plan, for which the job was given up; empty if it doesn't.
-    const std::string& BrokenLimit() const { return m_brokenLimit; }
 
 private:
     void Begin();
@@ -62,8 +46,6 @@ private:
 
     const JobPlan& m_plan;
     TimeMerge& m_merge;
-    FrameWriter& m_writer;
-    Tally& m_tally;
     Progress& m_progress;
     Nanoseconds m_origin = 0;              // the start of the file, in the sources' time
     std::deque<Item> m_waiting;            // read to find it
@@ -73,14 +55,8 @@ private:
     Item m_held;             // the last picture shown, its time on the job's clock
     int64_t m_end = 0;       // of the source's last picture, as the first place behind it
     int64_t m_nextPlace = 0; // of the output, the first without a picture
-    bool m_hadPicture = false;
-    bool m_hadAudio = false;
-    bool m_wroteAudio = false;
     bool m_videoOver;
     bool m_audioOver;
-    int m_pictureRefusals = 0; // in a row
-    int m_audioRefusals = 0;   // in a row
-    std::string m_brokenLimit;
 };
 
 } // namespace host

@@ -1,6 +1,7 @@
 #include "host/job/JobPlan.h"
 
 #include "host/job/QualityOptions.h"
+#include "host/job/ScalePlan.h"
 
 #include <algorithm>
 #include <climits>
@@ -19,15 +20,6 @@ namespace
 
 constexpr int kBitsPerSample = 16;
 
-// Keeps the library's 32-bit products of aspects and sizes in range.
-constexpr int kLargestAspectPart = 8191;
-
-// Scaling to odd sizes leaves aspects behind that are off by a fraction of a pixel.
-bool HasSquarePixels(const VideoFormat& video)
-{
-    return std::fabs(av_q2d(video.pixelAspect) - 1.0) < 0.005;
-}
-
 // A source above the library's highest rate goes at half its rate, or a quarter, so that pictures are left out evenly.
 // A rate below the lowest that can be asked for is that of single pictures.
 AVRational OutputRate(AVRational source)
@@ -35,15 +27,6 @@ AVRational OutputRate(AVRational source)
     while (av_q2d(source) > kHighestRate && source.den <= INT_MAX / 2)
         source.den *= 2;
     return av_q2d(source) < kLowestRate ? AVRational{1, 1} : source;
-}
-
-// Files carry no pixel aspect, so pictures get the width that they are shown with. Even, as most encoders want it.
-PictureSize SizeWithSquarePixels(const VideoFormat& video)
-{
-    if (HasSquarePixels(video))
-        return {video.width, video.height};
-    const int64_t half = av_rescale(video.width, video.pixelAspect.num, 2LL * video.pixelAspect.den);
-    return {static_cast<int>(std::clamp<int64_t>(half * 2, 2, kLargestSide)), video.height};
 }
 
 // Whether each row of the output is one of the source's, and so of one field.
@@ -75,28 +58,16 @@ void PlanVideo(JobPlan& plan, const EncodeOptions& options, const Choice& choice
     plan.frameRate = options.frameRate.value_or(OutputRate(video.frameRate));
     plan.pictures = options.pictures;
 
-    // Without a size of its own the output has the picture's shape, but for a rounding that is no reason for bars.
-    const PictureSize size = options.size.value_or(SizeWithSquarePixels(video));
-    const auto fit = options.fit.value_or(options.size ? IMAGE_RESIZE_KEEP : IMAGE_RESIZE_STRETCH);
-
+    PlanSize(plan, options, video);
     EncodeParamVideo& param = plan.param.video;
     param.dwFourCC = choice.video->dwFourCC;
-    param.nWidth = size.width;
-    param.nHeight = size.height;
     param.dFrameRate = av_q2d(plan.frameRate);
     param.nBitRate = options.videoBitRate;
-    param.nResizeMethod = fit;
-    param.nInterpolation = options.interpolation;
     param.dwColour = KX_COLOUR(KX_RANGE_LIMITED, video.colour.matrix, video.colour.primaries, video.colour.transfer);
 
-    KXVideoInfo& info = plan.videoInfo;
-    info.width = video.width;
-    info.height = video.height;
-    info.framerate = av_q2d(video.frameRate);
-    if (!HasSquarePixels(video))
-        av_reduce(&info.aspectx, &info.aspecty, static_cast<int64_t>(video.width) * video.pixelAspect.num,
-                  static_cast<int64_t>(video.height) * video.pixelAspect.den, kLargestAspectPart);
+    plan.videoInfo.framerate = av_q2d(video.frameRate);
     PlanFields(plan, options, video.fields);
+    PlanScaling(plan, options.scaling);
 }
 
 void PlanAudio(JobPlan& plan, const EncodeOptions& options, const Choice& choice, const AudioFormat& audio)

@@ -4,6 +4,7 @@
 
 #include "encmgr/PluginRecords.h"
 #include "host/job/Catalogue.h"
+#include "host/sources/PictureScaler.h"
 #include "host/sources/Source.h"
 
 namespace host
@@ -15,6 +16,7 @@ struct JobPlan {
     KXAudioInfo audioInfo = {};
     bool hasVideo = false;
     bool hasAudio = false;
+    std::optional<PictureScaling> scaling; // before the library gets the pictures
     bool isDeinterlaced = false;           // the source is to make whole pictures of its fields
     AVRational frameRate = {25, 1};        // of the output
     std::optional<int64_t> pictures;       // the output ends after so many

@@ -50,6 +50,8 @@ unsigned int TakeCloseReport(void* context, unsigned int failed, unsigned int pi
 
 JobWriter::JobWriter(const JobPlan& plan, const OutputFile& output, Tally& tally) : m_plan(plan), m_tally(tally)
 {
+    if (plan.hasVideo && plan.scaling)
+        m_scaler.emplace(*plan.scaling);
     errno = 0;
     const int isCreated =
         m_file.Create(output.WidePath().c_str(), &plan.param, plan.hasVideo ? &plan.videoInfo : nullptr,
@@ -85,8 +87,9 @@ Streams JobWriter::Made() const
     return {m_plan.hasVideo && !m_file.m_EncParam.bVideoDisabled, m_plan.hasAudio && !m_file.m_EncParam.bAudioDisabled};
 }
 
-int JobWriter::WritePicture(const AVFrame& picture, Nanoseconds time, Nanoseconds duration)
+int JobWriter::WritePicture(const AVFrame& given, Nanoseconds time, Nanoseconds duration)
 {
+    const AVFrame& picture = m_scaler ? m_scaler->Scale(given) : given;
     MEDIA_FRAME frame = EmptyFrame();
     frame.video.pY = picture.data[0];
     frame.video.pU = picture.data[1];

@@ -49,6 +49,7 @@ private:
     const JobPlan& m_plan;
     Tally& m_tally;
     MediaFile m_file;
+    std::optional<PictureScaler> m_scaler; // if pictures are scaled before the library gets them
     int m_writeError = 0;
 };
 

@@ -4,6 +4,8 @@
 #include "host/job/Revisions.h"
 #include "text/Strings.h"
 
+#include <cstring>
+
 namespace host
 {
 
@@ -33,8 +35,16 @@ Rectangle RectangleOf(const IMG_PARAM& plane, int width, int height)
     return {plane.x, plane.y, plane.cx, plane.cy};
 }
 
+PictureSize SourceSize(const SettledJob& job)
+{
+    return job.plan.scaling ? job.plan.scaling->whole
+                            : PictureSize{job.plan.videoInfo.width, job.plan.videoInfo.height};
+}
+
 Rectangle SourceRectangle(const SettledJob& job)
 {
+    if (const auto& scaling = job.plan.scaling)
+        return {scaling->x, scaling->y, scaling->from.width, scaling->from.height};
     return RectangleOf(job.file.m_SrcY, job.plan.videoInfo.width, job.plan.videoInfo.height);
 }
 
@@ -46,6 +56,8 @@ Rectangle TargetRectangle(const SettledJob& job)
 
 const char* ScalingName(const SettledJob& job)
 {
+    if (job.plan.scaling)
+        return job.plan.scaling->method == Scaling::kSmooth ? "smooth" : "cubic";
     if (!job.file.m_pResizeBuf)
         return "none";
     return job.file.m_EncParam.video.nInterpolation == IMAGE_INTERPOLATION_NEAR ? "near" : "bilinear";
@@ -105,8 +117,8 @@ Json VideoJson(const SettledJob& job)
     const KXVideoInfo& info = job.plan.videoInfo;
     return {{"encoder", NameJson(*job.choice.video)},
             {"source",
-             {{"width", info.width},
-              {"height", info.height},
+             {{"width", SourceSize(job).width},
+              {"height", SourceSize(job).height},
               {"rate", info.framerate},
               {"rectangle", RectangleJson(SourceRectangle(job))}}},
             {"target",
@@ -142,10 +154,10 @@ std::vector<std::string> SettledLines(const SettledJob& job)
         lines.push_back("video encoder: " + NameText(*job.choice.video));
         const char* const scaling = ScalingName(job);
         lines.push_back(Format("picture: %s of %dx%d goes to %s of %dx%d (%s%s)",
-                               RectangleText(SourceRectangle(job)).c_str(), job.plan.videoInfo.width,
-                               job.plan.videoInfo.height, RectangleText(TargetRectangle(job)).c_str(),
-                               made.video.nWidth, made.video.nHeight, FitName(made.video.nResizeMethod),
-                               job.file.m_pResizeBuf ? Format(", %s", scaling).c_str() : ", not scaled"));
+                               RectangleText(SourceRectangle(job)).c_str(), SourceSize(job).width,
+                               SourceSize(job).height, RectangleText(TargetRectangle(job)).c_str(), made.video.nWidth,
+                               made.video.nHeight, FitName(made.video.nResizeMethod),
+                               std::strcmp(scaling, "none") == 0 ? ", not scaled" : Format(", %s", scaling).c_str()));
     }
     if (HasAudio(job))
         lines.push_back("audio encoder: " + NameText(*job.choice.audio));

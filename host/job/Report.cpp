@@ -135,12 +135,12 @@ int Report::Around(const std::function<int()>& job)
     } catch (const std::exception& error) {
         const auto [code, text] = ExitOf(error);
         const int signal = InterruptSignal();
-        Write(signal && code != kExitInternal ? kExitSignal + signal : code, &text);
+        NoteEnd(signal && code != kExitInternal ? kExitSignal + signal : code, &text);
+        Write();
         throw;
     }
-    if (!Write(exitCode, nullptr) && exitCode == kExitGood)
-        return kExitOutput;
-    return exitCode;
+    NoteEnd(exitCode, nullptr);
+    return !Write() && exitCode == kExitGood ? static_cast<int>(kExitOutput) : exitCode;
 }
 
 void Report::SetInput(const Source& main, const Source* separateAudio)
@@ -162,11 +162,9 @@ void Report::SetResult(const Tally& tally, const JobPlan& plan, const OutputFile
     m_timeline = TimelineJson(tally);
 }
 
-// error: what the job has thrown and nobody has said yet, or null. Returns whether the report stands.
-bool Report::Write(int exitCode, const std::string* error)
+// error: what the job has thrown and nobody has said yet, or null.
+void Report::NoteEnd(int exitCode, const std::string* error)
 {
-    if (m_path.empty())
-        return true;
     const std::chrono::duration<double> wall = std::chrono::steady_clock::now() - m_start;
     rusage used = {};
     getrusage(RUSAGE_SELF, &used);
@@ -179,7 +177,16 @@ bool Report::Write(int exitCode, const std::string* error)
         said.push_back({{"kind", one.kind}, {"text", one.text}});
     if (error)
         said.push_back({{"kind", "error"}, {"text", *error}});
+    if (const std::string cause = m_messages.MediaError(); error && exitCode == kExitInput && !cause.empty())
+        said.push_back({{"kind", "cause"}, {"text", cause}});
     m_json["timeline"] = std::move(m_timeline);
+}
+
+// Returns whether the report stands.
+bool Report::Write()
+{
+    if (m_path.empty())
+        return true;
     try {
         WriteWholeFile(m_path, JsonText(m_json));
     } catch (const HostError& failure) {

@@ -31,9 +31,12 @@ public:
     void SetInput(const Source& main, const Source* separateAudio);
     void SetPlan(Json plan) { m_json["plan"] = std::move(plan); }
     void SetResult(const Tally& tally, const JobPlan& plan, const OutputFile& output);
+    // No file of the job's is left.
+    void ForgetOutput() { m_json["output"]["bytes"] = nullptr; }
 
 private:
-    bool Write(int exitCode, const std::string* error);
+    void NoteEnd(int exitCode, const std::string* error);
+    bool Write();
 
     const std::string& m_path; // empty for none, "-" for the standard output
     const EncodeOptions& m_options;

@@ -49,6 +49,14 @@ bool IsPlainFile(const std::string& address)
 
 LibavOwned<AVFormatContext> OpenContainer(const std::string& address, const std::string& name, Messages& messages)
 {
+    auto container = OpenAddress(address, name, {.stop = {StopIfInterrupted, nullptr}}, messages);
+    FindStreams(*container, name);
+    return container;
+}
+
+LibavOwned<AVFormatContext> OpenAddress(const std::string& address, const std::string& name, const Opening& how,
+                                        Messages& messages)
+{
     avformat_network_init();
     if (address == kStandardInput && isatty(STDIN_FILENO))
         throw HostError(kExitUsage, "the standard input is a terminal; a media file is to be piped into it");
@@ -56,9 +64,9 @@ LibavOwned<AVFormatContext> OpenContainer(const std::string& address, const std:
     AVFormatContext* opened = avformat_alloc_context();
     if (!opened)
         throw std::bad_alloc();
-    opened->interrupt_callback.callback = StopIfInterrupted;
+    opened->interrupt_callback = how.stop;
     messages.TakeMediaError();
-    const int result = avformat_open_input(&opened, address.c_str(), nullptr, nullptr);
+    const int result = avformat_open_input(&opened, address.c_str(), how.format, how.options);
     if (result < 0) // the context is gone by now
         throw HostError(kExitInput, Format("can't open %s: %s", name.c_str(), ErrorText(result).c_str()));
     LibavOwned<AVFormatContext> container(opened);
@@ -66,12 +74,16 @@ LibavOwned<AVFormatContext> OpenContainer(const std::string& address, const std:
     // Any text file would pass as a picture of itself.
     if (std::strcmp(container->iformat->name, "tty") == 0)
         throw HostError(kExitInput, Format("can't open %s: it's a text", name.c_str()));
-    if (container->iformat->flags & AVFMT_TS_DISCONT)
-        container->max_analyze_duration = kProbeOfTransportStream;
-    const int probed = avformat_find_stream_info(container.get(), nullptr);
+    return container;
+}
+
+void FindStreams(AVFormatContext& container, const std::string& name)
+{
+    if (container.iformat->flags & AVFMT_TS_DISCONT)
+        container.max_analyze_duration = kProbeOfTransportStream;
+    const int probed = avformat_find_stream_info(&container, nullptr);
     if (probed < 0 && !InterruptSignal())
         throw HostError(kExitInput, Format("can't read %s: %s", name.c_str(), ErrorText(probed).c_str()));
-    return container;
 }
 
 } // namespace host

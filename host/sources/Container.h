@@ -20,6 +20,17 @@ bool IsPlainFile(const std::string& address);
 // An open container whose streams are known; never null. name is for people. Throws HostError.
 LibavOwned<AVFormatContext> OpenContainer(const std::string& address, const std::string& name, Messages& messages);
 
+// The same in two steps. how: what isn't to be found out, may be null; options are taken out of it as far as they are
+// known. stop: asked while something is awaited.
+struct Opening {
+    const AVInputFormat* format = nullptr;
+    AVDictionary** options = nullptr;
+    AVIOInterruptCB stop = {};
+};
+LibavOwned<AVFormatContext> OpenAddress(const std::string& address, const std::string& name, const Opening& how,
+                                        Messages& messages);
+void FindStreams(AVFormatContext& container, const std::string& name);
+
 } // namespace host
 
 #endif // ENCMGR_HOST_CONTAINER_H

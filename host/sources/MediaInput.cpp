@@ -5,6 +5,7 @@
 #include "host/base/Text.h"
 #include "host/sources/Decoder.h"
 #include "host/sources/Metadata.h"
+#include "host/sources/PictureChanges.h"
 #include "host/sources/StreamChoice.h"
 #include "host/sources/VideoRate.h"
 
@@ -111,6 +112,7 @@ void MediaInput::OpenVideo(int streamIndex)
     if (std::fabs(m_turn.oddAngle) >= 1.0)
         m_messages.Warn(Format("%s is to be shown turned %s by %.0f degrees; its pictures are taken as they are stored",
                                m_name.c_str(), m_turn.oddAngle > 0.0 ? "left" : "right", std::fabs(m_turn.oddAngle)));
+    m_changes = ChangesOf(par, m_turn, m_video->colour);
     FilterPictures("");
     if (m_turn.isSideways) {
         std::swap(m_video->width, m_video->height);

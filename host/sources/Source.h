@@ -146,7 +146,8 @@ public:
 
     const Metadata& About() const { return m_metadata; }
 
-    // What was done to the pictures to make them what Video says, for people: "turned right by 90 degrees".
+    // What was done to the pictures to make them what Video says, for people: "turned right by 90 degrees"
+    // say.
     const std::vector<std::string>& Changes() const { return m_changes; }
 
     // Length as far as it is known beforehand, otherwise 0; and whether that is more than a guess.

@@ -23,6 +23,9 @@ constexpr int kMatrixOfToolbox = 6; // BT.601, in the code points of ISO/IEC 230
 // A test card is painted from its start on.
 constexpr Nanoseconds kLongestCard = 600 * kSecond;
 
+// Bytes of a file that is read for what its streams weigh.
+constexpr int64_t kLargestWeighed = 4'000'000'000;
+
 PictureSize SizeWithin(int longestSide, const AVFrame& frame, AVRational aspect)
 {
     const double width = frame.width * (IsUsable(aspect) ? av_q2d(aspect) : 1.0);
@@ -202,6 +205,8 @@ StreamBytes BytesAlong(const std::string& name, double bucketSeconds, size_t buc
         return {};
     try {
         const auto container = OpenContainer(AddressOf(name), name, messages);
+        if (avio_size(container->pb) > kLargestWeighed)
+            return {};
         const int64_t start = container->start_time == AV_NOPTS_VALUE ? 0 : container->start_time;
         StreamBytes bytes = {std::vector<int64_t>(buckets), std::vector<int64_t>(buckets)};
         const LibavOwned<AVPacket> packet(av_packet_alloc());

@@ -23,7 +23,7 @@ struct StreamBytes {
 };
 
 // For so many buckets of equal length, the last of which takes what lies behind. Reads the file once; empty lists if it
-// is no plain file, or can't be read.
+// is no plain file, is larger than 4 GB, or can't be read.
 StreamBytes BytesAlong(const std::string& name, double bucketSeconds, size_t buckets, Messages& messages);
 
 } // namespace host

@@ -20,11 +20,14 @@ struct Y4mFile {
     bool refused = false; // a picture; the first one is logged
 };
 
-// Square pixels, progressive, chroma centred between luma rows and columns.
-std::string StreamHeader(int width, int height, const FrameRate& rate)
+// Progressive, chroma centred between luma rows and columns; square pixels unless the job says else.
+std::string StreamHeader(const EncodeParamVideo& video, const FrameRate& rate)
 {
-    return "YUV4MPEG2 W" + std::to_string(width) + " H" + std::to_string(height) + " F" + std::to_string(rate.num) +
-           ":" + std::to_string(rate.den) + " Ip A1:1 C420jpeg\n";
+    const bool isSaid = video.nPixelAspectX > 0 && video.nPixelAspectY > 0;
+    return "YUV4MPEG2 W" + std::to_string(video.nWidth) + " H" + std::to_string(video.nHeight) + " F" +
+           std::to_string(rate.num) + ":" + std::to_string(rate.den) + " Ip A" +
+           std::to_string(isSaid ? video.nPixelAspectX : 1) + ":" + std::to_string(isSaid ? video.nPixelAspectY : 1) +
+           " C420jpeg\n";
 }
 
 void* CreateY4m(const wchar_t* pszPath, EncodeParam* pParam)
@@ -39,7 +42,7 @@ void* CreateY4m(const wchar_t* pszPath, EncodeParam* pParam)
     auto y4m = std::make_unique<Y4mFile>();
     y4m->width = video.nWidth;
     y4m->height = video.nHeight;
-    const std::string header = StreamHeader(video.nWidth, video.nHeight, *rate);
+    const std::string header = StreamHeader(video, *rate);
     if (!y4m->file.Open(pszPath) || !y4m->file.Write(header.data(), header.size()))
         return nullptr;
     return y4m.release();

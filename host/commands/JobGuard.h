@@ -1,0 +1,25 @@
+// What is left of a job that fails: words, and no bad file.
+#ifndef ENCMGR_HOST_JOB_GUARD_H
+#define ENCMGR_HOST_JOB_GUARD_H
+
+#include "host/base/Messages.h"
+#include "host/job/JobPlan.h"
+#include "host/job/OutputFile.h"
+#include "host/job/Report.h"
+
+#include <functional>
+
+namespace host
+{
+
+// Takes out of the plan what it allows to be missing and wasn't made, and says so with what the log has behind the
+// mark.
+void LeaveOutLost(JobPlan& plan, const Streams& made, Messages& messages, uint64_t mark);
+
+// Returns the exit code of what it runs. Where that throws, it says why, with all that the log has on it, takes the
+// output away if it is new, and returns the error's exit code.
+int GuardJob(OutputFile& output, Report& report, Messages& messages, const std::function<int()>& run);
+
+} // namespace host
+
+#endif // ENCMGR_HOST_JOB_GUARD_H

@@ -1,0 +1,72 @@
+// "encmgr record" without devices: files and pipes in real time, and how it ends. tests/record.sh has a screen and
+// sound.
+#include "tests/HostRun.h"
+#include "tests/MediaReader.h"
+
+#include <chrono>
+
+namespace
+{
+
+class HostRecordTest : public HostTest
+{
+protected:
+    void MakeCard(const std::string& more)
+    {
+        ASSERT_EQ(Run("-q encode testcard:size=160x90,rate=25," + more + " -o card.mkv --vc ffv1 --ac pcm"), 0)
+            << m_said;
+    }
+};
+
+TEST_F(HostRecordTest, TakesAFileInRealTimeToItsLengthOrItsEnd)
+{
+    MakeCard("seconds=2");
+    const struct {
+        const char* command;
+        size_t pictures;
+        double seconds;
+    } rows[] = {
+        {"encmgr record card.mkv -o out.mkv --vc ffv1 --ac pcm -y --duration 1.2", 30, 1.2},
+        {"encmgr record card.mkv -o out.mkv --vc ffv1 --ac pcm -y -r 50 --frames 50", 50, 1.0},
+        {"mkfifo pipe; cat card.mkv >pipe & encmgr record pipe -o out.mkv --vc ffv1 --ac pcm -y", 50, 2.0},
+    };
+    for (const auto& row : rows) {
+        const auto start = std::chrono::steady_clock::now();
+        ASSERT_EQ(Shell(row.command), 0) << row.command << m_said;
+        const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
+        EXPECT_GT(took.count(), row.seconds * 0.8) << row.command;
+        const DecodedFile file = ReadMedia(Path("out.mkv"));
+        EXPECT_EQ(file.pictures.size(), row.pictures) << row.command << m_said;
+        EXPECT_NEAR(file.AudioSeconds(), row.seconds, 0.04) << row.command;
+        std::filesystem::remove(Path("out.mkv"));
+    }
+}
+
+TEST_F(HostRecordTest, EndsWellBySignalAndRefusesWhatIsNotThere)
+{
+    MakeCard("seconds=8");
+    EXPECT_EQ(Shell("encmgr record card.mkv -o out.mkv --an & sleep 2; kill -INT $!; wait $!"), 0) << m_said;
+    EXPECT_TRUE(Said("out.mkv: ")) << m_said;
+    EXPECT_GT(ReadMedia(Path("out.mkv")).pictures.size(), 5u);
+    const struct {
+        const char* arguments;
+        int code;
+        const char* says;
+    } rows[] = {
+        {"record -o new.mkv", 2, "SOURCE"},
+        {"record screen::0", 2, "output"},
+        {"record testcard: -o new.mkv", 2, "encode"},
+        {"record camera:/dev/null -o new.mkv", 3, "--list"},
+        {"record missing.mkv -o new.mkv", 3, "missing.mkv"},
+        {"record card.mkv -o new.mkv --duration 0", 2, "duration"},
+        {"record card.mkv -o card.mkv -y", 4, "card.mkv"},
+        {"record --list", 0, ""},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(Run(row.arguments), row.code) << row.arguments << m_said;
+        EXPECT_TRUE(Said(row.says)) << row.arguments << m_said;
+    }
+    EXPECT_FALSE(std::filesystem::exists(Path("new.mkv")));
+}
+
+} // namespace
