@@ -231,6 +231,47 @@ TEST_F(HostTest, ConvertsPictures)
     EXPECT_FALSE(std::filesystem::exists(Path("out.png")));
 }
 
+TEST_F(HostTest, QualityIsTheEncodersOrRefused)
+{
+    const std::string card = "encode testcard:seconds=2,size=160x90,audio=none -y -o ";
+    const auto size = [&](const std::string& options) {
+        EXPECT_EQ(Run(card + "out.mp4 " + options), 0) << options << m_said;
+        EXPECT_EQ(ReadMedia(Path("out.mp4")).pictures.size(), 50u);
+        return std::filesystem::file_size(Path("out.mp4"));
+    };
+    EXPECT_GT(size("--crf 18"), size("--crf 40"));
+    EXPECT_GT(size("--gop 1"), size("--gop 50"));
+    EXPECT_NE(size("--preset ultrafast --vopt qp=30"), size("--preset slow --vopt qp=30"));
+    EXPECT_NEAR(static_cast<double>(size("--vb 30k --passes 2 --vopt x264-params=bframes=0:ref=2")), 7500, 1500);
+    EXPECT_TRUE(Said("pass 1 of 2: 50 pictures")) << m_said;
+
+    EXPECT_EQ(Run("list h264"), 0);
+    EXPECT_TRUE(Said("0 to 51") && Said("--crf, default: 23") && Said("ultrafast]") && Said("x264-params")) << m_said;
+    EXPECT_EQ(Run("list i420"), 0);
+    EXPECT_TRUE(Said("states no options")) << m_said;
+    for (const auto& [options, says] : {std::pair{"--crf 52", "H264 takes 0 to 51"},
+                                        {"--preset snail", "there are: placebo veryslow"},
+                                        {"--vc mp4v --preset fast", "MP4V has nothing of the kind, but crf, b, g"},
+                                        {"--vc mp4v --vb 1M --passes 2", "MP4V has nothing of the kind"},
+                                        {"--vn --crf 20", "there is none"}}) {
+        EXPECT_EQ(Run(card + "no.mp4 " + options), 2) << options;
+        EXPECT_TRUE(Said(says)) << options << m_said;
+    }
+    EXPECT_EQ(Run("encode - -o no.mp4 --vb 1M --passes 2", "true |"), 2);
+    EXPECT_TRUE(Said("can be read only once")) << m_said;
+}
+
+TEST_F(HostTest, PicturesBecomeFilesOfTheirOwn)
+{
+    const std::string card = "encode testcard:seconds=1,size=160x90,audio=none -o a.png --frames ";
+    ASSERT_EQ(Run(card + "3"), 0) << m_said;
+    EXPECT_EQ(ReadMedia(Path("a-%05d.png")).pictures.size(), 3u);
+    EXPECT_EQ(Run(card + "3"), 4);
+    EXPECT_TRUE(Said("a-00001.png: it exists")) << m_said;
+    ASSERT_EQ(Run(card + "1"), 0) << m_said;
+    EXPECT_EQ(ReadMedia(Path("a.png")).pictures.size(), 1u);
+}
+
 TEST_F(HostTest, EndsWithTheCodeOfWhatWentWrong)
 {
     std::ofstream(Path("text.txt")) << "no media at all\n";

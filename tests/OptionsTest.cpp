@@ -142,6 +142,15 @@ TEST(Options, EachHasItsPlace)
     EXPECT_EQ(encode.audioBitRate, 96000);
     EXPECT_EQ(encode.sampleRate, 44100);
     EXPECT_EQ(encode.channels, 1);
+    const EncodeOptions quality = Parse(AddEncodeArguments, "--crf 18.5 --preset slow --tune film --gop 9 --fragmented "
+                                                            "--vopt a=1 --vopt b=c=d --aopt e=");
+    EXPECT_EQ(quality.quality, 18.5);
+    EXPECT_EQ(quality.preset + quality.tune, "slowfilm");
+    EXPECT_EQ(quality.keyDistance, 9);
+    EXPECT_TRUE(quality.isFragmented);
+    EXPECT_EQ(quality.videoOptions, (std::vector<std::string>{"a=1", "b=c=d"}));
+    EXPECT_EQ(quality.audioOptions, std::vector<std::string>{"e="});
+    EXPECT_EQ(Parse(AddEncodeArguments, "--vb 1M --passes 2").passes, 2);
     const std::pair<const char*, IMAGE_RESIZE_METHOD> fits[] = {{"stretch", IMAGE_RESIZE_STRETCH},
                                                                 {"keep", IMAGE_RESIZE_KEEP},
                                                                 {"16:9", IMAGE_RESIZE_16_9},
@@ -195,6 +204,12 @@ TEST(Options, ARefusalNamesWhatIsWrong)
         {encode + "--channels 3", "--channels: \"3\" isn't 1 or 2"},
         {encode + "--frames 0", "--frames: \"0\" isn't a count from 1"},
         {encode + "--vn --an", "--vn excludes --an"},
+        {encode + "--crf x", "--crf: \"x\" isn't a number"},
+        {encode + "--crf 20 --vb 1M", "--vb excludes --crf"},
+        {encode + "--passes 2", "--passes requires --vb"},
+        {encode + "--passes 3 --vb 1M", "--passes: \"3\" isn't 1 or 2"},
+        {encode + "--gop 0", "--gop: \"0\" isn't a count from 1"},
+        {encode + "--vopt g", "--vopt: \"g\" isn't of the form key=value"},
         {encode + "--vn --vc ffv1", "--vc excludes --vn"},
         {encode + "--an --ac pcm", "--ac excludes --an"},
         {encode + "--an -a b", "--audio excludes --an"},

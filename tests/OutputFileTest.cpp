@@ -4,6 +4,7 @@
 #include "host/base/Messages.h"
 #include "host/base/Suggestion.h"
 #include "host/base/Text.h"
+#include "host/job/OutputNames.h"
 #include "log/Log.h"
 
 #include <cmath>
@@ -268,4 +269,22 @@ TEST(Text, IsWhatPeopleWrite)
     for (const auto& [seconds, text] :
          {std::pair{59.99, "0:59"}, {3599., "59:59"}, {3661., "1:01:01"}, {-1., "0:00"}, {double{NAN}, "0:00"}})
         EXPECT_EQ(ClockText(seconds), text);
+}
+
+TEST_F(OutputFileTest, SequencesHaveAPlaceForANumberInTheirName)
+{
+    const struct {
+        const char *path, *sequence, *first;
+    } cases[] = {
+        {"a.png", "a-%05d.png", "a-00001.png"},
+        {"b.c/a", "b.c/a-%05d", "b.c/a-00001"},
+        {"%3d/.a", "%3d/.a-%05d", "%3d/.a-00001"},
+    };
+    for (const auto& [path, sequence, first] : cases) {
+        EXPECT_FALSE(IsSequence(path)) << path;
+        EXPECT_EQ(SequenceOf(path), sequence);
+        EXPECT_TRUE(IsSequence(sequence)) << sequence;
+        EXPECT_EQ(FirstOf(sequence), first);
+    }
+    EXPECT_EQ(FirstOf("100%a%d.png"), "100%a1.png");
 }

@@ -18,7 +18,7 @@ std::string OutputNameOf(const EncodeOptions& options, const Choice& choice)
     const bool hasNumber = IsSequence(options.output);
     if (isSingle && !hasNumber)
         return options.output;
-    const std::string name = hasNumber ? options.output : SequenceOf(options.output);
+    std::string name = hasNumber ? options.output : SequenceOf(options.output);
     std::error_code unknown;
     if (const std::string first = FirstOf(name); !options.overwrite && std::filesystem::exists(first, unknown))
         throw HostError(kExitOutput, Format("can't write %s: it exists (-y overwrites it)", first.c_str()));

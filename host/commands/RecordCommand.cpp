@@ -7,7 +7,9 @@
 #include "host/commands/EncodeArguments.h"
 #include "host/commands/EncodeVerdict.h"
 #include "host/commands/JobGuard.h"
+#include "host/commands/OutputName.h"
 #include "host/commands/PresetFile.h"
+#include "host/commands/QualityCheck.h"
 #include "host/commands/Recording.h"
 #include "host/job/PlanReport.h"
 #include "host/job/Plugins.h"
@@ -124,7 +126,10 @@ int RunJob(const Task& task)
 int RunRecord(const EncodeOptions& options, const Catalogue& catalogue, Report& report, Messages& messages)
 {
     const Choice choice = catalogue.Choose(options);
-    OutputFile output(options.output);
+    CheckQuality(options, choice);
+    if (options.passes > 1)
+        throw HostError(kExitUsage, "--passes: a live source can be read only once");
+    OutputFile output(OutputNameOf(options, choice));
     output.CheckWritable({options.input, options.audioInput}, options.overwrite,
                          options.input != "-" && !options.neverOverwrite);
     const LiveInputs inputs = OpenLiveInputs(options, choice, messages);
