@@ -109,7 +109,7 @@ void PictureScaler::Convolve(const uint8_t* const* planes, const int* pitches)
         for (int y = 0; y < bitmap.height; ++y) {
             const uint8_t* const in = planes[plane] + static_cast<ptrdiff_t>(y) * pitches[plane];
             unsigned char* const out = bitmap.MemoryRow(bitmap.height - 1 - y) + (plane == 2);
-            for (int x = 0; x < bitmap.width; ++x)
+            for (ptrdiff_t x = 0; x < bitmap.width; ++x)
                 out[4 * x] = in[x];
         }
     }
@@ -122,7 +122,7 @@ void PictureScaler::Convolve(const uint8_t* const* planes, const int* pitches)
         for (int y = 0; y < bitmap.height; ++y) {
             const unsigned char* const in = bitmap.MemoryRow(bitmap.height - 1 - y) + (plane == 2);
             uint8_t* const out = m_scaled->data[plane] + static_cast<ptrdiff_t>(y) * m_scaled->linesize[plane];
-            for (int x = 0; x < bitmap.width; ++x)
+            for (ptrdiff_t x = 0; x < bitmap.width; ++x)
                 out[x] = in[4 * x];
         }
     }
