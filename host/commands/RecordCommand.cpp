@@ -125,6 +125,8 @@ int RunJob(const Task& task)
 
 int RunRecord(const EncodeOptions& options, const Catalogue& catalogue, Report& report, Messages& messages)
 {
+    if (options.passes > 1)
+        throw HostError(kExitUsage, Format("--passes: %s can be read only once", ShownName(options.input).c_str()));
     const Choice choice = catalogue.Choose(options);
     CheckQuality(options, choice);
     if (options.passes > 1)
