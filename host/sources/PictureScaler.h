@@ -15,7 +15,7 @@ namespace host
 struct PictureScaling {
     Scaling method; // kSmooth or kCubic
     PictureSize whole;
-    int x, y;       // of the area that is taken, in pixels; even
+    int x, y; // of the area that is taken, in pixels; even
     PictureSize from;
     PictureSize to;
 };
