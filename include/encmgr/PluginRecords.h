@@ -250,9 +250,9 @@ typedef struct ENCODER_MODE {
  *   cover     a picture that stands for the file: its kind ("mjpeg" or "png"), a comma, its bytes in base64. */
 #define FFF_METADATA 2u
 
-/* FILEFORMAT_ITEM.dwFlags, read by hosts alone: each picture is a file of its own. The file name, behind the last "/" of
- * the path, has the place of a number that counts from 1, as in "out-%05d.png". A name without one is that of a single
- * picture, and further ones are refused. */
+/* FILEFORMAT_ITEM.dwFlags, read by hosts alone: each picture is a file of its own. The file name, behind the last "/"
+ * of the path, has the place of a number that counts from 1, as in "out-%05d.png". A name without one is that of a
+ * single picture, and further ones are refused. */
 #define FFF_SEQUENCE 4u
 
 /* One file format. GetFileFormats returns an array of these that ends with dwFourCC 0.
