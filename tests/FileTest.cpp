@@ -193,7 +193,7 @@ TEST_F(FileTest, OptionsReachTheEncoderOrTheFormat)
     const JobParam mp4 = JobParam("MP4 ").Video("H264", 160, 96), aac = JobParam("M4A ").Audio("AAC ", 44100, 2);
     const std::string usual = make(mp4, nullptr);
     EXPECT_LT(usual.find("moov"), usual.find("mdat"));
-    const JobParam mpeg4 = JobParam("MKV ").Video("MP4V", 160, 96); // x264 isn't the same to the bit at such sizes
+    const JobParam mpeg4 = JobParam("AVI ").Video("MP4V", 160, 96); // x264 isn't the same to the bit at such sizes
     EXPECT_EQ(make(mpeg4, ""), make(mpeg4, nullptr));
     EXPECT_LT(make(mp4, "crf=45").size(), usual.size());
     EXPECT_LT(make(mp4, "b=5000").size(), usual.size()); // in the place of the usual quality
