@@ -1,9 +1,7 @@
 #include "plugins/av/Tables.h"
 
 #include "plugins/av/Hardware.h"
-#include "plugins/av/Slots.h"
 #include "plugins/support/FrameRate.h"
-#include "plugins/support/Text.h"
 
 #include <algorithm>
 #include <array>
@@ -267,15 +265,6 @@ const char* ListOf(const ContainerEntry& container, int type)
     return type == kVideo ? container.video : container.audio;
 }
 
-template <class Item, class Entry> Item ItemOf(const Entry& entry)
-{
-    Item item{};
-    item.dwFourCC = entry.fourCC;
-    SetText(item.szName, entry.name);
-    SetText(item.szDescription, entry.description);
-    return item;
-}
-
 bool IsPresent(const EncoderEntry& entry)
 {
     static const auto present = [] {
@@ -286,65 +275,6 @@ bool IsPresent(const EncoderEntry& entry)
     }();
     return present[static_cast<size_t>(&entry - s_encoders)];
 }
-
-std::vector<ENCODER_ITEM> BuildEncoderItems()
-{
-    std::vector<ENCODER_ITEM> items;
-    for (const EncoderEntry& entry : s_encoders) {
-        if (FindEncoder(entry.fourCC, entry.type) != &entry)
-            continue;
-        ENCODER_ITEM& item = items.emplace_back(ItemOf<ENCODER_ITEM>(entry));
-        item.nType = entry.type;
-        entry.type == kVideo ? FillVideoSlots(item) : FillAudioSlots(item);
-    }
-    items.emplace_back();
-    return items;
-}
-
-std::vector<ENCODER_MODE> BuildModes(const ContainerEntry& container, int type)
-{
-    std::vector<ENCODER_MODE> modes;
-    for (const char* list = ListOf(container, type); *list;) {
-        const KXDWORD fourCC = TakeFourCC(list);
-        if (FindEncoder(fourCC, type))
-            modes.push_back({fourCC, 0});
-    }
-    for (const EncoderEntry& entry : s_encoders)
-        if (entry.like && entry.type == type && IsPresent(entry) && Holds(container, entry))
-            modes.push_back({entry.fourCC, 0});
-    if (!modes.empty())
-        modes.push_back({0, 0});
-    return modes;
-}
-
-const ENCODER_MODE* ListOrNull(const std::vector<ENCODER_MODE>& modes)
-{
-    return modes.empty() ? nullptr : modes.data();
-}
-
-struct Formats {
-    std::vector<ENCODER_MODE> videoModes[std::size(s_containers)];
-    std::vector<ENCODER_MODE> audioModes[std::size(s_containers)];
-    std::vector<FILEFORMAT_ITEM> items;
-
-    Formats()
-    {
-        for (size_t i = 0; i < std::size(s_containers); ++i) {
-            const ContainerEntry& container = s_containers[i];
-            if (!MuxerOf(container))
-                continue;
-            videoModes[i] = BuildModes(container, kVideo);
-            audioModes[i] = BuildModes(container, kAudio);
-            FILEFORMAT_ITEM& item = items.emplace_back(ItemOf<FILEFORMAT_ITEM>(container));
-            SetText(item.szShortName, container.shortName);
-            item.pVideoModes = ListOrNull(videoModes[i]);
-            item.pAudioModes = ListOrNull(audioModes[i]);
-            item.dwFlags = container.Has(kPictureFiles) ? FFF_SEQUENCE : 0;
-            FillFormatSlots(item);
-        }
-        items.emplace_back();
-    }
-};
 
 } // namespace
 
@@ -386,14 +316,26 @@ bool Holds(const ContainerEntry& container, const EncoderEntry& entry)
     return false;
 }
 
-const ENCODER_ITEM* EncoderItems()
+std::span<const EncoderEntry> EncoderTable()
 {
-    static const std::vector<ENCODER_ITEM> items = BuildEncoderItems();
-    return items.data();
+    return s_encoders;
 }
 
-const FILEFORMAT_ITEM* FormatItems()
+std::span<const ContainerEntry> ContainerTable()
 {
-    static const Formats formats;
-    return formats.items.data();
+    return s_containers;
+}
+
+std::vector<KXDWORD> EncodersOf(const ContainerEntry& container, int type)
+{
+    std::vector<KXDWORD> fourCCs;
+    for (const char* list = ListOf(container, type); *list;) {
+        const KXDWORD fourCC = TakeFourCC(list);
+        if (FindEncoder(fourCC, type))
+            fourCCs.push_back(fourCC);
+    }
+    for (const EncoderEntry& entry : s_encoders)
+        if (entry.like && entry.type == type && IsPresent(entry) && Holds(container, entry))
+            fourCCs.push_back(entry.fourCC);
+    return fourCCs;
 }

@@ -6,6 +6,9 @@
 #include "plugins/av/Av.h"
 #include "plugins/av/Devices.h"
 
+#include <span>
+#include <vector>
+
 struct VideoLimits {
     bool evenSize; // takes no odd widths and heights
     int maxSide;
@@ -139,8 +142,11 @@ const AVOutputFormat* MuxerOf(const ContainerEntry& entry);
 // Whether the file format takes what the encoder makes.
 bool Holds(const ContainerEntry& container, const EncoderEntry& entry);
 
-// The plug-in's records, built from the lines that are present. They stay in place.
-const ENCODER_ITEM* EncoderItems();
-const FILEFORMAT_ITEM* FormatItems();
+// All lines, whether they are present or not.
+std::span<const EncoderEntry> EncoderTable();
+std::span<const ContainerEntry> ContainerTable();
+
+// The encoders that are present and whose packets the file format takes: the default first, those on devices last.
+std::vector<KXDWORD> EncodersOf(const ContainerEntry& container, int type);
 
 #endif // ENCMGR_PLUGINS_AV_TABLES_H
