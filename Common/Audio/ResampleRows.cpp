@@ -36,7 +36,7 @@ void ResampleStereo(const ResampleBlock& block, int first)
         }
     }
     if (block.end > block.begin && block.end == block.nOut / 2 && block.n >= 2)
-        std::copy_n(block.work + block.n - 2, 2, block.out + 2 * (block.end - 1 - block.begin));
+        std::copy_n(block.work + block.n - 2, 2, block.out + 2 * (ptrdiff_t{block.end} - 1 - block.begin));
 }
 
 void MonoToStereo(const int16_t* src, int16_t* dst, int count)

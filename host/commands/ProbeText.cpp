@@ -42,7 +42,8 @@ std::string Joined(std::initializer_list<std::string> parts)
 std::string TimeText(Nanoseconds time)
 {
     const Nanoseconds ms = (std::llabs(time) + 500'000) / 1'000'000;
-    return Format("%s%s.%03d", time < 0 ? "-" : "", ClockText(static_cast<double>(ms / 1000)).c_str(),
+    const Nanoseconds seconds = ms / 1000;
+    return Format("%s%s.%03d", time < 0 ? "-" : "", ClockText(static_cast<double>(seconds)).c_str(),
                   static_cast<int>(ms % 1000));
 }
 
