@@ -219,7 +219,7 @@ TEST_F(FrontDoorTest, NothingLeavesAJobWhoseMemoryRunsOut)
         EXPECT_EQ(liveAllocations, live) << n;
     }
     EXPECT_GT(n, 10);
-    EXPECT_GT(refused, 3);
+    EXPECT_GE(refused, 3);
 }
 
 // Also what a scan has found so far goes.

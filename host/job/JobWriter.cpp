@@ -87,18 +87,18 @@ Streams JobWriter::Made() const
     return {m_plan.hasVideo && !m_file.m_EncParam.bVideoDisabled, m_plan.hasAudio && !m_file.m_EncParam.bAudioDisabled};
 }
 
-int JobWriter::WritePicture(const AVFrame& given, Nanoseconds time, Nanoseconds duration)
+int JobWriter::WritePicture(const AVFrame& picture, Nanoseconds time, Nanoseconds duration)
 {
-    const AVFrame& picture = m_scaler ? m_scaler->Scale(given) : given;
+    const AVFrame& scaled = m_scaler ? m_scaler->Scale(picture) : picture;
     MEDIA_FRAME frame = EmptyFrame();
-    frame.video.pY = picture.data[0];
-    frame.video.pU = picture.data[1];
-    frame.video.pV = picture.data[2];
-    frame.video.nWidth = picture.width;
-    frame.video.nHeight = picture.height;
-    frame.video.nPitchY = picture.linesize[0];
-    frame.video.nPitchU = picture.linesize[1];
-    frame.video.nPitchV = picture.linesize[2];
+    frame.video.pY = scaled.data[0];
+    frame.video.pU = scaled.data[1];
+    frame.video.pV = scaled.data[2];
+    frame.video.nWidth = scaled.width;
+    frame.video.nHeight = scaled.height;
+    frame.video.nPitchY = scaled.linesize[0];
+    frame.video.nPitchU = scaled.linesize[1];
+    frame.video.nPitchV = scaled.linesize[2];
     frame.llTimeStamp = Ticks(time);
     frame.llStreamTime = frame.llTimeStamp;
     frame.nDuration = DurationTicks(duration);
