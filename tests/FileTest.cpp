@@ -58,8 +58,10 @@ using FileTest = FileJobTest;
 TEST_F(FileTest, TheirFormatsAreInTheCatalogue)
 {
     const std::string catalogue = Catalogue();
-    for (const char* line : {"MP4 : H264 HEVC MP4V VP9  AV1  AAC  MP3  OPUS FLAC\n", "WEBM: VP9  VP8  AV1  OPUS VORB\n",
-                             "OGG : VP8  VORB OPUS FLAC\n", "FLAC: FLAC\n", "GIF : GIF \n", "JPG : MJPG\n"})
+    // Between the two halves of a line stand the machine's own encoders.
+    for (const char* line :
+         {"MP4 : H264 HEVC MP4V VP9  AV1 ", " AAC  MP3  OPUS FLAC\n", "WEBM: VP9  VP8  AV1 ", " OPUS VORB\n",
+          "OGG : VP8  VORB OPUS FLAC\n", "FLAC: FLAC\n", "GIF : GIF \n", "JPG : MJPG\n"})
         EXPECT_NE(catalogue.find(line), std::string::npos) << line << catalogue;
 }
 

@@ -1,4 +1,5 @@
-// What the project's own plug-ins share, and the WAV header, by tables.
+// What the project's own plug-ins share, the WAV header, and the search for devices, by tables.
+#include "plugins/av/Devices.h"
 #include "plugins/raw/WavHeader.h"
 #include "plugins/support/FrameRate.h"
 #include "plugins/support/Frames.h"
@@ -8,9 +9,13 @@
 #include "tests/Pictures.h"
 
 #include <cmath>
+#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <gtest/gtest.h>
 #include <limits>
+#include <sys/stat.h>
+#include <unistd.h>
 
 TEST(FrameRate, IsTheRatioThatItStandsFor)
 {
@@ -140,6 +145,47 @@ TEST(OptionText, TakesKeysAndValuesApart)
     EXPECT_EQ(read("a=1:b=:a\\==c=d\\:e'\\\\:f=\\"), "[a][1][b][][a=][c=d:e'\\][f][\\]");
     for (const char* text : {"a", "=1", ":", "a=1:", ":a=1", "a=1::b=2", "a=1:b"})
         EXPECT_EQ(read(text), "[refused][]") << text;
+}
+
+// A link to the device that swallows all stands for a driver's; one of Video4Linux must also answer.
+TEST(Devices, AreTheDeviceFilesThatTheirDriversMake)
+{
+    namespace fs = std::filesystem;
+    const fs::path folder = fs::temp_directory_path() / ("encmgr-devices-" + std::to_string(getpid()));
+    const struct {
+        const char* file;
+        Device device;
+        bool isDriver;
+    } cases[] = {
+        {"nvidiactl", Device::kNvenc, true},   {"nvidia0", Device::kNvenc, true},
+        {"nvidia", Device::kNvenc, false},     {"dri/renderD129", Device::kVaapi, true},
+        {"dri/card0", Device::kVaapi, false},  {"dri/renderD128", Device::kQuickSync, true},
+        {"renderD128", Device::kVaapi, false}, {"video0", Device::kV4l2, false},
+        {"nvidia0", Device::kV4l2, false},
+    };
+    for (const auto& [file, device, isDriver] : cases) {
+        SCOPED_TRACE(file);
+        const fs::path path = folder / file;
+        EXPECT_FALSE(HasDevice(device, folder.string())); // there is no folder yet
+        fs::create_directories(path.parent_path());
+        EXPECT_FALSE(HasDevice(device, folder.string()));
+        std::ofstream(path) << "a file";
+        EXPECT_FALSE(HasDevice(device, folder.string()));
+        fs::remove(path);
+        ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+        EXPECT_FALSE(HasDevice(device, folder.string()));
+        fs::remove(path);
+        fs::create_symlink("/dev/null", path);
+        EXPECT_EQ(HasDevice(device, folder.string()), isDriver);
+        EXPECT_TRUE(HasDevice(Device::kNone, folder.string()));
+        fs::remove_all(folder);
+    }
+    fs::create_directories(folder / "dri");
+    for (const char* node : {"renderD130", "renderD128"})
+        fs::create_symlink("/dev/null", folder / "dri" / node);
+    const std::vector<std::string> nodes = {folder / "dri/renderD128", folder / "dri/renderD130"};
+    EXPECT_EQ(RenderNodes(folder.string()), nodes);
+    fs::remove_all(folder);
 }
 
 TEST(WavHeader, HoldsEverySize)

@@ -57,7 +57,8 @@ std::string WithoutAddress(std::string text)
 
 void MediaSink(void* context, int level, const char* format, va_list args)
 {
-    if (!s_messages || level > s_messages->MostMediaLevel())
+    // libav's own level is lowered where what may be missing is only looked for.
+    if (!s_messages || level > s_messages->MostMediaLevel() || av_log_get_level() == AV_LOG_QUIET)
         return;
     const ErrnoKept kept;
     char text[1024];

@@ -21,6 +21,7 @@ struct AvFree {
     void operator()(AVPacket* packet) const { av_packet_free(&packet); }
     void operator()(SwrContext* context) const { swr_free(&context); }
     void operator()(SwsContext* context) const { sws_freeContext(context); }
+    void operator()(AVBufferRef* buffer) const { av_buffer_unref(&buffer); }
     void operator()(AVFormatContext* context) const
     {
         avio_closep(&context->pb);
@@ -28,6 +29,7 @@ struct AvFree {
     }
 };
 
+using BufferPtr = std::unique_ptr<AVBufferRef, AvFree>;
 using CodecContextPtr = std::unique_ptr<AVCodecContext, AvFree>;
 using FramePtr = std::unique_ptr<AVFrame, AvFree>;
 using PacketPtr = std::unique_ptr<AVPacket, AvFree>;

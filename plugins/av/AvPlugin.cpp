@@ -2,7 +2,7 @@
 
 #include "encmgr/Export.h"
 #include "plugins/av/OptionTable.h"
-#include "plugins/av/Tables.h"
+#include "plugins/av/Records.h"
 
 extern "C" {
 

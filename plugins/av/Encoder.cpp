@@ -2,6 +2,7 @@
 
 #include "log/Log.h"
 #include "plugins/av/CommonKeys.h"
+#include "plugins/av/Surfaces.h"
 
 #include <map>
 #include <mutex>
@@ -52,6 +53,8 @@ int Encoder::TryOpen(const std::vector<Option>& usual, int logLevelOffset)
         result = SetKnown(*m_context, m_options);
     if (result >= 0)
         result = m_statistics.Prepare(*m_context);
+    if (result >= 0 && m_entry.device == Device::kVaapi)
+        result = AttachSurfaces(*m_context);
     if (result >= 0)
         result = avcodec_open2(m_context.get(), codec, nullptr);
     m_context->log_level_offset = kQuieter;

@@ -58,6 +58,7 @@ private:
     unsigned int m_pictures = 0;
     int64_t m_audioEnd = 0;         // in the encoder's time base
     bool m_isSinglePicture = false; // the path has no place for a number
+    bool m_hasHeader = true;        // of the video's encoder
     bool m_complete = true;
     int m_failure = 0; // libav's first error
 };
@@ -137,6 +138,7 @@ bool Muxer::AddStream(const EncodeParam* pJob, int type)
     stream->avg_frame_rate = context.framerate;
     stream->sample_aspect_ratio = context.sample_aspect_ratio;
     m_streams[type] = {stream, context.time_base};
+    m_hasHeader = m_hasHeader && encoder->Entry().HasHeader();
     return SetOptions(*encoder, *stream);
 }
 
@@ -153,6 +155,8 @@ int Muxer::SetOption(const Option& option)
         return ::SetOption(*m_format, option);
     if (option.value == "1")
         SetAll(m_container.fragmented);
+    if (option.value == "1" && !m_hasHeader)
+        SetAll("movflags=+delay_moov");
     return option.value == "0" || option.value == "1" ? 0 : AVERROR(EINVAL);
 }
 

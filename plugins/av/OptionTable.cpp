@@ -126,7 +126,7 @@ void OptionTable::AddPasses()
 void OptionTable::AddKey(const char* key)
 {
     const AVOption* const option = av_opt_find(m_context.get(), key, nullptr, 0, AV_OPT_SEARCH_CHILDREN);
-    const bool takesBits = std::strcmp(key, "b") != 0 || m_entry.quality.options ||
+    const bool takesBits = std::strcmp(key, "b") != 0 || m_entry.TakesBitRate() ||
                            (m_entry.type == ENCODER_TYPE_AUDIO && m_entry.audio.channelBitRate != kNoBitRate);
     if (option && takesBits && Knows(*m_context, key))
         Add(*option);
@@ -173,7 +173,7 @@ void OptionTable::Add(const AVOption& option)
     }
     const bool isNumber = kind == KX_OPTION_INTEGER || kind == KX_OPTION_NUMBER;
     // Without a bit rate a video encoder goes by its quality.
-    const bool isUnset = std::strcmp(option.name, "b") == 0 && (m_entry.quality.options || m_context->bit_rate == 0);
+    const bool isUnset = std::strcmp(option.name, "b") == 0 && (m_entry.TakesBitRate() || m_context->bit_rate == 0);
     Add(option.name, option.help, isUnset ? "" : DefaultOf(option), WordsOf(option), kind, isNumber ? option.min : 0,
         isNumber ? option.max : 0);
 }

@@ -29,27 +29,27 @@ std::array<int, 4> FieldStrides(const AVFrame& frame, int fields)
 
 } // namespace
 
-int PictureConverter::Open(const EncodeParamVideo& video, const AVCodecContext& encoder)
+int PictureConverter::Open(const EncodeParamVideo& video, const AVFrame& output)
 {
     const bool isFull = KX_COLOUR_RANGE(video.dwColour) == KX_RANGE_FULL;
-    const bool takesFull = encoder.color_range == AVCOL_RANGE_JPEG;
-    if (encoder.pix_fmt == AV_PIX_FMT_YUV420P && isFull == takesFull)
+    const bool takesFull = output.color_range == AVCOL_RANGE_JPEG;
+    if (output.format == AV_PIX_FMT_YUV420P && isFull == takesFull)
         return 0;
     // A height of 4 n has fields of the same height with whole rows of chroma.
     const bool isInterlaced = video.nFieldOrder == KX_FIELDS_TOP_FIRST || video.nFieldOrder == KX_FIELDS_BOTTOM_FIRST;
-    m_fields = isInterlaced && encoder.height % 4 == 0 ? 2 : 1;
-    const int height = encoder.height / m_fields;
+    m_fields = isInterlaced && output.height % 4 == 0 ? 2 : 1;
+    const int height = output.height / m_fields;
     m_context.reset(sws_alloc_context());
     if (!m_context)
         return AVERROR(ENOMEM);
     const std::pair<const char*, int> settings[] = {
-        {"srcw", encoder.width},
+        {"srcw", output.width},
         {"srch", height},
         {"src_format", AV_PIX_FMT_YUV420P},
         {"src_range", isFull},
-        {"dstw", encoder.width},
+        {"dstw", output.width},
         {"dsth", height},
-        {"dst_format", encoder.pix_fmt},
+        {"dst_format", output.format},
         {"dst_range", takesFull},
         {"sws_flags", SWS_BICUBIC | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT | SWS_BITEXACT},
     };
@@ -65,8 +65,8 @@ int PictureConverter::Open(const EncodeParamVideo& video, const AVCodecContext& 
     if (!m_input)
         return AVERROR(ENOMEM);
     m_input->format = AV_PIX_FMT_YUV420P;
-    m_input->width = encoder.width;
-    m_input->height = encoder.height;
+    m_input->width = output.width;
+    m_input->height = output.height;
     return av_frame_get_buffer(m_input.get(), 0);
 }
 

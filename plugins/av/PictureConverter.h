@@ -8,9 +8,9 @@
 class PictureConverter
 {
 public:
-    // For pictures of 4:2:0 and 8 bits that are what the job says, and an encoder that is open. Negative, an error of
-    // libav, if there is no such conversion.
-    int Open(const EncodeParamVideo& video, const AVCodecContext& encoder);
+    // For pictures of 4:2:0 and 8 bits that are what the job says, to become such as the output: its size, pixel
+    // format and range. Negative, an error of libav, if there is no such conversion.
+    int Open(const EncodeParamVideo& video, const AVFrame& output);
 
     // Whether the encoder takes other pictures than the library's.
     bool IsNeeded() const { return m_context != nullptr; }

@@ -1,10 +1,10 @@
 #include "plugins/av/Tables.h"
 
-#include "plugins/av/Slots.h"
+#include "plugins/av/Hardware.h"
 #include "plugins/support/FrameRate.h"
-#include "plugins/support/Text.h"
 
 #include <algorithm>
+#include <array>
 #include <iterator>
 #include <vector>
 
@@ -30,6 +30,52 @@ constexpr EncoderEntry Audio(const char (&fourCC)[5], const wchar_t* name, const
                              const char* codec, const char* generic, AudioLimits limits)
 {
     return {FourCC(fourCC), name, description, kAudio, codec, "", {.generic = generic}, {}, 0, {}, limits};
+}
+
+// What encoders on one kind of device have in common.
+struct DeviceTraits {
+    Device device;
+    const char* generic;
+    AVPixelFormat pixelFormat;
+    unsigned states;
+};
+constexpr DeviceTraits s_nvenc = {Device::kNvenc, "g bf refs qmin qmax maxrate bufsize", AV_PIX_FMT_YUV420P,
+                                  kRange | kColour};
+constexpr DeviceTraits s_quickSync = {Device::kQuickSync, "g bf refs maxrate bufsize", AV_PIX_FMT_NV12,
+                                      kRange | kColour};
+constexpr DeviceTraits s_vaapi = {Device::kVaapi, "g bf refs qmin qmax maxrate bufsize compression_level",
+                                  AV_PIX_FMT_NV12, kRange | kColour};
+constexpr DeviceTraits s_v4l2 = {Device::kV4l2, "g", AV_PIX_FMT_YUV420P, 0};
+
+// like: the FourCC of the encoder for the same pictures on the processor. What a device can't do beyond maxSide shows
+// when it is opened.
+constexpr EncoderEntry Hardware(const char (&fourCC)[5], const char (&like)[5], const wchar_t* name,
+                                const wchar_t* description, const char* codec, const DeviceTraits& traits,
+                                QualityScale quality, int maxSide)
+{
+    const VideoLimits limits = {.evenSize = true,
+                                .maxSide = maxSide,
+                                .maxRateTerm = kMaxRateTerm,
+                                .tinySide = 0,
+                                .pixelFormat = traits.pixelFormat};
+    const unsigned states = traits.states | (FourCC(like) == FourCC("H264") ? kProgressive : 0);
+    EncoderEntry entry =
+        Video(fourCC, name, description, codec, "", {.generic = traits.generic}, quality, states, limits);
+    entry.device = traits.device;
+    entry.like = FourCC(like);
+    return entry;
+}
+
+// NVENC takes a quality to go for where there is no bit rate. Of the others' one value the driver makes a quality or,
+// where it has no such mode, a quantiser.
+constexpr QualityScale NvencQuality(int usual)
+{
+    return {.options = "rc=vbr:b=0:cq=%", .least = 1, .most = 51, .usual = usual};
+}
+
+constexpr QualityScale DeviceQuality(int usual)
+{
+    return {.options = "global_quality=%", .least = 1, .most = 51, .usual = usual};
 }
 
 // From libvpx's slowest to its fastest that still look well; the step behind each is about twice as fast.
@@ -136,6 +182,28 @@ constexpr EncoderEntry s_encoders[] = {
           {.generic = "compression_level"}, {}, kRange | kColour,
           {.evenSize = false, .maxSide = 16384, .maxRateTerm = 65535, .tinySide = 0, .pixelFormat = AV_PIX_FMT_RGB24}),
 
+    Hardware("H4NV", "H264", L"H.264 by NVENC", L"H.264 (AVC) on an NVIDIA card", "h264_nvenc", s_nvenc,
+             NvencQuality(23), 4096),
+    Hardware("H5NV", "HEVC", L"HEVC by NVENC", L"H.265 (HEVC) on an NVIDIA card", "hevc_nvenc", s_nvenc,
+             NvencQuality(26), 8192),
+    Hardware("A1NV", "AV1 ", L"AV1 by NVENC", L"AV1 on an NVIDIA card", "av1_nvenc", s_nvenc, NvencQuality(30), 8192),
+    Hardware("H4QS", "H264", L"H.264 by Quick Sync", L"H.264 (AVC) on Intel graphics", "h264_qsv", s_quickSync,
+             DeviceQuality(23), 4096),
+    Hardware("H5QS", "HEVC", L"HEVC by Quick Sync", L"H.265 (HEVC) on Intel graphics", "hevc_qsv", s_quickSync,
+             DeviceQuality(26), 8192),
+    Hardware("A1QS", "AV1 ", L"AV1 by Quick Sync", L"AV1 on Intel graphics", "av1_qsv", s_quickSync, DeviceQuality(30),
+             8192),
+    Hardware("H4VA", "H264", L"H.264 by VA-API", L"H.264 (AVC) on the graphics device", "h264_vaapi", s_vaapi,
+             DeviceQuality(23), 4096),
+    Hardware("H5VA", "HEVC", L"HEVC by VA-API", L"H.265 (HEVC) on the graphics device", "hevc_vaapi", s_vaapi,
+             DeviceQuality(26), 8192),
+    Hardware("A1VA", "AV1 ", L"AV1 by VA-API", L"AV1 on the graphics device", "av1_vaapi", s_vaapi,
+             {.options = "rc_mode=CQP:global_quality=%", .least = 1, .most = 63, .usual = 30, .factor = 4}, 8192),
+    Hardware("H4VL", "H264", L"H.264 by V4L2", L"H.264 (AVC) on a device of Video4Linux", "h264_v4l2m2m", s_v4l2,
+             {.needsBitRate = true}, 4096),
+    Hardware("H5VL", "HEVC", L"HEVC by V4L2", L"H.265 (HEVC) on a device of Video4Linux", "hevc_v4l2m2m", s_v4l2,
+             {.needsBitRate = true}, 8192),
+
     Audio("AAC ", L"AAC", L"AAC, low complexity", "aac", "cutoff",
           {.maxSampleRate = 96000, .maxChannels = 8, .channelBitRate = 64000}),
     Audio("MP3 ", L"MP3", L"MP3 by LAME", "libmp3lame", "compression_level cutoff",
@@ -158,14 +226,15 @@ constexpr char s_fragments[] = "movflags=+frag_keyframe+empty_moov+default_base_
 // The order is the one of the host's menus.
 constexpr ContainerEntry s_containers[] = {
     {FourCC("MP4 "), L"MP4", L"MP4", L"For playback nearly everywhere", "mp4", "H264 HEVC MP4V VP9  AV1 ",
-     "AAC  MP3  OPUS FLAC", kMarksLeadIn | kTagsHvc1, kRangeOfColour | kColour | kFields | kRotation, s_indexInFront,
-     s_fragments},
+     "AAC  MP3  OPUS FLAC", kMarksLeadIn | kTagsHvc1, kRangeOfColour | kColour | kFields | kProgressive | kRotation,
+     s_indexInFront, s_fragments},
     {FourCC("MKV "), L"Matroska", L"Matroska", L"For every codec, and for archives", "matroska",
-     "H264 HEVC MP4V VP8  VP9  AV1  MJPG APCN FFV1", "AAC  MP3  OPUS VORB FLAC PCMS", 0, kRange | kColour | kFields},
+     "H264 HEVC MP4V VP8  VP9  AV1  MJPG APCN FFV1", "AAC  MP3  OPUS VORB FLAC PCMS", kHeaderFirst,
+     kRange | kColour | kFields},
     {FourCC("AVI "), L"AVI", L"AVI", L"For older editing and playback programs", "avi", "H264 MP4V MJPG FFV1",
      "AAC  MP3  FLAC PCMS", kSequenceOnly, 0},
     {FourCC("MOV "), L"MOV", L"QuickTime", L"For editing programs", "mov", "H264 HEVC MP4V MJPG APCN", "AAC  MP3  PCMS",
-     kMarksLeadIn | kTagsHvc1, kColour | kFields | kRotation, s_indexInFront, s_fragments},
+     kMarksLeadIn | kTagsHvc1, kColour | kFields | kProgressive | kRotation, s_indexInFront, s_fragments},
     {FourCC("WEBM"), L"WebM", L"WebM", L"For web pages", "webm", "VP9  VP8  AV1 ", "OPUS VORB", 0, kRange | kColour},
     {FourCC("TS  "), L"MPEG-TS", L"MPEG transport stream", L"For broadcast, and for streams cut into pieces", "mpegts",
      "H264 HEVC MP4V", "AAC  MP3  OPUS", 0, 0},
@@ -196,77 +265,23 @@ const char* ListOf(const ContainerEntry& container, int type)
     return type == kVideo ? container.video : container.audio;
 }
 
-template <class Item, class Entry> Item ItemOf(const Entry& entry)
+bool IsPresent(const EncoderEntry& entry)
 {
-    Item item{};
-    item.dwFourCC = entry.fourCC;
-    SetText(item.szName, entry.name);
-    SetText(item.szDescription, entry.description);
-    return item;
+    static const auto present = [] {
+        std::array<bool, std::size(s_encoders)> all{};
+        std::transform(std::begin(s_encoders), std::end(s_encoders), all.begin(),
+                       [](const EncoderEntry& each) { return CodecOf(each) && WorksHere(each); });
+        return all;
+    }();
+    return present[static_cast<size_t>(&entry - s_encoders)];
 }
-
-std::vector<ENCODER_ITEM> BuildEncoderItems()
-{
-    std::vector<ENCODER_ITEM> items;
-    for (const EncoderEntry& entry : s_encoders) {
-        if (FindEncoder(entry.fourCC, entry.type) != &entry)
-            continue;
-        ENCODER_ITEM& item = items.emplace_back(ItemOf<ENCODER_ITEM>(entry));
-        item.nType = entry.type;
-        entry.type == kVideo ? FillVideoSlots(item) : FillAudioSlots(item);
-    }
-    items.emplace_back();
-    return items;
-}
-
-std::vector<ENCODER_MODE> BuildModes(const ContainerEntry& container, int type)
-{
-    std::vector<ENCODER_MODE> modes;
-    for (const char* list = ListOf(container, type); *list;) {
-        const KXDWORD fourCC = TakeFourCC(list);
-        if (FindEncoder(fourCC, type))
-            modes.push_back({fourCC, 0});
-    }
-    if (!modes.empty())
-        modes.push_back({0, 0});
-    return modes;
-}
-
-const ENCODER_MODE* ListOrNull(const std::vector<ENCODER_MODE>& modes)
-{
-    return modes.empty() ? nullptr : modes.data();
-}
-
-struct Formats {
-    std::vector<ENCODER_MODE> videoModes[std::size(s_containers)];
-    std::vector<ENCODER_MODE> audioModes[std::size(s_containers)];
-    std::vector<FILEFORMAT_ITEM> items;
-
-    Formats()
-    {
-        for (size_t i = 0; i < std::size(s_containers); ++i) {
-            const ContainerEntry& container = s_containers[i];
-            if (!MuxerOf(container))
-                continue;
-            videoModes[i] = BuildModes(container, kVideo);
-            audioModes[i] = BuildModes(container, kAudio);
-            FILEFORMAT_ITEM& item = items.emplace_back(ItemOf<FILEFORMAT_ITEM>(container));
-            SetText(item.szShortName, container.shortName);
-            item.pVideoModes = ListOrNull(videoModes[i]);
-            item.pAudioModes = ListOrNull(audioModes[i]);
-            item.dwFlags = container.Has(kPictureFiles) ? FFF_SEQUENCE : 0;
-            FillFormatSlots(item);
-        }
-        items.emplace_back();
-    }
-};
 
 } // namespace
 
 const EncoderEntry* FindEncoder(KXDWORD fourCC, int type)
 {
     const auto found = std::find_if(std::begin(s_encoders), std::end(s_encoders), [&](const EncoderEntry& entry) {
-        return entry.fourCC == fourCC && entry.type == type && CodecOf(entry);
+        return entry.fourCC == fourCC && entry.type == type && IsPresent(entry);
     });
     return found == std::end(s_encoders) ? nullptr : found;
 }
@@ -291,21 +306,36 @@ const AVOutputFormat* MuxerOf(const ContainerEntry& entry)
 
 bool Holds(const ContainerEntry& container, const EncoderEntry& entry)
 {
+    if (container.Has(kHeaderFirst) && !entry.HasHeader())
+        return false;
     for (const char* list = ListOf(container, entry.type); *list;) {
-        if (TakeFourCC(list) == entry.fourCC)
+        const KXDWORD fourCC = TakeFourCC(list);
+        if (fourCC == entry.fourCC || fourCC == entry.like)
             return true;
     }
     return false;
 }
 
-const ENCODER_ITEM* EncoderItems()
+std::span<const EncoderEntry> EncoderTable()
 {
-    static const std::vector<ENCODER_ITEM> items = BuildEncoderItems();
-    return items.data();
+    return s_encoders;
 }
 
-const FILEFORMAT_ITEM* FormatItems()
+std::span<const ContainerEntry> ContainerTable()
 {
-    static const Formats formats;
-    return formats.items.data();
+    return s_containers;
+}
+
+std::vector<KXDWORD> EncodersOf(const ContainerEntry& container, int type)
+{
+    std::vector<KXDWORD> fourCCs;
+    for (const char* list = ListOf(container, type); *list;) {
+        const KXDWORD fourCC = TakeFourCC(list);
+        if (FindEncoder(fourCC, type))
+            fourCCs.push_back(fourCC);
+    }
+    for (const EncoderEntry& entry : s_encoders)
+        if (entry.like && entry.type == type && IsPresent(entry) && Holds(container, entry))
+            fourCCs.push_back(entry.fourCC);
+    return fourCCs;
 }

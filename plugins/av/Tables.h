@@ -4,6 +4,10 @@
 
 #include "encmgr/PluginRecords.h"
 #include "plugins/av/Av.h"
+#include "plugins/av/Devices.h"
+
+#include <span>
+#include <vector>
 
 struct VideoLimits {
     bool evenSize; // takes no odd widths and heights
@@ -33,6 +37,9 @@ struct QualityScale {
     int least = 0, most = 0;
     int usual = 0;  // where the job gives neither a bit rate nor a measure of its own
     int factor = 1; // of the value in the options
+    // Of an encoder without: it takes a bit rate all the same, and where the job gives none, one by the size of the
+    // pictures.
+    bool needsBitRate = false;
 };
 
 // The common key "preset" where libavcodec has no option of this name for the encoder: a word and what it stands for.
@@ -63,8 +70,10 @@ constexpr unsigned kColour = 2; // matrix, primaries and transfer
 constexpr unsigned kFields = 4; // of an encoder: it encodes the two fields of a picture apart
 constexpr unsigned kRotation = 8;
 constexpr unsigned kRangeOfColour = 16; // the range together with kColour, but not alone
+constexpr unsigned kProgressive = 32;   // of an encoder: that there are no fields; of a format: that this counts first
 
-// One encoder. Two lines may share a FourCC: the first whose encoder libavcodec has is taken.
+// One encoder. Two lines may share a FourCC: the first whose encoder is present is taken. It is if libavcodec has it
+// and, where it is one on a device, it has worked when it was first asked for.
 struct EncoderEntry {
     KXDWORD fourCC;
     const wchar_t* name;
@@ -73,10 +82,17 @@ struct EncoderEntry {
     const char* codec;   // its name in libavcodec
     const char* options; // of libavcodec, always set
     EncoderKeys keys;
-    QualityScale quality; // video; an encoder without one takes no bit rate either
+    QualityScale quality; // video; most encoders without one take no bit rate either
     unsigned states;      // video
     VideoLimits video;
     AudioLimits audio;
+    Device device = Device::kNone;
+    KXDWORD like = 0; // of an encoder on a device: the one whose formats hold its packets, too
+
+    bool TakesBitRate() const { return quality.options || quality.needsBitRate; }
+
+    // Whether it tells what players need in front of all packets, and not in the first of them.
+    bool HasHeader() const { return device != Device::kV4l2; }
 };
 
 // Traits of file formats.
@@ -90,10 +106,13 @@ struct EncoderEntry {
 // kTagsHvc1: HEVC goes by the name hvc1, without which some players don't show it.
 //
 // kPictureFiles: each picture is a file of its own.
+//
+// kHeaderFirst: what players need of an encoder is written before there is a packet.
 constexpr unsigned kSequenceOnly = 1;
 constexpr unsigned kMarksLeadIn = 2;
 constexpr unsigned kTagsHvc1 = 4;
 constexpr unsigned kPictureFiles = 8;
+constexpr unsigned kHeaderFirst = 16;
 
 // One file format.
 struct ContainerEntry {
@@ -123,8 +142,11 @@ const AVOutputFormat* MuxerOf(const ContainerEntry& entry);
 // Whether the file format takes what the encoder makes.
 bool Holds(const ContainerEntry& container, const EncoderEntry& entry);
 
-// The plug-in's records, built from the lines that are present. They stay in place.
-const ENCODER_ITEM* EncoderItems();
-const FILEFORMAT_ITEM* FormatItems();
+// All lines, whether they are present or not.
+std::span<const EncoderEntry> EncoderTable();
+std::span<const ContainerEntry> ContainerTable();
+
+// The encoders that are present and whose packets the file format takes: the default first, those on devices last.
+std::vector<KXDWORD> EncodersOf(const ContainerEntry& container, int type);
 
 #endif // ENCMGR_PLUGINS_AV_TABLES_H

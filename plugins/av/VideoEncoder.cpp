@@ -3,11 +3,13 @@
 #include "plugins/av/Encoder.h"
 #include "plugins/av/PictureConverter.h"
 #include "plugins/av/Slots.h"
+#include "plugins/av/Surfaces.h"
 #include "plugins/av/VideoSignal.h"
 #include "plugins/support/FrameRate.h"
 #include "plugins/support/Frames.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <memory>
 
@@ -24,14 +26,16 @@ public:
     EncodedPackets& Finish();
 
 private:
-    bool HasBitRate() const { return Job().video.nBitRate > 0 && Entry().quality.options; }
+    bool HasBitRate() const { return Job().video.nBitRate > 0 && Entry().TakesBitRate(); }
     bool HasKey(const char* key) const;
     bool HasOwnQuality() const;
     std::vector<Option> UsualOptions() const;
     void Prepare(AVCodecContext& context) const override;
     bool Fill(const MEDIA_FRAME_VIDEO& picture);
+    bool Send();
 
     FramePtr m_frame;
+    FramePtr m_surface; // null: the encoder takes m_frame itself
     PictureConverter m_converter;
     int64_t m_framesIn = 0; // the count is the clock, so a frame that is refused leaves a gap of its length
     bool m_refusalLogged = false;
@@ -72,14 +76,18 @@ bool VideoEncoder::Open()
     m_frame.reset(av_frame_alloc());
     if (!m_frame)
         return false;
-    m_frame->format = Context().pix_fmt;
+    m_frame->format = PictureFormat(Context());
     m_frame->width = Context().width;
     m_frame->height = Context().height;
     m_frame->quality = Context().global_quality; // encoders with a fixed quantiser take it from the picture
     SetSignal(*m_frame, Job().video, Context());
     int result = av_frame_get_buffer(m_frame.get(), 0);
     if (result >= 0)
-        result = m_converter.Open(Job().video, Context());
+        result = m_converter.Open(Job().video, *m_frame);
+    if (result >= 0 && Context().hw_frames_ctx) {
+        m_surface.reset(av_frame_alloc());
+        result = m_surface ? 0 : AVERROR(ENOMEM);
+    }
     if (result < 0)
         Log(L"has no picture buffer", result);
     return result >= 0;
@@ -97,6 +105,8 @@ void VideoEncoder::Prepare(AVCodecContext& context) const
     SetSignal(context, video, Entry());
     if (HasBitRate())
         context.bit_rate = video.nBitRate;
+    else if (Entry().quality.needsBitRate)
+        context.bit_rate = std::llrint(rate.Value() * video.nWidth * video.nHeight / 8);
     const ContainerEntry* container = FindContainer(Job().dwFileFourCC);
     if (container && container->Has(kSequenceOnly))
         context.max_b_frames = 0;
@@ -129,13 +139,23 @@ bool VideoEncoder::Fill(const MEDIA_FRAME_VIDEO& picture)
     return result >= 0;
 }
 
+bool VideoEncoder::Send()
+{
+    if (!m_surface)
+        return Encode(m_frame.get());
+    const int result = Upload(Context(), *m_frame, *m_surface);
+    if (result < 0)
+        Log(L"can't put pictures into the device", result);
+    return result >= 0 && Encode(m_surface.get());
+}
+
 EncodedPackets& VideoEncoder::Take(const MEDIA_FRAME_VIDEO& picture)
 {
     BeginPackets();
     m_packets.accepted = Fill(picture);
     m_frame->pts = m_framesIn++;
     if (m_packets.accepted)
-        m_packets.accepted = Encode(m_frame.get());
+        m_packets.accepted = Send();
     return m_packets;
 }
 

@@ -132,6 +132,8 @@ int SetSignal(AVStream& stream, const EncodeParamVideo& video, const EncoderEntr
     unsigned stated = entry.states | container.states;
     if (stated & kRangeOfColour && hasColour)
         stated |= kRange;
+    if (entry.states & container.states & kProgressive)
+        stated &= ~kFields;
     for (const auto& c : cases) {
         if (c.said && !(stated & c.statement))
             KXLogEx(L"wpav: %ls with %ls doesn't state the %ls.", container.name, entry.name, c.name);
