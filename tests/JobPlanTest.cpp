@@ -37,8 +37,14 @@ TEST(JobPlan, PicturesKeepTheShapeInWhichTheyAreShown)
         {"a free side", {720, 576}, {64, 45}, {.size = PictureSize{1280, kFree}}, {1280, 720}, {0, 0}, {16, 9}},
         {"even", {720, 480}, {8, 9}, {.size = PictureSize{kFreeEven, 301}}, {402, 301}, {0, 0}, {4, 3}},
         {"any", {720, 480}, {8, 9}, {.size = PictureSize{kFreeAny, 301}}, {401, 301}, {0, 0}, {4, 3}},
-        {"of a shape", {640, 480}, {1, 1}, {.size = PictureSize{640, kFree}, .fit = IMAGE_RESIZE_16_9}, {640, 360}},
-        {"as much as there is room", {16000, 16}, {1, 1}, {.size = PictureSize{kFree, 720}}, {16384, 720}},
+        {"of a shape",
+         {640, 480},
+         {1, 1},
+         {.size = PictureSize{640, kFree}, .fit = IMAGE_RESIZE_16_9},
+         {640, 360},
+         {},
+         {}},
+        {"as much as there is room", {16000, 16}, {1, 1}, {.size = PictureSize{kFree, 720}}, {16384, 720}, {}, {}},
     };
     for (const auto& [what, source, pixels, options, out, stated, shown] : cases) {
         SCOPED_TRACE(what);

@@ -96,7 +96,7 @@ public:
         if (!m_stream)
             return nullptr;
         const int64_t start = m_container->start_time == AV_NOPTS_VALUE ? 0 : m_container->start_time;
-        const int64_t target = av_rescale_q(time / 1000 + start, AV_TIME_BASE_Q, m_stream->time_base);
+        const int64_t target = av_rescale_q(time / 1000 + start, av_get_time_base_q(), m_stream->time_base);
         // Without a place to go to, decoding goes on from where it is.
         if (av_seek_frame(m_container.get(), m_stream->index, target, AVSEEK_FLAG_BACKWARD) >= 0) {
             avcodec_flush_buffers(m_decoder.get());
