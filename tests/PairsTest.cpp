@@ -39,7 +39,7 @@ double WorstDelay(const DecodedFile& file)
             ++loud;
         if (bright == file.pictures.end() || loud == file.samples.size())
             return 1e9;
-        const double beep = file.firstSampleSeconds + static_cast<double>(loud / 2) / kSampleRate;
+        const double beep = file.firstSampleSeconds + static_cast<double>(loud) / 2 / kSampleRate;
         if (std::abs(beep - bright->seconds) >= std::abs(worst))
             worst = beep - bright->seconds;
     }
@@ -94,7 +94,7 @@ TEST_F(PairsTest, PicturesAndAudioStayTogether)
                 EXPECT_NEAR(file.AudioSeconds(), kSeconds, 1152.0 / kSampleRate + 0.001); // a frame of MP3
                 const double delay = WorstDelay(file);
                 EXPECT_LT(std::abs(delay), 0.020);
-                std::printf("%s %ls %.1f", a ? "," : "", audio.szName, std::lrint(10000 * delay) / 10.0);
+                std::printf("%s %ls %.1f", a ? "," : "", audio.szName, std::round(10000 * delay) / 10 + 0.0);
             }
             std::printf(" |\n");
         }
