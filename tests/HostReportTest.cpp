@@ -93,7 +93,7 @@ TEST_F(HostReportTest, StandsInEveryEnding)
             EXPECT_TRUE(Said(message["text"])) << m_said;
         EXPECT_EQ(report["output"]["bytes"].is_null(), code != 0) << arguments;
     }
-    EXPECT_EQ(Shell("timeout --preserve-status -s TERM 0.7 " ENCMGR_PROGRAM
+    EXPECT_EQ(Shell("timeout --preserve-status -s TERM 2 " ENCMGR_PROGRAM
                     " encode testcard:seconds=9000 -o b.mkv --report r.json </dev/null"),
               143)
         << m_said;
