@@ -42,6 +42,11 @@ void* CreateFile(const FILEFORMAT_ITEM& format, const wchar_t* pszPath, EncodePa
 
 } // namespace
 
+void ReportThrow(const char* pszSlot, KXDWORD dwFourCC, const char* pszCause)
+{
+    KXLogEx(L"***The plug-in [%ls] has thrown in %s: %s.", FourCCText(dwFourCC).szText, pszSlot, pszCause);
+}
+
 PluginMgr::PluginMgr() = default;
 
 PluginMgr::~PluginMgr()

@@ -4,8 +4,9 @@
 
 #include "encmgr/PluginRecords.h"
 #include "log/CatchAll.h"
-#include "log/Log.h"
-#include "text/FourCC.h"
+
+// Logs what a slot has thrown.
+[[gnu::cold]] void ReportThrow(const char* pszSlot, KXDWORD dwFourCC, const char* pszCause);
 
 // A slot of a plug-in's record, with what names it in the log. A slot that throws against the rules has failed, as the
 // log says; it counts like any other failure of that slot.
@@ -20,7 +21,7 @@ public:
         using Result = decltype(m_pfn(args...));
         return CatchAll([&] { return m_pfn(args...); },
                         [this](const char* pszCause) {
-                            Report(pszCause);
+                            ReportThrow(m_pszName, m_dwFourCC, pszCause);
                             return Result();
                         });
     }
@@ -29,16 +30,10 @@ public:
     template <class... Args> bool Completes(Args... args) const
     {
         return CatchAll([&] { return m_pfn(args...), true; },
-                        [this](const char* pszCause) { return Report(pszCause), false; });
+                        [this](const char* pszCause) { return ReportThrow(m_pszName, m_dwFourCC, pszCause), false; });
     }
 
 private:
-    void Report(const char* pszCause) const
-    {
-        wchar_t szFourCC[5] = {};
-        KXLogEx(L"***The plug-in [%ls] has thrown in %s: %s.", FourCC2StrW(szFourCC, m_dwFourCC), m_pszName, pszCause);
-    }
-
     Function* m_pfn;
     const char* m_pszName;
     KXDWORD m_dwFourCC;
