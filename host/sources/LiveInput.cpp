@@ -152,7 +152,7 @@ void LiveInput::OpenVideo(int streamIndex, const std::string& name)
     const Nanoseconds period = av_rescale(kSecond, rate.den, rate.num);
     m_pictureClock.emplace(StampKind{rate, period * 9 / 20, true});
     m_turn = TurnOf(*stream);
-    FilterPictures("");
+    FilterPictures(Deinterlacing::kNone);
     if (m_turn.isSideways) {
         std::swap(m_video->width, m_video->height);
         std::swap(m_video->pixelAspect.num, m_video->pixelAspect.den);
@@ -172,15 +172,13 @@ void LiveInput::OpenAudio(int streamIndex, const AudioFormat& wanted, const std:
 
 void LiveInput::Deinterlace(bool isEveryPicture)
 {
-    FilterPictures(Format("bwdif=mode=send_frame:deint=%s", isEveryPicture ? "all" : "interlaced"));
+    FilterPictures(isEveryPicture ? Deinterlacing::kAll : Deinterlacing::kMarked);
 }
 
-void LiveInput::FilterPictures(const std::string& deinterlacer)
+void LiveInput::FilterPictures(Deinterlacing deinterlacing)
 {
-    const std::string chain = deinterlacer + (deinterlacer.empty() || m_turn.filter.empty() ? "" : ",") + m_turn.filter;
     const AVCodecParameters& par = *m_videoTrack.stream->codecpar;
-    if (!chain.empty())
-        m_filter.emplace(chain, par.width, par.height);
+    m_filter = FilterFor(deinterlacing, m_turn.filter, par.width, par.height);
 }
 
 Item LiveInput::Next()

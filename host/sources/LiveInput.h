@@ -52,7 +52,7 @@ private:
     void OpenTrack(Track& track, int streamIndex, const std::string& name);
     void OpenVideo(int streamIndex, const std::string& name);
     void OpenAudio(int streamIndex, const AudioFormat& wanted, const std::string& name);
-    void FilterPictures(const std::string& deinterlacer);
+    void FilterPictures(Deinterlacing deinterlacing);
 
     void ReadPacket();
     void NoteArrival();

@@ -30,9 +30,6 @@ constexpr Nanoseconds kLongestGapOfJumpyFormat = 10 * kSecond;
 // Filters look at some pictures before the one that they give.
 constexpr Nanoseconds kFilterRunUp = kSecond / 2;
 
-// Shorter sides don't make an interlaced picture, and the filter refuses the shortest.
-constexpr int kLeastOfDeinterlacer = 16;
-
 // Reads that may fail in a row before the input counts as broken off.
 constexpr int kMostFailedReads = 16;
 
@@ -113,7 +110,7 @@ void MediaInput::OpenVideo(int streamIndex)
         m_messages.Warn(Format("%s is to be shown turned %s by %.0f degrees; its pictures are taken as they are stored",
                                m_name.c_str(), m_turn.oddAngle > 0.0 ? "left" : "right", std::fabs(m_turn.oddAngle)));
     m_changes = ChangesOf(par, m_turn, m_video->colour);
-    FilterPictures("");
+    FilterPictures(Deinterlacing::kNone);
     if (m_turn.isSideways) {
         std::swap(m_video->width, m_video->height);
         std::swap(m_video->pixelAspect.num, m_video->pixelAspect.den);
@@ -143,18 +140,13 @@ void MediaInput::OpenAudio(int streamIndex, const AudioFormat& wanted)
 
 void MediaInput::Deinterlace(bool isEveryPicture)
 {
-    const AVCodecParameters& par = *m_videoTrack.stream->codecpar;
-    if (par.width >= kLeastOfDeinterlacer && par.height >= kLeastOfDeinterlacer)
-        FilterPictures(Format("bwdif=mode=send_frame:deint=%s", isEveryPicture ? "all" : "interlaced"));
+    FilterPictures(isEveryPicture ? Deinterlacing::kAll : Deinterlacing::kMarked);
 }
 
-// As far as there is anything to do, the deinterlacer's part first.
-void MediaInput::FilterPictures(const std::string& deinterlacer)
+void MediaInput::FilterPictures(Deinterlacing deinterlacing)
 {
-    const std::string chain = deinterlacer + (deinterlacer.empty() || m_turn.filter.empty() ? "" : ",") + m_turn.filter;
     const AVCodecParameters& par = *m_videoTrack.stream->codecpar;
-    if (!chain.empty())
-        m_filter.emplace(chain, par.width, par.height);
+    m_filter = FilterFor(deinterlacing, m_turn.filter, par.width, par.height);
 }
 
 Item MediaInput::Next()

@@ -37,7 +37,7 @@ private:
     void OpenVideo(int streamIndex);
     void OpenAudio(int streamIndex, const AudioFormat& wanted);
     void OpenTrack(Track& track, int streamIndex);
-    void FilterPictures(const std::string& deinterlacer);
+    void FilterPictures(Deinterlacing deinterlacing);
 
     void ReadPacket();
     void Decode(Track& track, AVPacket* packet);

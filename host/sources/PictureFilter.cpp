@@ -13,6 +13,14 @@ extern "C" {
 namespace host
 {
 
+namespace
+{
+
+// Shorter sides don't make an interlaced picture, and the filter refuses the shortest.
+constexpr int kLeastOfDeinterlacer = 16;
+
+} // namespace
+
 PictureFilter::PictureFilter(const std::string& chain, int width, int height) : m_graph(avfilter_graph_alloc())
 {
     if (!m_graph)
@@ -58,6 +66,18 @@ std::optional<Item> PictureFilter::Take()
     m_inside.pop_front();
     picture.frame = std::move(frame);
     return picture;
+}
+
+std::optional<PictureFilter> FilterFor(Deinterlacing deinterlacing, const std::string& turn, int width, int height)
+{
+    std::string chain;
+    if (deinterlacing != Deinterlacing::kNone && width >= kLeastOfDeinterlacer && height >= kLeastOfDeinterlacer)
+        chain = Format("bwdif=mode=send_frame:deint=%s", deinterlacing == Deinterlacing::kAll ? "all" : "interlaced");
+    chain += (chain.empty() || turn.empty() ? "" : ",") + turn;
+    std::optional<PictureFilter> filter;
+    if (!chain.empty())
+        filter.emplace(chain, width, height);
+    return filter;
 }
 
 } // namespace host

@@ -6,6 +6,8 @@
 #include "host/sources/Source.h"
 
 #include <deque>
+#include <optional>
+#include <string>
 
 namespace host
 {
@@ -30,6 +32,12 @@ private:
     std::deque<Item> m_inside; // without their pictures
     int64_t m_count = 0;       // put so far
 };
+
+enum class Deinterlacing { kNone, kMarked, kAll }; // of no picture, of those that say they are interlaced, of all
+
+// Makes pictures of this size whole, then turns them by the filters of turn. Nothing if there is nothing to do;
+// pictures too small for the deinterlacer keep their fields.
+std::optional<PictureFilter> FilterFor(Deinterlacing deinterlacing, const std::string& turn, int width, int height);
 
 } // namespace host
 
