@@ -106,16 +106,7 @@ int RunJob(const Task& task)
         messages.Say(Format("%s: its %s", output.Path().c_str(), revision.Text().c_str()));
     Progress progress(messages, options.progress, output, ExpectedLength(plan, sources), plan.hasVideo);
     Job job(plan, merge, writer, tally, progress);
-    CloseReport closing;
-    try {
-        job.Run();
-        closing = writer.Close();
-        tally.Close();
-        progress.End(tally);
-    } catch (...) {
-        report.SetResult(tally, plan, output);
-        throw;
-    }
+    const CloseReport closing = RunToClose([&] { job.Run(); }, writer, tally, progress, report, plan, output);
     report.SetInput(*sources.main, sources.separateAudio.get()); // with its faults
     report.SetResult(tally, plan, output);
     return Judge({options, sources, plan, output, job, closing, progress.Seconds()}, messages);

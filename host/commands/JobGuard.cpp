@@ -47,6 +47,21 @@ void LeaveOutLost(JobPlan& plan, const Streams& made, Messages& messages, uint64
     plan.hasAudio = made.audio;
 }
 
+CloseReport RunToClose(const std::function<void()>& run, JobWriter& writer, Tally& tally, Progress& progress,
+                       Report& report, const JobPlan& plan, const OutputFile& output)
+{
+    try {
+        run();
+        const CloseReport closing = writer.Close();
+        tally.Close();
+        progress.End(tally);
+        return closing;
+    } catch (...) {
+        report.SetResult(tally, plan, output);
+        throw;
+    }
+}
+
 int GuardJob(OutputFile& output, Report& report, Messages& messages, const std::function<int()>& run)
 {
     const uint64_t mark = messages.Mark();

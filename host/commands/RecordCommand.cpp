@@ -105,16 +105,8 @@ int RunJob(const Task& task)
     LiveJob job(plan, writer, tally, {length, delayOf(inputs.Video()), delayOf(inputs.Audio())});
     Recording recording(options, inputs, length.has_value(), messages);
     Progress progress(messages, options.progress, output, length.value_or(0), plan.hasVideo);
-    CloseReport closing;
-    try {
-        recording.Run(job, tally, progress);
-        closing = writer.Close();
-        tally.Close();
-        progress.End(tally);
-    } catch (...) {
-        report.SetResult(tally, plan, output);
-        throw;
-    }
+    const CloseReport closing =
+        RunToClose([&] { recording.Run(job, tally, progress); }, writer, tally, progress, report, plan, output);
     const Sources sources = recording.Ended();
     report.SetInput(*sources.main, sources.separateAudio.get()); // with its faults
     report.SetResult(tally, plan, output);
