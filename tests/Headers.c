@@ -2,4 +2,5 @@
 #include "encmgr/EncMgr.h"
 
 #include "encmgr/PluginRecords.h"
+#include "encmgr/encmgr_toolbox.h"
 #include "log/Log.h"
