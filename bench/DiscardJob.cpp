@@ -1,7 +1,7 @@
 #include "bench/DiscardJob.h"
 
 #include "Common/Audio/AudioConverter.h"
-#include "log/Log.h"
+#include "encmgr/Log.h"
 
 #include <cstdlib>
 #include <stdexcept>

@@ -1,4 +1,4 @@
-#include "log/Log.h"
+#include "encmgr/Log.h"
 
 #include "log/CatchAll.h"
 #include "log/WideFormat.h"

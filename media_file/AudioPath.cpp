@@ -1,7 +1,7 @@
 // One audio block from the host to the job: converted if that was planned, then held to the host's clock. The position
 // reached is the count of bytes written; a block ahead of it is preceded by fill, one behind it loses its front.
 #include "Common/Numbers.h"
-#include "log/Log.h"
+#include "encmgr/Log.h"
 #include "media_file/MediaFile.h"
 #include "media_file/Pacing.h"
 

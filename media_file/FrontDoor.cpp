@@ -2,8 +2,8 @@
 // and those of a job have the processor's modes for doubles that the results are defined by.
 #include "Common/FloatingPointMode.h"
 #include "encmgr/EncMgr.h"
+#include "encmgr/Log.h"
 #include "log/CatchAll.h"
-#include "log/Log.h"
 #include "media_file/MediaFile.h"
 #include "plugin_host/PluginMgr.h"
 

@@ -3,7 +3,7 @@
 #include "media_file/MediaFile.h"
 
 #include "Common/Numbers.h"
-#include "log/Log.h"
+#include "encmgr/Log.h"
 #include "media_file/Pacing.h"
 #include "media_file/PicturePlan.h"
 #include "media_file/ResizeRect.h"

@@ -1,6 +1,6 @@
 // One job on the plug-ins' side: the choice of format and encoders, the way of each frame, the drain at the close.
 #include "Common/Numbers.h"
-#include "log/Log.h"
+#include "encmgr/Log.h"
 #include "plugin_host/PluginMgr.h"
 #include "plugin_host/Slot.h"
 #include "text/FourCC.h"

@@ -1,7 +1,7 @@
 // The catalogue: finds the plug-ins, loads them, and keeps what they offer in a private form with the function slots
 // and a public one without.
+#include "encmgr/Log.h"
 #include "log/CatchAll.h"
-#include "log/Log.h"
 #include "plugin_host/PluginMgr.h"
 #include "text/FourCC.h"
 #include "text/Utf.h"

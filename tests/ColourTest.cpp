@@ -1,7 +1,7 @@
 // Every colour conversion against its formula, worked out anew for each pixel of pictures and rectangles of all sizes.
 #include "Common/Image/ColourRows.h"
 #include "Common/Image/ImageConvert.h"
-#include "log/Log.h"
+#include "encmgr/Log.h"
 #include "tests/InstructionSets.h"
 
 #include <algorithm>

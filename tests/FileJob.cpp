@@ -1,6 +1,6 @@
 #include "tests/FileJob.h"
 
-#include "log/Log.h"
+#include "encmgr/Log.h"
 #include "text/Strings.h"
 
 #include <algorithm>

@@ -2,7 +2,7 @@
 // processor's modes.
 #include "Common/Audio/AudioConverter.h"
 #include "encmgr/EncMgr.h"
-#include "log/Log.h"
+#include "encmgr/Log.h"
 #include "plugin_host/PluginMgr.h"
 
 #include <cfenv>

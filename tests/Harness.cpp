@@ -1,7 +1,7 @@
 #include "tests/Harness.h"
 
 #include "encmgr/EncMgr.h"
-#include "log/Log.h"
+#include "encmgr/Log.h"
 #include "log/WideFormat.h"
 #include "text/FourCC.h"
 #include "text/Strings.h"

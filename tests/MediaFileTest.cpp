@@ -3,7 +3,7 @@
 
 #include "Common/Image/ImageResize.h"
 #include "Common/Numbers.h"
-#include "log/Log.h"
+#include "encmgr/Log.h"
 
 #include <algorithm>
 #include <array>

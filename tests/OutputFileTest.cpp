@@ -1,11 +1,11 @@
 // The output in the file system, and what the program says and remembers.
 #include "host/job/OutputFile.h"
+#include "encmgr/Log.h"
 #include "host/base/ExitCode.h"
 #include "host/base/Messages.h"
 #include "host/base/Suggestion.h"
 #include "host/base/Text.h"
 #include "host/job/OutputNames.h"
-#include "log/Log.h"
 
 #include <cmath>
 #include <fcntl.h>

@@ -1,4 +1,4 @@
-#include "log/Log.h"
+#include "encmgr/Log.h"
 #include "text/FourCC.h"
 #include "text/Utf.h"
 

@@ -1,5 +1,5 @@
 #include "Common/Image/ImageConvert.h"
-#include "log/Log.h"
+#include "encmgr/Log.h"
 
 #include <limits>
 #include <vector>

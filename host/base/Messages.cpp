@@ -1,8 +1,8 @@
 #include "host/base/Messages.h"
 
+#include "encmgr/Log.h"
 #include "host/base/ExitCode.h"
 #include "host/base/Text.h"
-#include "log/Log.h"
 #include "text/Strings.h"
 
 #include <algorithm>

@@ -1,10 +1,10 @@
 #include "host/commands/PresetFile.h"
 
+#include "encmgr/Log.h"
 #include "host/base/ExitCode.h"
 #include "host/base/Suggestion.h"
 #include "host/base/Text.h"
 #include "host/commands/Completion.h"
-#include "log/Log.h"
 #include "text/Strings.h"
 
 #include <CLI/CLI.hpp>

@@ -1,10 +1,10 @@
 #include "host/job/Plugins.h"
 
 #include "encmgr/EncMgr.h"
+#include "encmgr/Log.h"
 #include "host/base/ExitCode.h"
 #include "host/base/Messages.h"
 #include "host/base/Text.h"
-#include "log/Log.h"
 #include "plugin_host/PluginMgr.h"
 #include "text/Strings.h"
 

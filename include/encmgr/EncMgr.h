@@ -13,7 +13,7 @@
  * by one thread at a time. Jobs on different threads are fine where their plug-ins allow it, except that two jobs
  * that convert audio at the same moment share one running balance and may each gain or lose a sample.
  *
- * Failures are results of 0 or null; the cause is in the log (log/Log.h), which goes to the standard error stream or
+ * Failures are results of 0 or null; the cause is in the log (encmgr/Log.h), which goes to the standard error stream or
  * to a host's KXLogSetSink: what the library and the plug-ins refuse is a line there before the result, but for null
  * pointers and a format of 0. Nothing is thrown: a plug-in's slot that throws has failed, and the log names it; so has
  * a call for which memory runs out.
@@ -32,7 +32,7 @@ extern "C" {
 #endif
 
 /* Loads the plug-ins of the folder "PlugIns" beside the application and builds the catalogue; an earlier catalogue
- * goes first. KXLogSetAppPath (log/Log.h), called before, has "PlugIns" looked for in another folder. Returns 1 if
+ * goes first. KXLogSetAppPath (encmgr/Log.h), called before, has "PlugIns" looked for in another folder. Returns 1 if
  * the folder could be read, whatever it held, and 0 if not.
  * REQUIRES: no job exists. */
 ENCMGR_API int FCInitPlugins(void);

@@ -1,6 +1,6 @@
 #include "plugins/av/CommonKeys.h"
 
-#include "log/Log.h"
+#include "encmgr/Log.h"
 #include "plugins/av/CodecOptions.h"
 
 #include <algorithm>

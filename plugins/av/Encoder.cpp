@@ -1,6 +1,6 @@
 #include "plugins/av/Encoder.h"
 
-#include "log/Log.h"
+#include "encmgr/Log.h"
 #include "plugins/av/CommonKeys.h"
 #include "plugins/av/Surfaces.h"
 

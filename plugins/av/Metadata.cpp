@@ -1,6 +1,6 @@
 #include "plugins/av/Metadata.h"
 
-#include "log/Log.h"
+#include "encmgr/Log.h"
 
 #include <algorithm>
 #include <cstring>

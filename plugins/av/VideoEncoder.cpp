@@ -1,4 +1,4 @@
-#include "log/Log.h"
+#include "encmgr/Log.h"
 #include "plugins/av/CommonKeys.h"
 #include "plugins/av/Encoder.h"
 #include "plugins/av/PictureConverter.h"

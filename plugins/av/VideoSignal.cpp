@@ -1,6 +1,6 @@
 #include "plugins/av/VideoSignal.h"
 
-#include "log/Log.h"
+#include "encmgr/Log.h"
 
 extern "C" {
 #include <libavutil/display.h>

@@ -1,6 +1,6 @@
 #include "plugins/raw/OutputFile.h"
 
-#include "log/Log.h"
+#include "encmgr/Log.h"
 #include "plugins/support/Text.h"
 
 #include <cerrno>

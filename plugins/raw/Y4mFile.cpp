@@ -1,4 +1,4 @@
-#include "log/Log.h"
+#include "encmgr/Log.h"
 #include "plugins/raw/OutputFile.h"
 #include "plugins/raw/RawFiles.h"
 #include "plugins/support/FrameRate.h"
