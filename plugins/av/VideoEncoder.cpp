@@ -102,12 +102,12 @@ void VideoEncoder::Prepare(AVCodecContext& context) const
     context.height = video.nHeight;
     context.framerate = {rate.num, rate.den};
     context.time_base = {rate.den, rate.num};
-    SetSignal(context, video, Entry());
+    const ContainerEntry* container = FindContainer(Job().dwFileFourCC);
+    SetSignal(context, video, Entry(), EncodedColour(video, Entry(), container));
     if (HasBitRate())
         context.bit_rate = video.nBitRate;
     else if (Entry().quality.needsBitRate)
         context.bit_rate = std::llrint(rate.Value() * video.nWidth * video.nHeight / 8);
-    const ContainerEntry* container = FindContainer(Job().dwFileFourCC);
     if (container && container->Has(kSequenceOnly))
         context.max_b_frames = 0;
 }
