@@ -1,6 +1,7 @@
 #include "log/Log.h"
 
 #include "log/CatchAll.h"
+#include "log/ForkSafe.h"
 #include "log/WideFormat.h"
 #include "text/Utf.h"
 
@@ -50,12 +51,14 @@ const bool g_hasErrorStream = fcntl(STDERR_FILENO, F_GETFD) != -1;
 SinkState& State()
 {
     static SinkState& state = *new SinkState;
+    [[maybe_unused]] static const bool isKept = KeepOverForks<State>();
     return state;
 }
 
 TraceState& Traces()
 {
     static TraceState& state = *new TraceState;
+    [[maybe_unused]] static const bool isKept = KeepOverForks<Traces>();
     return state;
 }
 
