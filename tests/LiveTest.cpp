@@ -1,4 +1,4 @@
-// Live sources without devices: names, clocks, the queue between threads, and the job by the real clock.
+// Live sources without devices: names, clocks, and the job by the real clock.
 #include "host/base/ExitCode.h"
 #include "host/job/LiveJob.h"
 #include "host/job/OutputFile.h"
