@@ -99,6 +99,22 @@ TEST_F(HostSaysTest, ATerminalShowsHowFarTheJobIs)
                              [&](const std::string& line) { return isProgress(line) && line.size() >= 70; }));
 }
 
+TEST_F(HostSaysTest, ATerminalIsAskedWhetherToOverwrite)
+{
+    for (const auto& [answer, code] : {std::pair{"n", 4}, {"", 4}, {"yes", 0}}) {
+        ASSERT_EQ(Shell("echo old >a.y4m"), 0);
+        EXPECT_EQ(Shell(std::string("(sleep 0.3; echo ") + answer +
+                        ") | script -qec '" ENCMGR_PROGRAM
+                        " encode testcard:seconds=1,size=64x64,audio=none -o a.y4m' /dev/null"),
+                  code)
+            << m_said;
+        EXPECT_TRUE(Said("encmgr: a.y4m exists. Overwrite it? [y/N] ")) << m_said;
+        EXPECT_EQ(std::filesystem::file_size(Path("a.y4m")) == 4, code != 0);
+    }
+    EXPECT_EQ(Shell("script -qec '" ENCMGR_PROGRAM " encode testcard:seconds=1 -f y4m -o -' /dev/null"), 4);
+    EXPECT_TRUE(Said("the standard output is a terminal")) << m_said;
+}
+
 TEST_F(HostSaysTest, TheListHasColumns)
 {
     ASSERT_EQ(Run("list"), 0);

@@ -174,6 +174,39 @@ TEST_F(OutputFileTest, OthersAreWrittenDirectly)
         EXPECT_NO_THROW(output.Publish());
     }
     EXPECT_FALSE(fs::exists(Path("picture-%03d.png")));
+    // What lies under /proc is written in its place; this is the folder of the tests.
+    const fs::path before = fs::current_path();
+    fs::current_path(m_folder);
+    Filled("old");
+    const auto direct = [](const char* name, const auto& meanwhile) {
+        OutputFile output(std::string("/proc/self/cwd/") + name);
+        output.CheckWritable({}, true, false);
+        output.Create();
+        meanwhile();
+        return output.Discard();
+    };
+    EXPECT_TRUE(direct("fresh", [] { std::ofstream("fresh") << "some"; }));
+    EXPECT_FALSE(fs::exists("fresh"));
+    EXPECT_TRUE(direct("fresh", [] { fs::remove("fresh"); }));
+    EXPECT_TRUE(direct("old", [] {}));
+    EXPECT_EQ(fs::file_size("old"), 4u);
+    EXPECT_FALSE(direct("old", [] { std::ofstream("old") << "something"; }));
+    EXPECT_FALSE(direct("old", [] { fs::last_write_time("old", fs::file_time_type()); })) << "as large as before";
+    EXPECT_EQ(direct("old",
+                     [&] {
+                         fs::rename("old", "moved"), Filled("old");
+                         OutputFile output("/proc/self/cwd/moved");
+                         output.CheckWritable({}, true, false);
+                         output.Create();
+                         fs::rename("old", "moved");
+                         EXPECT_THROW(output.Publish(), HostError) << "another file";
+                     }),
+              true);
+    fs::create_symlink("loop", "loop");
+    OutputFile loop(Path("loop"));
+    EXPECT_THROW(loop.Create(), HostError);
+    fs::current_path(before);
+
     // A descriptor of the program's own leads to a file that others hold open.
     const int file = open(Filled("held").c_str(), O_RDWR);
     OutputFile held("/proc/self/fd/" + std::to_string(file));
