@@ -1,7 +1,6 @@
 // How a job's end is judged, and what is told of it: exit codes, the last line, progress and the report.
 #include "host/base/ExitCode.h"
 #include "host/base/Interrupt.h"
-#include "host/base/WriteError.h"
 #include "host/commands/EncodeVerdict.h"
 #include "host/job/Progress.h"
 #include "host/job/Report.h"
@@ -189,15 +188,6 @@ TEST(VerdictDeathTest, AnInterruptedFileIsFinished)
                 "verdict 0; /dev/null: 100 .* dropped$");
     EXPECT_EXIT(judge([](Ended& e) { e.job->m_hadPicture = e.job->m_hadAudio = false, e.plan.start = 1; }),
                 testing::ExitedWithCode(0), "verdict 143; interrupted; nothing was written$");
-}
-
-TEST(WriteError, IsOneThatMayPass)
-{
-    for (const int error : {ENOSPC, EDQUOT, EFBIG, EPIPE, ECONNRESET, EIO, EROFS, ENXIO, ENODEV, ESTALE, ETIMEDOUT})
-        EXPECT_EQ(WriteErrorOf(error), error);
-    for (const int error : {0, ENOENT, EACCES, EAGAIN})
-        EXPECT_EQ(WriteErrorOf(error), 0);
-    EXPECT_EQ(WriteErrorText(EIO), "Input/output error");
 }
 
 // ---- on the way ----
