@@ -68,11 +68,16 @@ TEST_F(HostSaysTest, WhatAnEncoderMadeOfTheOptionsIsTold)
 
 TEST_F(HostSaysTest, FilesThatAreNoPluginsAreTold)
 {
-    ASSERT_EQ(Shell("mkdir -p a/PlugIns && cd a/PlugIns && echo bad >wpbad.dylib && touch wpx.so README"), 0) << m_said;
+    ASSERT_EQ(Shell("mkdir -p a/PlugIns && cd a/PlugIns && echo bad >wpbad.dylib && touch wpx.so README wp.SO.1 wp.DLL "
+                    "x.dylib wpy.txt"),
+              0)
+        << m_said;
     EXPECT_EQ(Run("--plugins a list"), 5) << m_said;
     EXPECT_TRUE(Said("wpbad.dylib: file too short")) << m_said;
     EXPECT_TRUE(Said("wpx.so isn't loaded: the names of plug-ins begin with \"wp\"")) << m_said;
-    EXPECT_FALSE(Said("README")) << m_said;
+    for (const char* name : {"wp.SO.1", "wp.DLL", "x.dylib"})
+        EXPECT_TRUE(Said(std::string(name) + " isn't loaded")) << m_said;
+    EXPECT_FALSE(Said("README") || Said("wpy.txt") || Said("wpbad.dylib isn't loaded")) << m_said;
     const std::string good = std::filesystem::path(ENCMGR_PROGRAM).parent_path() / "PlugIns/wpraw.dylib";
     ASSERT_EQ(Shell("cp " + good + " a/PlugIns/wp1.dylib && cp " + good + " a/PlugIns/wp2.dylib"), 0) << m_said;
     EXPECT_EQ(Run("--plugins a list"), 0) << m_said;

@@ -1,5 +1,6 @@
 // What becomes of the source's shape and rate, and of what is asked for.
 #include "host/job/JobPlan.h"
+#include "host/job/Revisions.h"
 
 #include <gtest/gtest.h>
 
@@ -182,4 +183,34 @@ TEST(JobPlan, WhatIsAskedForGoesBeforeTheSources)
     EXPECT_TRUE(blind.param.bVideoDisabled);
     EXPECT_EQ(blind.param.audio.nSampleRate, 44100);
     EXPECT_EQ(blind.param.audio.nChannels, 2);
+}
+
+TEST(Revisions, AreWhatTheEncodersHaveMadeOfThePlan)
+{
+    JobPlan plan;
+    plan.hasVideo = plan.hasAudio = true;
+    plan.param.video = {.nWidth = 64, .nHeight = 48, .dFrameRate = 30000.0 / 1001, .nBitRate = 800000};
+    plan.param.audio = {.nSampleRate = 44100, .nChannels = 2, .nBitRate = 96000};
+    const auto texts = [&plan](const EncodeParam& made) {
+        std::string all;
+        for (const Revision& revision : FindRevisions(plan, made))
+            all += revision.Text() + "; ";
+        return all;
+    };
+    EncodeParam made = plan.param;
+    EXPECT_EQ(texts(made), "");
+    made.video = {.nWidth = 64, .nHeight = 46, .dFrameRate = 25, .nBitRate = 1};
+    made.audio = {.nSampleRate = 48000, .nChannels = 1, .nBitRate = 2};
+    const std::string video = "video is written with 64x46 pixels rather than 64x48 pixels; "
+                              "video is written with 25 pictures/s rather than 29.97 pictures/s; ";
+    const std::string audio = "audio is written with 48000 Hz rather than 44100 Hz; "
+                              "audio is written with 1 channels rather than 2 channels; ";
+    EXPECT_EQ(texts(made), video + "video is written with 1 bits/s rather than 800000 bits/s; " + audio +
+                               "audio is written with 2 bits/s rather than 96000 bits/s; ");
+    plan.param.video.nBitRate = plan.param.audio.nBitRate = 0; // left to the encoders
+    EXPECT_EQ(texts(made), video + audio);
+    made.bVideoDisabled = 1;
+    EXPECT_EQ(texts(made), audio);
+    plan.hasAudio = false;
+    EXPECT_EQ(texts(made), "");
 }
