@@ -58,6 +58,11 @@ TEST_F(HostRecordTest, EndsWellBySignalAndRefusesWhatIsNotThere)
         const size_t pictures = ReadMedia(Path(name)).pictures.size();
         EXPECT_TRUE(pictures > 5 && pictures < 1000) << name << " " << pictures;
     }
+    // x264 writes its settings into the file: it takes less care than usual, unless it is asked for more.
+    for (const auto& [options, setting] : {std::pair{"", "rc_lookahead=10 "}, {"--preset slow ", "rc_lookahead=50 "}})
+        EXPECT_EQ(
+            Shell(record + "speed.mp4 --vc h264 --frames 2 " + options + "&& grep -aq '" + setting + "' speed.mp4"), 0)
+            << m_said;
     const struct {
         const char* arguments;
         int code;
