@@ -157,6 +157,8 @@ TEST_P(ConverterTest, TellsTheLongestBlockThatFits)
             CAudioConverter::Spare() = 1e6; // too much for any block: one sample block
             EXPECT_EQ(converter.LongestBlock(9000), f.in);
         }
+    constexpr int absurd = INT_MAX - 1; // channels: two sample blocks are more than an int can count
+    EXPECT_EQ(CAudioConverter(absurd, 2, 8000, 8000, 8).LongestBlock(9000), absurd);
 }
 
 // Blocks that hold what they must and no sample more, steep rates among them, from each first position on. Fractions
