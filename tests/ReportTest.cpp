@@ -118,8 +118,9 @@ TEST(Json, IsUtf8WhateverComes)
     EXPECT_EQ(JsonText({{"list", {1, 2}}, {"deep", {{"a", {{"b", 1}}}}}}),
               "{\n  \"list\": [1,2],\n  \"deep\": {\n    \"a\": {\"b\":1}\n  }\n}\n");
     EXPECT_EQ(ParseJson(JsonText(value), "x")["list"][1], 2.5);
-    for (const char* bad : {"", "{", "{\"a\":1}}", "nonsense"})
-        EXPECT_THROW(ParseJson(bad, "x"), HostError) << bad;
+    for (const std::string& bad : {std::string(), std::string("{"), std::string("{\"a\":1}}"), std::string("nonsense"),
+                                   std::string("[1e999]"), std::string(1000000, '[')})
+        EXPECT_THROW(ParseJson(bad, "x"), HostError) << bad.substr(0, 20);
 }
 
 TEST_F(ReportTest, WholeFilesReplaceOldOnesAtOnce)
