@@ -140,7 +140,8 @@ void MediaInput::OpenAudio(int streamIndex, const AudioFormat& wanted)
 
 void MediaInput::Deinterlace(bool isEveryPicture)
 {
-    FilterPictures(isEveryPicture ? Deinterlacing::kAll : Deinterlacing::kMarked);
+    if (m_videoTrack.stream)
+        FilterPictures(isEveryPicture ? Deinterlacing::kAll : Deinterlacing::kMarked);
 }
 
 void MediaInput::FilterPictures(Deinterlacing deinterlacing)

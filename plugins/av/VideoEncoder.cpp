@@ -116,7 +116,8 @@ bool VideoEncoder::Fill(const MEDIA_FRAME_VIDEO& picture)
 {
     if (!IsReadable(picture, m_frame->width, m_frame->height)) {
         if (!m_refusalLogged)
-            KXLogEx(L"wpav: a picture isn't %dx%d, or lacks a plane or a pitch.", m_frame->width, m_frame->height);
+            KXLogEx(L"wpav: a picture of %dx%d isn't one of %dx%d, or lacks a plane or a pitch.", picture.nWidth,
+                    picture.nHeight, m_frame->width, m_frame->height);
         m_refusalLogged = true;
         return false;
     }
