@@ -31,6 +31,7 @@ const fs::path& Folder()
         fs::create_directory(fs::path(name) / "PlugIns");
         for (const char* file : {"wpA.dylib", "wpB.dylib", "wpC.dylib", "xpD.dylib", "wpE.so"})
             fs::copy_file(FAKE_PLUGIN, fs::path(name) / "PlugIns" / file);
+        fs::create_directory(fs::path(name) / "PlugIns" / "wpF.dylib"); // no regular file
         std::atexit([] { fs::remove_all(Folder()); });
         return fs::path(name);
     }();
