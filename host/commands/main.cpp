@@ -3,6 +3,7 @@
 #include "host/base/ExitCode.h"
 #include "host/base/Interrupt.h"
 #include "host/base/Messages.h"
+#include "host/base/Termination.h"
 #include "host/base/WriteError.h"
 #include "host/commands/CommandLine.h"
 
@@ -31,6 +32,7 @@ int FlushOutput(int exitCode, Messages& messages)
 int main(int argc, char** argv)
 {
     OpenStandardStreams();
+    CatchTermination();
     Messages messages;
     try {
         CatchInterrupts();
