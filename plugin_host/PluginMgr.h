@@ -6,6 +6,7 @@
 #include "encmgr/Export.h"
 #include "encmgr/PluginRecords.h"
 
+#include <atomic>
 #include <vector>
 
 // One open output file of one file format, with at most one video and one audio encoder. Chooses the plug-ins from
@@ -61,6 +62,9 @@ public:
     static std::vector<void*> m_arModule; // loaded plug-ins that gave at least one record, in load order
     static std::vector<ENCODER_ITEM> m_arEncoder;
     static std::vector<FILEFORMAT_ITEM> m_arFileFormat;
+    // Path of the plug-in that is being loaded or unloaded, null while none is: what is to blame if the program ends
+    // there. A signal handler may read it.
+    static std::atomic<const char*> m_pszInWork;
     static ENCODER_INFO* m_pEncInfo; // public tables, each ended by an all-zero entry
     static FILEFORMAT_INFO* m_pFileFormatInfo;
 

@@ -5,6 +5,7 @@
 #include "host/base/Messages.h"
 #include "host/base/WriteError.h"
 #include "host/commands/CommandLine.h"
+#include "host/job/PluginGuard.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -26,11 +27,8 @@ int FlushOutput(int exitCode, Messages& messages)
     return exitCode != kExitGood ? exitCode : static_cast<int>(error ? kExitWrite : kExitJob);
 }
 
-} // namespace
-
-int main(int argc, char** argv)
+int RunProgram(int argc, char** argv)
 {
-    OpenStandardStreams();
     Messages messages;
     try {
         CatchInterrupts();
@@ -50,4 +48,15 @@ int main(int argc, char** argv)
             messages.Cause(cause);
         return exitCode;
     }
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    OpenStandardStreams();
+    GuardAgainstPlugins();
+    const int exitCode = RunProgram(argc, argv);
+    EndGuard();
+    return exitCode;
 }
