@@ -3,11 +3,16 @@
 #include "encmgr/Export.h"
 #include "encmgr/PluginRecords.h"
 
+#include <cfenv>
+#include <clocale>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
 #include <dlfcn.h>
+#include <fcntl.h>
+#include <stdexcept>
 #include <string>
 #include <unistd.h>
 
@@ -38,9 +43,21 @@ __attribute__((constructor)) void Loaded()
         std::abort();
     while (Is("hang-in-scan"))
         pause();
+    if (Is("slow"))
+        usleep(150000);
+    if (Is("locale"))
+        std::setlocale(LC_NUMERIC, "C.UTF-8");
+    if (Is("rounding"))
+        std::fesetround(FE_UPWARD);
+    if (Is("signal"))
+        std::signal(SIGUSR1, SIG_IGN);
+    if (Is("file"))
+        open("/dev/null", O_RDONLY);
+    if (Is("environment"))
+        setenv("BAD", "1", 1);
 }
 
-constexpr KXDWORD kVideo = KX_FOURCC('B', 'A', 'D', 'V');
+constexpr KXDWORD kVideo = KX_FOURCC('B', 'A', 'D', 'V'), kAudio = KX_FOURCC('B', 'A', 'D', 'A');
 
 void* CreateEncoder(KXDWORD, EncodeParam* pParam)
 {
@@ -104,31 +121,53 @@ extern "C" {
 
 ENCMGR_API const ENCODER_ITEM* GetEncoders()
 {
-    static ENCODER_ITEM items[2];
-    ENCODER_ITEM& item = items[0];
-    item.dwFourCC = kVideo;
-    SetText(item.szName, L"Bad video");
-    SetText(item.szDescription, L"A byte for each picture");
-    item.nType = ENCODER_TYPE_VIDEO;
-    item.pfnCreate = CreateEncoder;
-    item.pfnEncode = Encode;
-    item.pfnDestroy = DestroyEncoder;
-    return items;
+    if (Is("throw-in-scan"))
+        throw std::runtime_error("bad");
+    alignas(8) static char bytes[3 * sizeof(ENCODER_ITEM) + 8];
+    auto* const item = reinterpret_cast<ENCODER_ITEM*>(bytes);
+    auto* const audio = reinterpret_cast<ENCODER_ITEM*>(bytes + sizeof(ENCODER_ITEM) + (Is("stride") ? 8 : 0));
+    item->dwFourCC = Is("four-cc") ? KX_FOURCC('B', 'A', 'D', 1) : kVideo;
+    SetText(item->szName, L"Bad video");
+    SetText(item->szDescription, L"A byte for each picture");
+    item->nType = Is("type") ? 2 : ENCODER_TYPE_VIDEO;
+    item->pfnCreate = CreateEncoder;
+    item->pfnEncode = Is("no-encode") ? nullptr : Encode;
+    item->pfnDestroy = Is("wild-slot") ? reinterpret_cast<void (*)(void*)>(item) : DestroyEncoder;
+    item->pfnGetVideoExtra = Is("no-set-extra") ? GetExtra : nullptr;
+    *audio = *item;
+    audio->dwFourCC = Is("twice") ? kVideo : kAudio;
+    audio->nType = ENCODER_TYPE_AUDIO;
+    if (Is("endless"))
+        std::memset(bytes + 2 * sizeof(ENCODER_ITEM), 0x81, sizeof(ENCODER_ITEM) + 8);
+    return item;
 }
 
 ENCMGR_API const FILEFORMAT_ITEM* GetFileFormats()
 {
-    static const ENCODER_MODE modes[] = {{kVideo, 0}, {0, 0}};
+    static const struct {
+        ENCODER_MODE mode;
+        KXDWORD rest[8];
+    } endless = {{kVideo, 0}, {1, 1, 1}};
+    static const ENCODER_MODE modes[] = {{Is("wrong-list") ? kAudio : Is("absent") ? 0x31313131u : kVideo, 0}, {0, 0}};
+    static const ENCODER_MODE audioModes[] = {{kAudio, 0}, {0, 0}};
     static FILEFORMAT_ITEM items[2];
     FILEFORMAT_ITEM& item = items[0];
     item.dwFourCC = KX_FOURCC('B', 'A', 'D', ' ');
     SetText(item.szShortName, L"BAD");
-    SetText(item.szName, L"Bad file");
+    SetText(item.szName, Is("text") ? L"Bad\x110000" : L"Bad file");
     SetText(item.szDescription, L"Letters");
-    item.pVideoModes = modes;
+    item.pVideoModes = Is("endless-modes") ? &endless.mode : modes;
+    item.pAudioModes = audioModes;
     item.pfnCreate = CreateFile;
     item.pfnWriteVideo = WriteVideo;
+    item.pfnWriteAudio = WriteAudio;
     item.pfnClose = CloseFile;
     return items;
+}
+
+// Hosts may ask for it; here it is a name that a test makes another one of.
+ENCMGR_API const ENCODER_OPTION* GetEncoderOptions(KXDWORD)
+{
+    return nullptr;
 }
 }

@@ -23,7 +23,7 @@ constexpr void (*kCommands[])(CLI::App&, Run&) = {
 #ifdef ENCMGR_RECORD
     AddRecordCommand,
 #endif
-    AddViewCommand,   AddProbeCommand,  AddHelpCommand,    AddGenerateCommand,
+    AddViewCommand,   AddProbeCommand,  AddValidateCommand, AddHelpCommand, AddGenerateCommand,
 };
 
 std::string VersionText()
