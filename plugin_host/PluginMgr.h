@@ -7,6 +7,7 @@
 #include "encmgr/PluginRecords.h"
 
 #include <atomic>
+#include <string>
 #include <vector>
 
 // One open output file of one file format, with at most one video and one audio encoder. Chooses the plug-ins from
@@ -65,6 +66,8 @@ public:
     // Path of the plug-in that is being loaded or unloaded, null while none is: what is to blame if the program ends
     // there. A signal handler may read it.
     static std::atomic<const char*> m_pszInWork;
+    // Names of files that InitPlugins passes over: the host's to fill.
+    static std::vector<std::string> m_arLeftOut;
     static ENCODER_INFO* m_pEncInfo; // public tables, each ended by an all-zero entry
     static FILEFORMAT_INFO* m_pFileFormatInfo;
 

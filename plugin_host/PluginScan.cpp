@@ -19,6 +19,7 @@ std::vector<void*> PluginMgr::m_arModule;
 std::vector<ENCODER_ITEM> PluginMgr::m_arEncoder;
 std::vector<FILEFORMAT_ITEM> PluginMgr::m_arFileFormat;
 std::atomic<const char*> PluginMgr::m_pszInWork = nullptr;
+std::vector<std::string> PluginMgr::m_arLeftOut;
 ENCODER_INFO* PluginMgr::m_pEncInfo = nullptr;
 FILEFORMAT_INFO* PluginMgr::m_pFileFormatInfo = nullptr;
 
@@ -159,7 +160,9 @@ void LoadPlugin(const char* pszFile)
 void LoadFolder(DIR* pDir, const char* pszFolder)
 {
     while (const dirent* pEntry = readdir(pDir)) {
-        if (!HasPluginName(pEntry->d_name))
+        const auto& arLeftOut = PluginMgr::m_arLeftOut;
+        if (!HasPluginName(pEntry->d_name) ||
+            std::find(arLeftOut.begin(), arLeftOut.end(), pEntry->d_name) != arLeftOut.end())
             continue;
         const std::string file = std::string(pszFolder) + pEntry->d_name;
         if (file.size() < kBufferUnits)

@@ -25,7 +25,8 @@ const std::vector<Check>& AllChecks()
 {
     static const std::vector<Check> all = [] {
         std::vector<Check> checks;
-        for (const auto level : {FileChecks, RecordChecks, ListChecks, JobChecks, CloseChecks, ReviseChecks})
+        for (const auto level : {FileChecks, RecordChecks, ListChecks, JobChecks, CloseChecks, ReviseChecks,
+                                 ReloadChecks, FrameChecks, WriteChecks, RandomChecks})
             for (const Check& check : level())
                 checks.push_back(check);
         return checks;

@@ -64,7 +64,7 @@ void CheckNullCallback(const Subject& subject, Verdict& verdict)
     for (const TrialPair& pair : catalogue.Cover()) {
         TrialJob job({pair, TrialPath(subject, pair)});
         RunToEnd(job, 3, false);
-        if (TakeOutputs(subject) == 0 && job.Refusal().empty() && pair.MakesFile())
+        if (TakeOutputs(subject).empty() && job.Refusal().empty() && pair.MakesFile())
             verdict.Fail(pair.Text() + ": without a callback there is no file");
     }
 }

@@ -48,7 +48,7 @@ void CheckListEnds(const Subject& subject, Verdict& verdict)
     const LoadedPlugin plugin = Scanned(subject);
     for (const List& list : ListsOf(plugin)) {
         bool isEnded = false;
-        const auto modes = ModesOf(list.modes, isEnded);
+        const auto modes = plugin.Modes(list.modes, isEnded);
         if (!isEnded)
             verdict.Fail(
                 Format("%s: behind entry %zu comes neither another nor dwFourCC 0", list.name.c_str(), modes.size()));
@@ -70,7 +70,7 @@ void CheckListedEncoders(const Subject& subject, Verdict& verdict)
     const LoadedPlugin plugin = Scanned(subject);
     const std::vector<Neighbour> neighbours = LoadNeighbours(subject.file);
     for (const List& list : ListsOf(plugin)) {
-        for (const ENCODER_MODE& mode : ModesOf(list.modes)) {
+        for (const ENCODER_MODE& mode : plugin.Modes(list.modes)) {
             const ENCODER_ITEM* encoder = FindEncoder(plugin, mode.dwFourCC);
             for (auto other = neighbours.begin(); !encoder && other != neighbours.end(); ++other)
                 encoder = FindEncoder(other->plugin, mode.dwFourCC);
@@ -98,7 +98,7 @@ void CheckRepeats(const Subject& subject, Verdict& verdict)
     FailOfRepeats(plugin.Encoders().Items(), "", "encoder", verdict);
     FailOfRepeats(plugin.Formats().Items(), "", "format", verdict);
     for (const List& list : ListsOf(plugin))
-        FailOfRepeats(ModesOf(list.modes), list.name + ": ", "entry", verdict);
+        FailOfRepeats(plugin.Modes(list.modes), list.name + ": ", "entry", verdict);
 }
 
 template <class Item>

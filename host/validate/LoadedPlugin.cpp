@@ -64,13 +64,12 @@ template <class Item> size_t FindStride(const Item* first, const MemoryMap& memo
     return sizeof(Item);
 }
 
-template <class Item> RecordArray<Item> ReadRecords(const Item* first)
+template <class Item> RecordArray<Item> ReadRecords(const Item* first, const MemoryMap& memory)
 {
     RecordArray<Item> records;
     records.first = first;
     if (!first)
         return records;
-    const MemoryMap memory;
     records.isEnded = false;
     for (const Item* item = first; records.count < kMostRecords; ++item, ++records.count) {
         if (!memory.IsReadable(item, sizeof(item->dwFourCC)))
@@ -87,10 +86,10 @@ template <class Item> RecordArray<Item> ReadRecords(const Item* first)
     return records;
 }
 
-template <class Item> RecordArray<Item> CallExport(void* address)
+template <class Item> const Item* CallExport(void* address)
 {
     const auto get = reinterpret_cast<const Item* (*)()>(address);
-    return ReadRecords(get ? get() : nullptr);
+    return get ? get() : nullptr;
 }
 
 } // namespace
@@ -115,8 +114,11 @@ void* LoadedPlugin::Export(const char* name) const
 
 void LoadedPlugin::Scan()
 {
-    m_encoders = CallExport<ENCODER_ITEM>(Export("GetEncoders"));
-    m_formats = CallExport<FILEFORMAT_ITEM>(Export("GetFileFormats"));
+    const auto* const encoders = CallExport<ENCODER_ITEM>(Export("GetEncoders"));
+    const auto* const formats = CallExport<FILEFORMAT_ITEM>(Export("GetFileFormats"));
+    m_memory = MemoryMap();
+    m_encoders = ReadRecords(encoders, m_memory);
+    m_formats = ReadRecords(formats, m_memory);
 }
 
 #define SLOT_ENTRY(slot)                                                                                               \
@@ -149,12 +151,11 @@ std::vector<TextEntry> TextsOf(const FILEFORMAT_ITEM& item)
     return {{"szShortName", item.szShortName}, {"szName", item.szName}, {"szDescription", item.szDescription}};
 }
 
-std::span<const ENCODER_MODE> ModesOf(const ENCODER_MODE* modes, bool& isEnded)
+std::span<const ENCODER_MODE> LoadedPlugin::Modes(const ENCODER_MODE* modes, bool& isEnded) const
 {
-    const MemoryMap memory;
     size_t count = 0;
     isEnded = !modes;
-    while (modes && count < kMostModes && memory.IsReadable(modes + count, sizeof(*modes))) {
+    while (modes && count < kMostModes && m_memory.IsReadable(modes + count, sizeof(*modes))) {
         isEnded = modes[count].dwFourCC == 0;
         if (isEnded || !IsPrintable(modes[count].dwFourCC) || modes[count].bInline > 0xFFFF)
             break;
@@ -163,10 +164,10 @@ std::span<const ENCODER_MODE> ModesOf(const ENCODER_MODE* modes, bool& isEnded)
     return {modes, count};
 }
 
-std::span<const ENCODER_MODE> ModesOf(const ENCODER_MODE* modes)
+std::span<const ENCODER_MODE> LoadedPlugin::Modes(const ENCODER_MODE* modes) const
 {
     bool isEnded = false;
-    return ModesOf(modes, isEnded);
+    return Modes(modes, isEnded);
 }
 
 bool IsPrintable(KXDWORD fourCC)

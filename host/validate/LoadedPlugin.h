@@ -37,6 +37,11 @@ public:
     const RecordArray<ENCODER_ITEM>& Encoders() const { return m_encoders; }
     const RecordArray<FILEFORMAT_ITEM>& Formats() const { return m_formats; }
 
+    // The entries of a list of these records in front of its end. isEnded: whether it has one, in memory that can be
+    // read.
+    std::span<const ENCODER_MODE> Modes(const ENCODER_MODE* modes, bool& isEnded) const;
+    std::span<const ENCODER_MODE> Modes(const ENCODER_MODE* modes) const;
+
 private:
     struct Close {
         void operator()(void* module) const;
@@ -45,6 +50,7 @@ private:
     std::unique_ptr<void, Close> m_module;
     RecordArray<ENCODER_ITEM> m_encoders;
     RecordArray<FILEFORMAT_ITEM> m_formats;
+    MemoryMap m_memory; // after the scan
 };
 
 // A slot with its name in the record.
@@ -62,10 +68,6 @@ struct TextEntry {
 };
 std::vector<TextEntry> TextsOf(const ENCODER_ITEM& item);
 std::vector<TextEntry> TextsOf(const FILEFORMAT_ITEM& item);
-
-// The entries of a list in front of its end. ends: whether it has one, in memory that can be read.
-std::span<const ENCODER_MODE> ModesOf(const ENCODER_MODE* modes, bool& isEnded);
-std::span<const ENCODER_MODE> ModesOf(const ENCODER_MODE* modes);
 
 bool IsPrintable(KXDWORD fourCC);
 

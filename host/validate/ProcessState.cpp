@@ -88,6 +88,11 @@ std::string FirstOnlyIn(const std::vector<std::string>& list, const std::vector<
 
 } // namespace
 
+size_t CountOpenFiles()
+{
+    return OpenFilesNow().size();
+}
+
 ProcessState::ProcessState()
     : m_locale(std::setlocale(LC_ALL, nullptr)), m_rounding(std::fegetround()), m_control(ControlNow()),
       m_signals(SignalsNow()), m_files(OpenFilesNow()), m_folder(fs::current_path().string()), m_umask(UmaskNow()),

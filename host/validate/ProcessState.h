@@ -21,8 +21,6 @@ public:
     std::string DescriptorChange(const ProcessState& before) const;
     std::string SettingChange(const ProcessState& before) const; // working folder, umask, environment, threads
 
-    size_t OpenFiles() const { return m_files.size(); }
-
 private:
     std::string m_locale;
     int m_rounding;
@@ -34,6 +32,9 @@ private:
     std::vector<std::string> m_environment;
     size_t m_threads;
 };
+
+// Descriptors that are open now.
+size_t CountOpenFiles();
 
 } // namespace host
 

@@ -140,7 +140,7 @@ bool IsInlineOnly(const LoadedPlugin& plugin, KXDWORD fourCC)
     bool isNamed = false;
     for (const FILEFORMAT_ITEM& format : plugin.Formats().Items())
         for (const ENCODER_MODE* const modes : {format.pVideoModes, format.pAudioModes})
-            for (const ENCODER_MODE& mode : ModesOf(modes))
+            for (const ENCODER_MODE& mode : plugin.Modes(modes))
                 if (mode.dwFourCC == fourCC) {
                     if (!mode.bInline)
                         return false;
@@ -186,7 +186,7 @@ void WarnOfLostExtra(const LoadedPlugin& plugin, const FILEFORMAT_ITEM& format, 
 {
     if (isAudio ? format.pfnSetAudioExtra != nullptr : format.pfnSetVideoExtra != nullptr)
         return;
-    for (const ENCODER_MODE& mode : ModesOf(modes))
+    for (const ENCODER_MODE& mode : plugin.Modes(modes))
         for (const ENCODER_ITEM& item : plugin.Encoders().Items())
             if (item.dwFourCC == mode.dwFourCC && !mode.bInline &&
                 (isAudio ? item.pfnGetAudioExtra != nullptr : item.pfnGetVideoExtra != nullptr))

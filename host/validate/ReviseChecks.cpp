@@ -177,6 +177,8 @@ void CheckRevisedTwice(const Subject& subject, Verdict& verdict)
     for (const int type : {ENCODER_TYPE_VIDEO, ENCODER_TYPE_AUDIO})
         ForEachTaken(subject, type, [&](const ENCODER_ITEM& item, const EncodeParam& asked, const EncodeParam& left) {
             const bool isVideo = type == ENCODER_TYPE_VIDEO;
+            if (!(isVideo ? FaultOf(left.video) : FaultOf(left.audio, asked.audio)).empty())
+                return; // found already
             EncodeParam again = left;
             const int taken = isVideo ? item.pfnReviseVideo(&again) : item.pfnReviseAudio(&again.audio);
             if (!taken || !IsSame(again, left))

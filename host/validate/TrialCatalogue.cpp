@@ -42,10 +42,10 @@ template <class Item> void AddMissing(std::vector<Item>& items, std::span<const 
 }
 
 // The listed encoders that are there and of the type, with 0 for none at the end.
-std::vector<KXDWORD> Choices(const ENCODER_MODE* modes, int type, const std::vector<ENCODER_ITEM>& encoders)
+std::vector<KXDWORD> Choices(std::span<const ENCODER_MODE> modes, int type, const std::vector<ENCODER_ITEM>& encoders)
 {
     std::vector<KXDWORD> choices;
-    for (const ENCODER_MODE& mode : ModesOf(modes))
+    for (const ENCODER_MODE& mode : modes)
         for (const ENCODER_ITEM& item : encoders)
             if (item.dwFourCC == mode.dwFourCC && item.nType == type)
                 choices.push_back(mode.dwFourCC);
@@ -77,7 +77,7 @@ TrialCatalogue::TrialCatalogue(const Subject& subject) : m_plugin(subject.file)
     AddMissing(m_formats, m_plugin.Formats().Items());
     const auto lacks = [this](const FILEFORMAT_ITEM& format) {
         for (const ENCODER_MODE* modes : {format.pVideoModes, format.pAudioModes})
-            for (const ENCODER_MODE& mode : ModesOf(modes))
+            for (const ENCODER_MODE& mode : m_plugin.Modes(modes))
                 if (!Has(m_encoders, mode.dwFourCC))
                     return true;
         return false;
@@ -122,8 +122,8 @@ void TrialCatalogue::AddOrphans()
 
 void TrialCatalogue::AddPairs(const FILEFORMAT_ITEM& format)
 {
-    for (const KXDWORD video : Choices(format.pVideoModes, ENCODER_TYPE_VIDEO, m_encoders))
-        for (const KXDWORD audio : Choices(format.pAudioModes, ENCODER_TYPE_AUDIO, m_encoders))
+    for (const KXDWORD video : Choices(m_plugin.Modes(format.pVideoModes), ENCODER_TYPE_VIDEO, m_encoders))
+        for (const KXDWORD audio : Choices(m_plugin.Modes(format.pAudioModes), ENCODER_TYPE_AUDIO, m_encoders))
             if (video || audio)
                 m_pairs.push_back({format.dwFourCC, video, audio});
 }

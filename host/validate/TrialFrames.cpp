@@ -32,18 +32,19 @@ size_t PlaneBytes(int width, int height, int wider)
 
 GuardedBlock::GuardedBlock(size_t size, FrameMemory memory)
 {
-    if (memory == FrameMemory::kPlain) {
-        m_plain.resize(size + 1);
-        m_data = m_plain.data();
-        return;
-    }
     const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
-    const size_t inner = (size + page - 1) / page * page;
+    const size_t spare = memory.guard == FrameMemory::Guard::kNone ? 2 * page : 0;
+    const size_t inner = (size + page - 1) / page * page + spare;
     m_mapped = inner + 2 * page;
     m_map = mmap(nullptr, m_mapped, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (m_map == MAP_FAILED)
         throw std::bad_alloc();
-    m_data = static_cast<unsigned char*>(m_map) + page + (memory == FrameMemory::kGuardedEnd ? inner - size : 0);
+    // In the middle, what is read beyond the bounds is there.
+    const size_t offset = memory.guard == FrameMemory::Guard::kBehind   ? inner - size
+                          : memory.guard == FrameMemory::Guard::kBefore ? 0
+                                                                        : page;
+    m_data = static_cast<unsigned char*>(m_map) + page + offset;
+    Allow(Access::kWrite);
 }
 
 GuardedBlock::~GuardedBlock()
@@ -53,8 +54,7 @@ GuardedBlock::~GuardedBlock()
 }
 
 GuardedBlock::GuardedBlock(GuardedBlock&& other) noexcept
-    : m_map(std::exchange(other.m_map, nullptr)), m_mapped(other.m_mapped), m_data(other.m_data),
-      m_plain(std::move(other.m_plain))
+    : m_map(std::exchange(other.m_map, nullptr)), m_mapped(other.m_mapped), m_data(other.m_data)
 {
 }
 
@@ -68,7 +68,7 @@ void GuardedBlock::Allow(Access access)
         mprotect(static_cast<unsigned char*>(m_map) + page, m_mapped - 2 * page, protection);
 }
 
-TrialFrames::TrialFrames(const FrameShape& shape, FrameMemory memory) : m_shape(shape)
+TrialFrames::TrialFrames(const FrameShape& shape, FrameMemory memory) : m_shape(shape), m_memory(memory)
 {
     const auto add = [&](size_t size) { m_planes.emplace_back(size, memory); };
     add(PlaneBytes(shape.width, shape.height, shape.wider));
@@ -98,7 +98,8 @@ void TrialFrames::Fill(GuardedBlock& plane, int width, int height, int seed) con
         if (y + 1 < height)
             std::memset(row + width, m_shape.beyond, static_cast<size_t>(m_shape.wider));
     }
-    plane.Allow(GuardedBlock::Access::kRead);
+    if (m_memory.isReadOnly)
+        plane.Allow(GuardedBlock::Access::kRead);
 }
 
 MEDIA_FRAME TrialFrames::Picture(int number)
@@ -128,7 +129,8 @@ MEDIA_FRAME TrialFrames::Block(int number)
         const auto sample = static_cast<int16_t>((i * 37 + number * 101) % 8000 - 4000);
         std::memcpy(sound.Data() + i, &sample, 2);
     }
-    sound.Allow(GuardedBlock::Access::kRead);
+    if (m_memory.isReadOnly)
+        sound.Allow(GuardedBlock::Access::kRead);
     MEDIA_FRAME frame = {};
     frame.audio.nSampleRate = m_shape.sampleRate;
     frame.audio.nChannels = m_shape.channels;
@@ -146,7 +148,8 @@ MEDIA_FRAME TrialFrames::Block(int number)
 void TrialFrames::TakeBack()
 {
     for (GuardedBlock& plane : m_planes)
-        plane.Allow(GuardedBlock::Access::kNone);
+        if (m_memory.isTakenBack)
+            plane.Allow(GuardedBlock::Access::kNone);
 }
 
 } // namespace host

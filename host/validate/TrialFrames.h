@@ -10,10 +10,12 @@
 namespace host
 {
 
-enum class FrameMemory {
-    kPlain,
-    kGuardedEnd, // each plane ends where no memory is, and begins there
-    kGuardedStart,
+// How the memory of frames is kept from those who get to see them.
+struct FrameMemory {
+    enum class Guard { kNone, kBehind, kBefore };
+    Guard guard = Guard::kNone; // each plane ends, or begins, where no memory is
+    bool isReadOnly = false;    // while it is handed out
+    bool isTakenBack = false;   // after the call nobody can read it
 };
 
 struct FrameShape {
@@ -26,7 +28,6 @@ struct FrameShape {
     double rate = 25.0; // of pictures; a block of sound lasts as long as one
 };
 
-// A memory block that ends or begins at a page without access.
 class GuardedBlock
 {
 public:
@@ -39,17 +40,15 @@ public:
 
     unsigned char* Data() { return m_data; }
     enum class Access { kNone, kRead, kWrite };
-    void Allow(Access access); // of a plain one nothing changes
+    void Allow(Access access);
 
 private:
     void* m_map = nullptr;
     size_t m_mapped = 0;
     unsigned char* m_data = nullptr;
-    std::vector<unsigned char> m_plain;
 };
 
-// Moving patterns; the same in each run. One frame at a time: the next one takes the memory of the one before, which
-// can't be read in between unless the memory is plain.
+// Moving patterns; the same in each run. One frame at a time: the next one takes the memory of the one before.
 class TrialFrames
 {
 public:
@@ -67,6 +66,7 @@ private:
     void Fill(GuardedBlock& plane, int width, int height, int seed) const;
 
     FrameShape m_shape;
+    FrameMemory m_memory;
     std::vector<GuardedBlock> m_planes; // Y, U, V, and sound
 };
 

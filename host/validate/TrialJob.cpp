@@ -12,6 +12,8 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 
 namespace host
 {
@@ -86,15 +88,23 @@ void TrialJob::WritePicture(int number)
 {
     const SlotLogScope scope(m_slots);
     const MEDIA_FRAME frame = m_frames.Picture(number);
-    m_results.push_back(FCWriteVideoFrame(m_handle, &frame));
-    m_frames.TakeBack();
+    errno = 0;
+    Note(FCWriteVideoFrame(m_handle, &frame));
 }
 
 void TrialJob::WriteBlock(int number)
 {
     const SlotLogScope scope(m_slots);
     const MEDIA_FRAME frame = m_frames.Block(number);
-    m_results.push_back(FCWriteAudioData(m_handle, &frame));
+    errno = 0;
+    Note(FCWriteAudioData(m_handle, &frame));
+}
+
+void TrialJob::Note(int result)
+{
+    if (result <= 0 && !m_writeError)
+        m_writeError = errno;
+    m_results.push_back(result);
     m_frames.TakeBack();
 }
 
@@ -115,6 +125,8 @@ void TrialJob::Close(bool hasCallback)
     errno = 0;
     FCCloseMediaFile(m_handle, hasCallback ? TakeReport : nullptr, hasCallback ? &m_report : nullptr);
     m_handle = nullptr;
+    if (m_writeError)
+        m_report.error = m_writeError;
 }
 
 size_t TrialJob::Calls(const char* slot) const
@@ -131,7 +143,7 @@ bool TrialJob::HasThrown() const
 std::string TrialPath(const Subject& subject, const TrialPair& pair)
 {
     static std::atomic<int> count = 0;
-    return Format("%s/%d%s.out", subject.folder.c_str(), ++count,
+    return Format("%s/%06d%s.out", subject.folder.c_str(), ++count,
                   TrialCatalogue::IsSequence(pair.format) ? "-%05d" : "");
 }
 
@@ -142,14 +154,18 @@ void RunToEnd(TrialJob& job, int pictures, bool hasCallback)
     job.Close(hasCallback);
 }
 
-uint64_t TakeOutputs(const Subject& subject)
+std::string TakeOutputs(const Subject& subject)
 {
-    uint64_t bytes = 0;
-    for (const auto& entry : std::filesystem::directory_iterator(subject.folder)) {
+    std::vector<std::filesystem::path> paths;
+    for (const auto& entry : std::filesystem::directory_iterator(subject.folder))
+        paths.push_back(entry.path());
+    std::sort(paths.begin(), paths.end());
+    std::string bytes;
+    for (const auto& path : paths) {
+        std::ifstream stream(path, std::ios::binary);
+        bytes.append(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>());
         std::error_code ignored;
-        const uint64_t size = entry.is_regular_file(ignored) ? entry.file_size(ignored) : 0;
-        bytes += ignored ? 0 : size;
-        std::filesystem::remove_all(entry.path(), ignored);
+        std::filesystem::remove_all(path, ignored);
     }
     return bytes;
 }

@@ -16,14 +16,14 @@ struct TrialSetup {
     TrialPair pair;
     std::string path;
     FrameShape shape = {160, 120, 0, 0, 44100, 2, 25.0};
-    FrameMemory memory = FrameMemory::kPlain;
+    FrameMemory memory = {};
 };
 
 // What the format told at the close.
 struct TrialReport {
     int calls = 0; // of the callback
     unsigned n1 = 0, n2 = 0, n3 = 0;
-    int error = 0; // errno, if it was set
+    int error = 0; // errno at the first write that failed, or at the callback; 0 if none was left
 };
 
 class TrialJob
@@ -46,6 +46,7 @@ public:
     void Close(bool hasCallback = true);
 
     const SlotLog& Slots() const { return m_slots; }
+    void ForgetSlots() { m_slots = {}; } // and the memory that they take
     size_t Calls(const char* slot) const;
     bool HasThrown() const;
     const TrialReport& Report() const { return m_report; }
@@ -56,6 +57,8 @@ public:
     const TrialSetup& Setup() const { return m_setup; }
 
 private:
+    void Note(int result);
+
     TrialSetup m_setup;
     TrialFrames m_frames;
     SlotLog m_slots;
@@ -63,6 +66,7 @@ private:
     EncodeParam m_param = {};
     std::string m_refusal;
     std::vector<int> m_results;
+    int m_writeError = 0;
     TrialReport m_report;
 };
 
@@ -72,8 +76,8 @@ std::string TrialPath(const Subject& subject, const TrialPair& pair);
 // A whole job of so many pictures, or of that time's sound.
 void RunToEnd(TrialJob& job, int pictures, bool hasCallback = true);
 
-// Bytes of all files in the folder. Takes them away.
-uint64_t TakeOutputs(const Subject& subject);
+// What is in the files of the folder, one after another by name. Takes them away.
+std::string TakeOutputs(const Subject& subject);
 
 } // namespace host
 
