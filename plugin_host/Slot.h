@@ -6,7 +6,7 @@
 #include "log/CatchAll.h"
 
 // Logs what a slot has thrown.
-[[gnu::cold]] void ReportThrow(const char* pszSlot, KXDWORD dwFourCC, const char* pszCause);
+[[gnu::cold, gnu::noinline]] void ReportThrow(const char* pszSlot, KXDWORD dwFourCC, const char* pszCause);
 
 // A slot of a plug-in's record, with what names it in the log. A slot that throws against the rules has failed, as the
 // log says; it counts like any other failure of that slot.

@@ -184,6 +184,37 @@ TEST_F(FileTest, EveryPairStatesTheSignalOrSaysSo)
             }
 }
 
+// A red by BT.709 where the file states that, and in lossless files; otherwise by what players take. In limited range.
+TEST_F(FileTest, PicturesHaveTheColoursThatPlayersSee)
+{
+    const Planes given = FlatPicture(160, 96, {63, 102, 240});
+    struct Case {
+        const char *format, *encoder;
+        std::array<unsigned char, 3> red;
+    };
+    constexpr std::array<unsigned char, 3> same = {63, 102, 240}, sd = {81, 90, 240};
+    for (const auto& [format, encoder, red] : {Case{"AVI ", "MP4V", sd},
+                                               {"TS  ", "MP4V", sd},
+                                               {"AVI ", "MJPG", sd},
+                                               {"MKV ", "MJPG", sd},
+                                               {"MP4 ", "MP4V", same},
+                                               {"AVI ", "H264", same},
+                                               {"AVI ", "FFV1", same}}) {
+        SCOPED_TRACE(testing::Message() << format << encoder);
+        JobParam param = JobParam(format).Video(encoder, 160, 96);
+        param.video.dwColour = KX_COLOUR(KX_RANGE_LIMITED, 1, 1, 1);
+        void* job = Open(Path("file"), param);
+        ASSERT_TRUE(job);
+        MEDIA_FRAME frame = FrameOf(given, 160, 96);
+        EXPECT_EQ(FCWriteVideoFrame(job, &frame), 1);
+        Close(job);
+        const Planes planes = ReadMedia(Path("file")).pictures.at(0).planes, expected = FlatPicture(160, 96, red);
+        ASSERT_EQ(planes.size(), expected.size());
+        for (size_t i = 0; i < planes.size(); i += 97)
+            EXPECT_NEAR(planes[i], expected[i], 1) << i;
+    }
+}
+
 TEST_F(FileTest, OptionsReachTheEncoderOrTheFormat)
 {
     const auto make = [&](JobParam param, const char* options) {

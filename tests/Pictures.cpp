@@ -16,6 +16,15 @@ Planes TestPicture(int width, int height, int number)
     return planes;
 }
 
+Planes FlatPicture(int width, int height, const std::array<unsigned char, 3>& colour)
+{
+    const auto chroma = static_cast<size_t>((width + 1) / 2 * ((height + 1) / 2));
+    Planes planes(static_cast<size_t>(width * height), colour[0]);
+    planes.insert(planes.end(), chroma, colour[1]);
+    planes.insert(planes.end(), chroma, colour[2]);
+    return planes;
+}
+
 MEDIA_FRAME FrameOf(const Planes& planes, int width, int height)
 {
     const int cw = (width + 1) / 2, ch = (height + 1) / 2;

@@ -4,6 +4,7 @@
 
 #include "encmgr/PluginRecords.h"
 
+#include <array>
 #include <cstdint>
 #include <vector>
 
@@ -12,6 +13,8 @@ using Planes = std::vector<unsigned char>;
 
 // A smooth, moving picture, which every encoder can hold to.
 Planes TestPicture(int width, int height, int number);
+
+Planes FlatPicture(int width, int height, const std::array<unsigned char, 3>& colour);
 
 // A frame on the planes, which stay the caller's and are read as long as the frame is.
 MEDIA_FRAME FrameOf(const Planes& planes, int width, int height);

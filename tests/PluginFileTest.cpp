@@ -280,7 +280,7 @@ TEST_F(PluginFileTest, FramesThatCannotBeReadAreReported)
             for (frame.llStreamTime = kPeriod; frame.llStreamTime < 4 * kPeriod; frame.llStreamTime += kPeriod)
                 EXPECT_EQ(FCWriteVideoFrame(job, &frame), 0);
             ExpectReport(Close(job), 1, 1);
-            EXPECT_EQ(LogLines(L"a picture isn't"), *format == 'Y');
+            EXPECT_EQ(LogLines(L"a picture of"), *format == 'Y');
         }
     void* job = Open(Path("gap"), JobParam("WAV ").Audio("PCM ", 8000, 1));
     EXPECT_FALSE(WriteSamples(job, {1, 2, 3}, 8000, 2, 2));

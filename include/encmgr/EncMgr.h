@@ -13,8 +13,10 @@
  * by one thread at a time. Jobs on different threads are fine where their plug-ins allow it, except that two jobs
  * that convert audio at the same moment share one running balance and may each gain or lose a sample.
  *
- * Failures are results of 0 or null; the cause is in the log (log/Log.h). Nothing is thrown: a plug-in's slot that
- * throws has failed, and the log names it; so has a call for which memory runs out.
+ * Failures are results of 0 or null; the cause is in the log (log/Log.h), which goes to the standard error stream or
+ * to a host's KXLogSetSink: what the library and the plug-ins refuse is a line there before the result, but for null
+ * pointers and a format of 0. Nothing is thrown: a plug-in's slot that throws has failed, and the log names it; so has
+ * a call for which memory runs out.
  *
  * Doubles: the four functions of a job work, plug-ins included, in the processor's default modes (round to nearest, no
  * flush to zero, no traps), and leave the host's as they were.
@@ -30,7 +32,8 @@ extern "C" {
 #endif
 
 /* Loads the plug-ins of the folder "PlugIns" beside the application and builds the catalogue; an earlier catalogue
- * goes first. Returns 1 if the folder could be read, whatever it held, and 0 if not.
+ * goes first. KXLogSetAppPath (log/Log.h), called before, has "PlugIns" looked for in another folder. Returns 1 if
+ * the folder could be read, whatever it held, and 0 if not.
  * REQUIRES: no job exists. */
 ENCMGR_API int FCInitPlugins(void);
 
@@ -42,7 +45,8 @@ ENCMGR_API void FCUninitPlugins(void);
  * or FCUninitPlugins. */
 ENCMGR_API const FILEFORMAT_INFO* FCGetFileFormatInfos(void);
 
-/* Opens an output file. pszPath and the records stay the host's and are not used after the call.
+/* Opens an output file. pszPath and the records stay the host's and are not used after the call. pParam starts from
+ * zeros and names the format, the encoder of each stream that isn't disabled, and what that stream is to be.
  * pVidInfo and pAudInfo describe the source; null leaves out the scaling or conversion that depends on them.
  * Returns the job's handle, or null with nothing left behind. */
 ENCMGR_API void* FCCreateMediaFile(const wchar_t* pszPath, const EncodeParam* pParam, const KXVideoInfo* pVidInfo,

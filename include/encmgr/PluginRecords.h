@@ -5,7 +5,13 @@
  * a 64-bit target the same fields in the same order lie at natural alignment. The checks at the end hold both.
  *
  * A plug-in is a shared library in the host's PlugIns folder whose file name starts with "wp" and ends in
- * ".dylib", and that exports GetEncoders, GetFileFormats, or both. GetEncoderOptions may stand beside them.
+ * ".dylib", and that exports GetEncoders, GetFileFormats, or both. GetEncoderOptions may stand beside them. One file
+ * of plain C becomes a plug-in by
+ *   cc -std=c11 -shared -fPIC -fvisibility=hidden -Wl,-z,defs -I include -o wpmine.dylib mine.c
+ * with -m32 for a 32-bit host. -z,defs shows a forgotten library here; without it, it would end a host in the middle
+ * of a job. Slots never throw, jump out or end the process: the library catches what a C++ slot throws and counts it as
+ * a failure, and can't catch the rest. A plug-in explains a refusal by a line of KXLog or KXLogEx (Log.h, libLog.so)
+ * before it returns: hosts show the log where a job fails.
  *
  * Units: times and durations count 100 ns (10,000,000 to the second); -1 in a 64-bit time is "no such time yet".
  * Rates are in Hz, sizes in pixels, bit rates in bits per second. Texts are zero-terminated 32-bit wide text.
@@ -67,7 +73,8 @@ static inline const char* KXGetOptions(const KXDWORD* pdwOptions)
 }
 
 /* What the pictures are, for files to state and players to obey; the library itself converts none of it. 0 always
- * means "not said", and a plug-in that can't state something says so in the log. */
+ * means "not said": values of limited range then, by the matrix of BT.709 from a width of 1280 or a height of more than
+ * 576 on and of BT.601 below, as players take them. A plug-in that can't state something says so in the log. */
 enum {
     KX_RANGE_LIMITED = 1, /* luma from 16 to 235 (BT.601) */
     KX_RANGE_FULL = 2     /* luma from 0 to 255 */
@@ -83,13 +90,15 @@ enum { KX_FIELDS_PROGRESSIVE = 1, KX_FIELDS_TOP_FIRST = 2, KX_FIELDS_BOTTOM_FIRS
 #define KX_COLOUR_PRIMARIES(colour) ((int)((colour) >> 16 & 0xFF))
 #define KX_COLOUR_TRANSFER(colour) ((int)((colour) >> 24 & 0xFF))
 
-/* EncodeParam.video: the output picture. A video revise slot may change it. */
+/* EncodeParam.video: the output picture. A video revise slot may change it. The host sets the encoder and both sides;
+ * what else stays 0 has the meaning that is said for it. */
 typedef struct EncodeParamVideo {
     KXDWORD dwFourCC; /* video encoder */
-    int nWidth;       /* output picture, pixels */
+    int nWidth;       /* output picture, pixels; 1 and more, there is no "as the source" */
     int nHeight;
-    double dFrameRate; /* output frames per second; 0 takes the source's rate */
-    int nBitRate;      /* bits per second */
+    double dFrameRate; /* output frames per second; 0 takes the source's rate. 29.97 and 30000.0 / 1001 both stand for
+                          30000/1001: a plug-in looks for n * 1000 / 1001 with a whole n before other fractions */
+    int nBitRate;      /* bits per second; 0: the encoder's usual quality */
     KXDWORD dwOptions[2];
     int nResizeMethod;  /* an IMAGE_RESIZE_METHOD: 0 stretch, 1 keep, 2 16:9, 3 4:3, 5 crop */
     int nInterpolation; /* an IMAGE_INTERPOLATION: 0 default, 1 nearest, 2 bilinear */
@@ -101,12 +110,13 @@ typedef struct EncodeParamVideo {
     KXDWORD reserved;
 } EncodeParamVideo;
 
-/* EncodeParam.audio: the output audio. An audio revise slot may change it. */
+/* EncodeParam.audio: the output audio. An audio revise slot may change it. The host sets the encoder, the rate, the
+ * channels and the bits. */
 typedef struct EncodeParamAudio {
     KXDWORD dwFourCC; /* audio encoder */
     int nSampleRate;
     int nChannels;
-    int nBitRate; /* bits per second */
+    int nBitRate; /* bits per second; 0: the encoder's usual */
     KXDWORD dwOptions[2];
     int nBitsPerSample; /* 16 wherever the library converts or paces */
 } EncodeParamAudio;
@@ -151,7 +161,10 @@ typedef struct MEDIA_FRAME_AUDIO {
 } MEDIA_FRAME_AUDIO;
 
 /* A picture of a MEDIA_FRAME: planar YUV 4:2:0 of 8 bits. pY has nHeight rows of nWidth bytes; pU and pV have
- * (nHeight + 1) / 2 rows of (nWidth + 1) / 2 bytes each. A pitch is the bytes from row to row. */
+ * (nHeight + 1) / 2 rows of (nWidth + 1) / 2 bytes each. A pitch is the bytes from row to row, and each of the three
+ * is to be set: negative in a picture that is stored upwards, whose plane pointers lead to its top row all the same.
+ * Nothing is aligned, and nobody reads what lies between rows or behind the last one. A host sets nWidth and nHeight to
+ * the size that its KXVideoInfo states; plug-ins refuse pictures of another one than the job's, in the log. */
 typedef struct MEDIA_FRAME_VIDEO {
     KXDWORD reserved1[2];
     unsigned char* pY;
@@ -166,7 +179,7 @@ typedef struct MEDIA_FRAME_VIDEO {
 } MEDIA_FRAME_VIDEO;
 
 /* One block of audio or one picture. Whoever hands it over owns it and its buffers, and may reuse them when the
- * call returns; plug-ins see it as const and only during the call. */
+ * call returns; plug-ins see it as const and only during the call. A host starts from zeros. */
 typedef struct MEDIA_FRAME {
     KXDWORD nFrameType; /* carried along; 3 marks the silence that drains an audio encoder */
     union {
@@ -191,6 +204,10 @@ typedef unsigned int (*FC_CLOSE_CALLBACK)(void* pParam, unsigned int n1, unsigne
  * Brackets say when the library calls a slot. All slots of one job are called on the thread that called the
  * library; two jobs may share a record, so what belongs to a job lives behind its handle. Handles are the
  * plug-in's own: the library stores them, passes them back, and takes null for failure.
+ *
+ * A FourCC is four printable characters of ASCII, blanks at the end ("MP4 "). Encoders and formats are apart; of two
+ * encoders with the same one, or two formats, the first that was found is taken, in the order in which the folder lists
+ * its files: so take one that nobody else has.
  */
 
 #define ENCODER_TYPE_AUDIO 0
@@ -212,7 +229,12 @@ typedef struct ENCODER_ITEM {
 
     /* [each block or frame] Encodes one frame and leaves at *ppOut (audio: and *pnOut) what the format's write
      * slot is to receive; both are 0 on entry, and 0 goes on to the format too. What they point at stays the
-     * encoder's and holds until the write slot returns. pnOut is null for video. The result isn't read. */
+     * encoder's and holds until the write slot returns. pnOut is null for video. The result isn't read.
+     *
+     * What is handed on has no common form: it is settled between the encoder and the formats that list it, which are
+     * those of its own plug-in unless two plug-ins agree. Pictures that are held back, for B-frames say, leave with a
+     * later picture; what is left at the close goes to the format by the extra values. Audio held back leaves by
+     * pfnGetDelay or by the extra values too. */
     int (*pfnEncode)(void* hEncoder, const MEDIA_FRAME* pFrame, void** ppOut, KXDWORD* pnOut);
 
     /* [close, audio only, once] Bytes of raw audio that are needed to push out what the encoder holds; the
@@ -229,7 +251,12 @@ typedef struct ENCODER_ITEM {
     void (*pfnGetVideoExtra)(void* hEncoder, uintptr_t* pValue1, uintptr_t* pValue2, uintptr_t* pValue3,
                              uintptr_t* pValue4);
 
-    /* [set-up, before pfnCreate, inline streams too] May change the parameters; 0 refuses them and the job. */
+    /* [set-up, before pfnCreate, inline streams too] May change the parameters; 0 refuses them and the job.
+     *
+     * They are what the host gave, sizes of 0 and absurd rates included; only the frame rate has been settled: a rate
+     * of 0 has become the source's, if that is known, and one above 200 has become 30. What the slot leaves is what the
+     * library delivers: sides of 1 and more, rates above 0, 16 bits, one or two channels where the source has others.
+     * Nobody tells the host what was changed. */
     int (*pfnReviseAudio)(EncodeParamAudio* pAudio);
     int (*pfnReviseVideo)(EncodeParam* pParam);
 } ENCODER_ITEM;
@@ -270,11 +297,15 @@ typedef struct FILEFORMAT_ITEM {
     const ENCODER_MODE* pAudioModes; /* stays in place until the plug-in is unloaded */
     const ENCODER_MODE* pVideoModes;
 
-    /* [set-up, once a job, after both encoders] bVideoDisabled and bAudioDisabled are final. Null fails the job. */
+    /* [set-up, once a job, after both encoders] bVideoDisabled and bAudioDisabled are final. Null fails the job. The
+     * path is the host's, as it came: in the working folder or a whole one, perhaps of no regular file ("/dev/stdout"),
+     * perhaps not Unicode; a file that lies there is written over. The host may name any encoder, listed or not, so a
+     * format refuses those that it doesn't know. */
     void* (*pfnCreate)(const wchar_t* pszPath, EncodeParam* pParam);
 
     /* [each block] Encoded: the two values that pfnEncode left. Inline: a const MEDIA_FRAME* and 0. The result goes
-     * up to the host, added up where one call of the host's makes several writes. */
+     * up to the host, added up where one call of the host's makes several writes: 1 for a block that was taken, written
+     * or held back, and 0 for one that is lost. */
     int (*pfnWriteAudio)(void* hFile, const void* pData, KXDWORD nData);
 
     /* [each frame written] Encoded: the value that pfnEncode left. Inline: a const MEDIA_FRAME*. Result as above. */

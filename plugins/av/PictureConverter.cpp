@@ -1,9 +1,12 @@
 #include "plugins/av/PictureConverter.h"
 
+#include "plugins/av/VideoSignal.h"
+
 extern "C" {
 #include <libavutil/opt.h>
 }
 
+#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -33,7 +36,12 @@ int PictureConverter::Open(const EncodeParamVideo& video, const AVFrame& output)
 {
     const bool isFull = KX_COLOUR_RANGE(video.dwColour) == KX_RANGE_FULL;
     const bool takesFull = output.color_range == AVCOL_RANGE_JPEG;
-    if (output.format == AV_PIX_FMT_YUV420P && isFull == takesFull)
+    const int said = KX_COLOUR_MATRIX(video.dwColour);
+    // Code points of matrices are libswscale's own; those that it doesn't know count as BT.601's.
+    const int* const matrix = sws_getCoefficients(said ? said : UsualMatrix(video));
+    const int* const wanted =
+        output.colorspace == AVCOL_SPC_UNSPECIFIED ? matrix : sws_getCoefficients(output.colorspace);
+    if (output.format == AV_PIX_FMT_YUV420P && isFull == takesFull && std::equal(matrix, matrix + 4, wanted))
         return 0;
     // A height of 4 n has fields of the same height with whole rows of chroma.
     const bool isInterlaced = video.nFieldOrder == KX_FIELDS_TOP_FIRST || video.nFieldOrder == KX_FIELDS_BOTTOM_FIRST;
@@ -57,9 +65,7 @@ int PictureConverter::Open(const EncodeParamVideo& video, const AVFrame& output)
         av_opt_set_int(m_context.get(), name, value, 0);
     if (const int result = sws_init_context(m_context.get(), nullptr, nullptr); result < 0)
         return result;
-    // Code points of matrices are libswscale's own; those that it doesn't know count as BT.601's.
-    const int* const matrix = sws_getCoefficients(KX_COLOUR_MATRIX(video.dwColour));
-    sws_setColorspaceDetails(m_context.get(), matrix, isFull, matrix, takesFull, 0, kOne, kOne);
+    sws_setColorspaceDetails(m_context.get(), matrix, isFull, wanted, takesFull, 0, kOne, kOne);
 
     m_input.reset(av_frame_alloc());
     if (!m_input)

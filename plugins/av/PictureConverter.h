@@ -9,7 +9,7 @@ class PictureConverter
 {
 public:
     // For pictures of 4:2:0 and 8 bits that are what the job says, to become such as the output: its size, pixel
-    // format and range. Negative, an error of libav, if there is no such conversion.
+    // format, range and matrix. Negative, an error of libav, if there is no such conversion.
     int Open(const EncodeParamVideo& video, const AVFrame& output);
 
     // Whether the encoder takes other pictures than the library's.

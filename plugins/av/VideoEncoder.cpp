@@ -102,12 +102,12 @@ void VideoEncoder::Prepare(AVCodecContext& context) const
     context.height = video.nHeight;
     context.framerate = {rate.num, rate.den};
     context.time_base = {rate.den, rate.num};
-    SetSignal(context, video, Entry());
+    const ContainerEntry* container = FindContainer(Job().dwFileFourCC);
+    SetSignal(context, video, Entry(), EncodedColour(video, Entry(), container));
     if (HasBitRate())
         context.bit_rate = video.nBitRate;
     else if (Entry().quality.needsBitRate)
         context.bit_rate = std::llrint(rate.Value() * video.nWidth * video.nHeight / 8);
-    const ContainerEntry* container = FindContainer(Job().dwFileFourCC);
     if (container && container->Has(kSequenceOnly))
         context.max_b_frames = 0;
 }
@@ -116,7 +116,8 @@ bool VideoEncoder::Fill(const MEDIA_FRAME_VIDEO& picture)
 {
     if (!IsReadable(picture, m_frame->width, m_frame->height)) {
         if (!m_refusalLogged)
-            KXLogEx(L"wpav: a picture isn't %dx%d, or lacks a plane or a pitch.", m_frame->width, m_frame->height);
+            KXLogEx(L"wpav: a picture of %dx%d isn't one of %dx%d, or lacks a plane or a pitch.", picture.nWidth,
+                    picture.nHeight, m_frame->width, m_frame->height);
         m_refusalLogged = true;
         return false;
     }

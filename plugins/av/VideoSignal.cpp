@@ -12,6 +12,19 @@ namespace
 
 constexpr KXDWORD kRangeByte = KX_COLOUR(0xFF, 0, 0, 0);
 
+// What of kRange, kColour, kFields and kRotation reaches players of the file.
+unsigned StatedIn(const EncodeParamVideo& video, const EncoderEntry& entry, const ContainerEntry& container)
+{
+    unsigned stated = entry.states | container.states;
+    if (entry.video.fullRange) // players take JPEG's colours as the standard has them, whatever the header says
+        stated &= ~kColour;
+    if (stated & kRangeOfColour && (video.dwColour & ~kRangeByte) != 0)
+        stated |= kRange;
+    if (entry.states & container.states & kProgressive)
+        stated &= ~kFields;
+    return stated;
+}
+
 bool IsInterlaced(const EncodeParamVideo& video)
 {
     return video.nFieldOrder == KX_FIELDS_TOP_FIRST || video.nFieldOrder == KX_FIELDS_BOTTOM_FIRST;
@@ -31,9 +44,8 @@ AVFieldOrder FieldOrder(const EncodeParamVideo& video)
     }
 }
 
-// Sets what the job says in anything of libav's that has its names for it: a code point of 0 isn't said. libav's
-// numbers are the code points.
-template <class Target> void SetColour(Target& target, KXDWORD colour)
+// A code point of 0 isn't said. libav's numbers are the code points.
+void SetColour(AVCodecContext& target, KXDWORD colour)
 {
     if (KX_COLOUR_MATRIX(colour))
         target.colorspace = static_cast<AVColorSpace>(KX_COLOUR_MATRIX(colour));
@@ -85,16 +97,37 @@ bool IsKnownSignal(const EncodeParamVideo& video)
     return !unknown;
 }
 
-void SetSignal(AVCodecContext& context, const EncodeParamVideo& video, const EncoderEntry& entry)
+int UsualMatrix(const EncodeParamVideo& video)
+{
+    return video.nWidth >= 1280 || video.nHeight > 576 ? AVCOL_SPC_BT709 : AVCOL_SPC_SMPTE170M;
+}
+
+KXDWORD EncodedColour(const EncodeParamVideo& video, const EncoderEntry& entry, const ContainerEntry* container)
+{
+    int range = KX_COLOUR_RANGE(video.dwColour), matrix = KX_COLOUR_MATRIX(video.dwColour);
+    const unsigned stated = container ? StatedIn(video, entry, *container) : kRange | kColour;
+    if (entry.video.fullRange) {
+        range = KX_RANGE_FULL;
+        matrix = AVCOL_SPC_BT470BG;
+    } else if (entry.TakesBitRate()) {
+        if (!(stated & kRange) && range)
+            range = KX_RANGE_LIMITED;
+        if (!(stated & kColour) && matrix)
+            matrix = UsualMatrix(video);
+    }
+    return KX_COLOUR(range, matrix, KX_COLOUR_PRIMARIES(video.dwColour), KX_COLOUR_TRANSFER(video.dwColour));
+}
+
+void SetSignal(AVCodecContext& context, const EncodeParamVideo& video, const EncoderEntry& entry, KXDWORD colour)
 {
     context.sample_aspect_ratio = {1, 1};
     if (video.nPixelAspectX > 0)
         av_reduce(&context.sample_aspect_ratio.num, &context.sample_aspect_ratio.den, video.nPixelAspectX,
                   video.nPixelAspectY, entry.video.maxAspectTerm);
-    SetColour(context, video.dwColour);
-    if (entry.video.fullRange || KX_COLOUR_RANGE(video.dwColour) == KX_RANGE_FULL)
+    SetColour(context, colour);
+    if (KX_COLOUR_RANGE(colour) == KX_RANGE_FULL)
         context.color_range = AVCOL_RANGE_JPEG;
-    else if (KX_COLOUR_RANGE(video.dwColour) == KX_RANGE_LIMITED)
+    else if (KX_COLOUR_RANGE(colour) == KX_RANGE_LIMITED)
         context.color_range = AVCOL_RANGE_MPEG;
     context.field_order = FieldOrder(video);
     if (IsInterlaced(video) && entry.states & kFields)
@@ -104,7 +137,9 @@ void SetSignal(AVCodecContext& context, const EncodeParamVideo& video, const Enc
 void SetSignal(AVFrame& frame, const EncodeParamVideo& video, const AVCodecContext& context)
 {
     frame.color_range = context.color_range;
-    SetColour(frame, video.dwColour);
+    frame.colorspace = context.colorspace;
+    frame.color_primaries = context.color_primaries;
+    frame.color_trc = context.color_trc;
     const bool isTopFirst = video.nFieldOrder == KX_FIELDS_TOP_FIRST;
 #ifdef AV_FRAME_FLAG_INTERLACED
     frame.flags |= IsInterlaced(video) ? AV_FRAME_FLAG_INTERLACED : 0;
@@ -129,15 +164,13 @@ int SetSignal(AVStream& stream, const EncodeParamVideo& video, const EncoderEntr
         {video.nFieldOrder != 0, kFields, L"field order"},
         {video.nRotation != 0, kRotation, L"rotation"},
     };
-    unsigned stated = entry.states | container.states;
-    if (stated & kRangeOfColour && hasColour)
-        stated |= kRange;
-    if (entry.states & container.states & kProgressive)
-        stated &= ~kFields;
+    const unsigned stated = StatedIn(video, entry, container);
     for (const auto& c : cases) {
         if (c.said && !(stated & c.statement))
             KXLogEx(L"wpav: %ls with %ls doesn't state the %ls.", container.name, entry.name, c.name);
     }
+    if (!entry.video.fullRange && EncodedColour(video, entry, &container) != video.dwColour)
+        KXLogEx(L"wpav: the pictures have the range and the matrix that players take for them then.");
     if (video.nFieldOrder)
         stream.codecpar->field_order = FieldOrder(video);
     return video.nRotation ? SetRotation(stream, video.nRotation) : 0;

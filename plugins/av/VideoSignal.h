@@ -9,8 +9,16 @@
 // Whether all values are known ones. Logs the first that isn't.
 bool IsKnownSignal(const EncodeParamVideo& video);
 
-// Before the encoder is opened.
-void SetSignal(AVCodecContext& context, const EncodeParamVideo& video, const EncoderEntry& entry);
+// The matrix that players take for pictures of this size that state none: BT.709 or BT.601.
+int UsualMatrix(const EncodeParamVideo& video);
+
+// A dwColour: the colours of the pictures as they are encoded. They are the job's, but for a range or a matrix that
+// the file couldn't state: those become what players take then. JPEG has one of each, and lossless pictures stay.
+// container: null if it is another plug-in's.
+KXDWORD EncodedColour(const EncodeParamVideo& video, const EncoderEntry& entry, const ContainerEntry* container);
+
+// Before the encoder is opened. colour: of the pictures as they are encoded.
+void SetSignal(AVCodecContext& context, const EncodeParamVideo& video, const EncoderEntry& entry, KXDWORD colour);
 
 // Of each picture that goes into the encoder.
 void SetSignal(AVFrame& frame, const EncodeParamVideo& video, const AVCodecContext& context);

@@ -54,7 +54,8 @@ int WritePicture(void* hFile, const void* pData)
     const auto* frame = static_cast<const MEDIA_FRAME*>(pData);
     if (!frame || !IsReadable(frame->video, y4m.width, y4m.height)) {
         if (!y4m.refused)
-            KXLogEx(L"wpraw: a picture isn't %dx%d, or lacks a plane or a pitch.", y4m.width, y4m.height);
+            KXLogEx(L"wpraw: a picture of %dx%d isn't one of %dx%d, or lacks a plane or a pitch.",
+                    frame ? frame->video.nWidth : 0, frame ? frame->video.nHeight : 0, y4m.width, y4m.height);
         y4m.refused = true;
         return 0;
     }
