@@ -76,18 +76,28 @@ TEST_F(HostPluginsTest, TheOneThatEndsTheProgramIsNamed)
     }
 }
 
+TEST_F(HostPluginsTest, ThoseThatWouldEndTheProgramAreLeftOut)
+{
+    for (const std::string fault : {"good", "exit-in-scan", "_exit-in-scan", "crash-in-scan", "throw-in-scan"}) {
+        Install(fault);
+        std::filesystem::create_directories(m_folder / "all" / "PlugIns");
+        std::filesystem::copy_file(Plugin(fault), m_folder / "all" / "PlugIns" / ("wp" + fault + ".dylib"));
+    }
+    ASSERT_EQ(Run("--plugins all list --check-plugins"), 0) << m_said;
+    for (const std::string fault : {"wpexit", "wp_exit", "wpcrash"})
+        EXPECT_TRUE(Said("the plug-in all/PlugIns/" + fault + "-in-scan.dylib is left out: it has ")) << m_said;
+    EXPECT_TRUE(Said("[all/PlugIns/wpthrow-in-scan.dylib] has thrown in GetEncoders: bad.")) << m_said;
+    EXPECT_TRUE(Said("\nBAD   Bad file")) << m_said;
+    EXPECT_EQ(Run("--plugins all encode --check-plugins testcard:seconds=1,size=160x90 -o a.bad"), 0) << m_said;
+}
+
 TEST_F(HostPluginsTest, TextsThatFillTheirFieldsEndInThem)
 {
     Install("full-texts");
     ASSERT_EQ(Run("--plugins full-texts list"), 0);
-    EXPECT_EQ(m_said, "BAD   " + std::string(63, 'x') + "  " + std::string(127, 'x') + "\n    video  BADV  " +
-                          std::string(63, 'x') + "  " + std::string(127, 'x') + "\n");
-}
-
-TEST_F(HostPluginsTest, FilesThatAreNoPluginsAreFound)
-{
-    constexpr char exports[] = "GetEncoderOptions";
-    Patch("wpexports.dylib", "GetFileFormats", "GetFileFormatz");
+    const std::string texts = "  " + std::string(63, 'x') + "  " + std::string(127, 'x') + "\n";
+    EXPECT_EQ(m_said, "BAD " + texts + "    video  BADV" + texts + "    audio  BADA" + texts);
+    Patch("wpexports.dylib", "Get", "Bet");
     Patch("wpother.dylib", exports, "GetEncoderOptionz");
     Patch("wpclash.dylib", exports, "FCCreateMediaFile");
     Patch("wplinks.dylib", "libstdc++.so.6", "libstdc++.so.0");
@@ -108,20 +118,13 @@ TEST_F(HostPluginsTest, FilesThatAreNoPluginsAreFound)
     std::filesystem::create_directory(Path("wpfolder.dylib"));
 
     const std::pair<const char*, const char*> cases[] = {
-        {"wpexports.dylib", ""},
-        {"wpother.dylib", "other-exports warning"},
-        {"wpclash.dylib", "other-exports failed"},
-        {"wplinks.dylib", "dependencies failed"},
-        {"wpsymbol.dylib", "symbols failed"},
-        {"libwpx.so", "file-name failed"},
-        {"WPX.dylib", "file-name failed"},
-        {"wptext.dylib", "shared-library failed"},
-        {"wpempty.dylib", "regular-file failed"},
-        {"wpcut.dylib", "shared-library failed"},
-        {"wparm.dylib", "architecture failed"},
-        {"wp32.dylib", "word-size failed"},
-        {"wppipe.dylib", "regular-file failed"},
-        {"wpfolder.dylib", "regular-file failed"},
+        {"wpexports.dylib", "exports failed"},     {"wpother.dylib", "other-exports warning"},
+        {"wpclash.dylib", "other-exports failed"}, {"wplinks.dylib", "dependencies failed"},
+        {"wpsymbol.dylib", "symbols failed"},      {"libwpx.so", "file-name failed"},
+        {"WPX.dylib", "file-name failed"},         {"wptext.dylib", "shared-library failed"},
+        {"wpempty.dylib", "regular-file failed"},  {"wpcut.dylib", "shared-library failed"},
+        {"wparm.dylib", "architecture failed"},    {"wp32.dylib", "word-size failed"},
+        {"wppipe.dylib", "regular-file failed"},   {"wpfolder.dylib", "regular-file failed"},
         {"wpgone.dylib", "regular-file failed"},
     };
     for (const auto& [file, findings] : cases)
@@ -188,7 +191,7 @@ TEST_F(HostPluginsTest, WhatEndsAProcessIsFoundByItsCheck)
         {"crash-in-encode", "jobs", "jobs crashed"},
         {"crash-when-empty", "", "empty-jobs crashed"},
         {"null-callback", "", "null-callback crashed"},
-        {"crash-in-revise", "", "revise-video crashed"},
+        {"crash-in-revise", "revise-video|jobs", "revise-video crashed"},
         {"one-thread", "threads|jobs", "threads crashed"},
         {"reads-beyond", "frame|jobs", "frame-bounds crashed"},
         {"reads-before", "frame|jobs", "frame-bounds crashed"},

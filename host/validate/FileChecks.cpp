@@ -139,7 +139,7 @@ constexpr Check kChecks[] = {
      CheckSymbols},
     {"loads", 1, Stage::kResolved, true, "It can be loaded and unloaded.", CheckLoads},
     {"exports", 1, Stage::kLoads, true, "It exports GetEncoders, GetFileFormats, or both.", CheckExports},
-    {"other-exports", 1, Stage::kLoads, false, "It exports nothing else that could clash.", CheckOtherExports},
+    {"other-exports", 1, Stage::kExports, false, "It exports nothing else that could clash.", CheckOtherExports},
 };
 
 } // namespace

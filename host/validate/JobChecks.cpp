@@ -100,7 +100,7 @@ void CheckOrder(const Subject& subject, Verdict& verdict)
         TrialJob job({pair, TrialPath(subject, pair)});
         RunToEnd(job, kPictures);
         TakeOutputs(subject);
-        if (!job.Refusal().empty())
+        if (!job.Refusal().empty() || job.HasThrown())
             continue;
         CallReader reader(job.Slots(), pair);
         reader.TakeSetUp();

@@ -71,10 +71,17 @@ void GuardedBlock::Allow(Access access)
 TrialFrames::TrialFrames(const FrameShape& shape, FrameMemory memory) : m_shape(shape), m_memory(memory)
 {
     const auto add = [&](size_t size) { m_planes.emplace_back(size, memory); };
-    add(PlaneBytes(shape.width, shape.height, shape.wider));
-    add(PlaneBytes(Half(shape.width), Half(shape.height), shape.wider));
-    add(PlaneBytes(Half(shape.width), Half(shape.height), shape.wider));
-    add(static_cast<size_t>(shape.sampleRate / shape.rate + 2) * 2 * static_cast<size_t>(shape.channels));
+    for (int set = 0; set < (memory.isTakenBack ? 2 : 1); ++set) {
+        add(PlaneBytes(shape.width, shape.height, shape.wider));
+        add(PlaneBytes(Half(shape.width), Half(shape.height), shape.wider));
+        add(PlaneBytes(Half(shape.width), Half(shape.height), shape.wider));
+        add(static_cast<size_t>(shape.sampleRate / shape.rate + 2) * 2 * static_cast<size_t>(shape.channels));
+    }
+}
+
+GuardedBlock& TrialFrames::Plane(int number, size_t which)
+{
+    return m_planes[which + (m_memory.isTakenBack && number % 2 ? 4 : 0)];
 }
 
 int64_t TrialFrames::TimeOf(int number) const
@@ -104,13 +111,13 @@ void TrialFrames::Fill(GuardedBlock& plane, int width, int height, int seed) con
 
 MEDIA_FRAME TrialFrames::Picture(int number)
 {
-    Fill(m_planes[0], m_shape.width, m_shape.height, number);
-    Fill(m_planes[1], Half(m_shape.width), Half(m_shape.height), number + 20);
-    Fill(m_planes[2], Half(m_shape.width), Half(m_shape.height), number + 40);
+    Fill(Plane(number, 0), m_shape.width, m_shape.height, number);
+    Fill(Plane(number, 1), Half(m_shape.width), Half(m_shape.height), number + 20);
+    Fill(Plane(number, 2), Half(m_shape.width), Half(m_shape.height), number + 40);
     MEDIA_FRAME frame = {};
-    frame.video.pY = m_planes[0].Data();
-    frame.video.pU = m_planes[1].Data();
-    frame.video.pV = m_planes[2].Data();
+    frame.video.pY = Plane(number, 0).Data();
+    frame.video.pU = Plane(number, 1).Data();
+    frame.video.pV = Plane(number, 2).Data();
     frame.video.nWidth = m_shape.width;
     frame.video.nHeight = m_shape.height;
     frame.video.nPitchY = m_shape.width + m_shape.wider;
@@ -123,7 +130,7 @@ MEDIA_FRAME TrialFrames::Picture(int number)
 MEDIA_FRAME TrialFrames::Block(int number)
 {
     const int bytes = BlockSamples(number) * m_shape.channels * 2;
-    GuardedBlock& sound = m_planes[3];
+    GuardedBlock& sound = Plane(number, 3);
     sound.Allow(GuardedBlock::Access::kWrite);
     for (int i = 0; i + 1 < bytes; i += 2) {
         const auto sample = static_cast<int16_t>((i * 37 + number * 101) % 8000 - 4000);

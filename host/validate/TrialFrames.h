@@ -48,7 +48,8 @@ private:
     unsigned char* m_data = nullptr;
 };
 
-// Moving patterns; the same in each run. One frame at a time: the next one takes the memory of the one before.
+// Moving patterns; the same in each run. One frame at a time: the next one takes the memory of the one before. Memory
+// that is taken back comes twice, for even and odd numbers, so that what was handed out last stays out of reach.
 class TrialFrames
 {
 public:
@@ -67,7 +68,9 @@ private:
 
     FrameShape m_shape;
     FrameMemory m_memory;
-    std::vector<GuardedBlock> m_planes; // Y, U, V, and sound
+    GuardedBlock& Plane(int number, size_t which);
+
+    std::vector<GuardedBlock> m_planes; // Y, U, V, and sound; once or twice
 };
 
 } // namespace host
