@@ -97,6 +97,11 @@ TEST_F(HostPluginsTest, TextsThatFillTheirFieldsEndInThem)
     ASSERT_EQ(Run("--plugins full-texts list"), 0);
     const std::string texts = "  " + std::string(63, 'x') + "  " + std::string(127, 'x') + "\n";
     EXPECT_EQ(m_said, "BAD " + texts + "    video  BADV" + texts + "    audio  BADA" + texts);
+}
+
+TEST_F(HostPluginsTest, FilesThatAreNoPluginsAreFound)
+{
+    constexpr char exports[] = "GetEncoderOptions";
     Patch("wpexports.dylib", "Get", "Bet");
     Patch("wpother.dylib", exports, "GetEncoderOptionz");
     Patch("wpclash.dylib", exports, "FCCreateMediaFile");
