@@ -1,3 +1,4 @@
+#include "log/ForkSafe.h"
 #include "log/Log.h"
 #include "text/Utf.h"
 
@@ -21,6 +22,7 @@ struct AppPathState {
 AppPathState& State()
 {
     static AppPathState& state = *new AppPathState;
+    [[maybe_unused]] static const bool isKept = KeepOverForks<State>();
     return state;
 }
 

@@ -3,9 +3,10 @@
 #include "host/base/ExitCode.h"
 #include "host/base/Interrupt.h"
 #include "host/base/Messages.h"
+#include "host/base/PluginGuard.h"
+#include "host/base/Termination.h"
 #include "host/base/WriteError.h"
 #include "host/commands/CommandLine.h"
-#include "host/job/PluginGuard.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -55,6 +56,7 @@ int RunProgram(int argc, char** argv)
 int main(int argc, char** argv)
 {
     OpenStandardStreams();
+    CatchTermination();
     GuardAgainstPlugins();
     const int exitCode = RunProgram(argc, argv);
     EndGuard();

@@ -4,7 +4,7 @@
 #include "host/base/Interrupt.h"
 #include "host/base/Messages.h"
 #include "host/base/Text.h"
-#include "host/job/PluginGuard.h"
+#include "host/base/PluginGuard.h"
 #include "plugin_host/PluginMgr.h"
 
 #include <chrono>

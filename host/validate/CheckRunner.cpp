@@ -4,7 +4,7 @@
 #include "host/base/Json.h"
 #include "host/base/Messages.h"
 #include "host/base/Text.h"
-#include "host/job/PluginGuard.h"
+#include "host/base/PluginGuard.h"
 #include "host/validate/ChildProcess.h"
 #include "host/validate/StepNote.h"
 #include "host/validate/TemporaryFolder.h"

@@ -116,7 +116,7 @@ void LoadedPlugin::Scan()
 {
     const auto* const encoders = CallExport<ENCODER_ITEM>(Export("GetEncoders"));
     const auto* const formats = CallExport<FILEFORMAT_ITEM>(Export("GetFileFormats"));
-    m_memory = MemoryMap();
+    m_memory = MemoryMap::Now();
     m_encoders = ReadRecords(encoders, m_memory);
     m_formats = ReadRecords(formats, m_memory);
 }

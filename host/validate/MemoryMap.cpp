@@ -7,16 +7,18 @@
 namespace host
 {
 
-MemoryMap::MemoryMap()
+MemoryMap MemoryMap::Now()
 {
+    MemoryMap map;
     std::ifstream maps("/proc/self/maps");
     for (std::string line; std::getline(maps, line);) {
         size_t begin = 0, end = 0;
         char read = 0, write = 0, run = 0;
         // NOLINTNEXTLINE(cert-err34-c): the system's own numbers
         if (std::sscanf(line.c_str(), "%zx-%zx %c%c%c", &begin, &end, &read, &write, &run) == 5 && read == 'r')
-            m_ranges.push_back({begin, end, run == 'x'});
+            map.m_ranges.push_back({begin, end, run == 'x'});
     }
+    return map;
 }
 
 bool MemoryMap::Holds(const void* address, size_t size, bool asCode) const

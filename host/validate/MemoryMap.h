@@ -9,11 +9,11 @@
 namespace host
 {
 
-// As it was when the object was made.
 class MemoryMap
 {
 public:
-    MemoryMap();
+    // As it is at the time of the call. A map made otherwise is empty.
+    static MemoryMap Now();
 
     bool IsReadable(const void* address, size_t size) const { return Holds(address, size, false); }
     bool IsCode(const void* address) const { return Holds(address, 1, true); }

@@ -126,7 +126,7 @@ void CheckTexts(const Subject& subject, Verdict& verdict)
 void CheckSlotAddresses(const Subject& subject, Verdict& verdict)
 {
     const LoadedPlugin plugin = Scanned(subject);
-    const MemoryMap memory;
+    const MemoryMap memory = MemoryMap::Now();
     ForEachRecord(plugin, [&](const auto& item) {
         for (const SlotEntry& slot : SlotsOf(item))
             if (slot.address && !memory.IsCode(slot.address))

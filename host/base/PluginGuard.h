@@ -6,7 +6,8 @@ namespace host
 {
 
 // From here to EndGuard, whoever calls exit(), _exit() or quick_exit() in this process ends it with kExitPluginEnd, and
-// a crash ends it as always; before that the standard error stream is told of the plug-in. Another debugger's or
+// a crash ends it as always; before that the standard error stream is told of the plug-in, and the unfinished file goes
+// (Termination.h). Another debugger's or
 // sanitizer's signal handlers stay.
 void GuardAgainstPlugins();
 void EndGuard();

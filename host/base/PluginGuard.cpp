@@ -1,6 +1,7 @@
-#include "host/job/PluginGuard.h"
+#include "host/base/PluginGuard.h"
 
 #include "host/base/ExitCode.h"
+#include "host/base/Termination.h"
 #include "plugin_host/PluginMgr.h"
 
 #include <array>
@@ -79,6 +80,7 @@ void RefuseEnd()
         return;
     s_guarded = 0;
     SayCulprit("has ended the program");
+    RemoveUnfinishedFile();
     EndNow(kExitPluginEnd);
 }
 
@@ -93,6 +95,7 @@ extern "C" void TellCrash(int signal)
         std::strncat(what.data(), name ? name : "?", 10);
         std::strcat(what.data(), ")");
         SayCulprit(what.data());
+        RemoveUnfinishedFile();
     }
     std::raise(signal); // it comes as soon as this function has returned
 }
