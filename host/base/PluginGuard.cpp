@@ -61,11 +61,13 @@ const char* Culprit()
     return nullptr;
 }
 
-void SayCulprit(const char* what)
+// signal: that ends the program, without "SIG"; empty if none does.
+void SayCulprit(std::string_view what, std::string_view signal)
 {
     const bool isScan = PluginMgr::m_pszInWork != nullptr;
     const char* const file = Culprit();
     Say({"encmgr: error: ", file ? "the plug-in " : "a plug-in or a library", file ? file : "", " ", what,
+         signal.empty() ? "" : " (SIG", signal, signal.empty() ? "" : ")",
          isScan ? " while it was loaded or unloaded\n" : "\n"});
 }
 
@@ -79,7 +81,7 @@ void RefuseEnd()
     if (!IsGuarded())
         return;
     s_guarded = 0;
-    SayCulprit("has ended the program");
+    SayCulprit("has ended the program", "");
     RemoveUnfinishedFile();
     EndNow(kExitPluginEnd);
 }
@@ -90,11 +92,7 @@ extern "C" void TellCrash(int signal)
     if (IsGuarded()) {
         s_guarded = 0;
         const char* const name = sigabbrev_np(signal);
-        std::array<char, 40> what = {};
-        std::strcpy(what.data(), "has crashed (SIG");
-        std::strncat(what.data(), name ? name : "?", 10);
-        std::strcat(what.data(), ")");
-        SayCulprit(what.data());
+        SayCulprit("has crashed", name ? name : "?");
         RemoveUnfinishedFile();
     }
     std::raise(signal); // it comes as soon as this function has returned

@@ -7,8 +7,7 @@ namespace host
 
 // From here to EndGuard, whoever calls exit(), _exit() or quick_exit() in this process ends it with kExitPluginEnd, and
 // a crash ends it as always; before that the standard error stream is told of the plug-in, and the unfinished file goes
-// (Termination.h). Another debugger's or
-// sanitizer's signal handlers stay.
+// (Termination.h). A debugger's or a sanitizer's own handlers of signals stay.
 void GuardAgainstPlugins();
 void EndGuard();
 
