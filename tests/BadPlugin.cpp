@@ -70,6 +70,13 @@ constexpr KXDWORD kVideo = KX_FOURCC('B', 'A', 'D', 'V'), kAudio = KX_FOURCC('B'
 int g_count = 0;                     // of frames, in all jobs
 thread_local unsigned char t_shared; // what should be a job's own
 
+void Leak(size_t bytes)
+{
+    static void* s_last;
+    s_last = std::malloc(bytes);
+    std::memset(s_last, 1, bytes);
+}
+
 struct Encoder {
     int width, height;
     bool isVideo;
@@ -128,7 +135,7 @@ void BreakInEncode(Encoder& encoder, const MEDIA_FRAME& frame)
     if (Is("calls-library"))
         StartJob();
     if (Is("leaks-by-frame") && encoder.width == 64)
-        std::memset(std::malloc(5000), 1, 5000); // NOLINT: that is the fault
+        Leak(5000);
     if (!encoder.isVideo)
         return;
     const MEDIA_FRAME_VIDEO& picture = frame.video;
@@ -218,7 +225,7 @@ void* CreateFile(const wchar_t* pszPath, EncodeParam* pParam)
     if (Is("leaks-file"))
         dup(fileno(file));
     if (Is("leaks-by-job"))
-        std::memset(std::malloc(50000), 1, 50000); // NOLINT: that is the fault
+        Leak(50000);
     auto* const result = new File{file};
     if (!pParam->bAudioDisabled)
         result->bytesPerSecond = uint64_t{2} * static_cast<unsigned>(pParam->audio.nSampleRate) *
@@ -266,6 +273,7 @@ void CloseFile(void* hFile, FC_CLOSE_CALLBACK pfnCallback, void* pParam)
     if (!file->isGood)
         errno = error;
     if (pfnCallback || Is("null-callback"))
+        // NOLINTNEXTLINE(clang-analyzer-core.CallAndMessage): that is the fault
         pfnCallback(pParam, isGood ? 0 : 1, file->pictures, static_cast<unsigned int>(milliseconds));
     delete file;
 }

@@ -114,7 +114,8 @@ TEST_F(HostPluginsTest, FilesThatAreNoPluginsAreFound)
     Patch("libwpx.so", "", "");
     Patch("WPX.dylib", "", "");
     std::ofstream(Path("wptext.dylib")) << "no library";
-    std::ofstream(Path("wpempty.dylib"));
+    Patch("wpempty.dylib", "", "");
+    std::filesystem::resize_file(Path("wpempty.dylib"), 0);
     Patch("wpcut.dylib", "", "");
     std::filesystem::resize_file(Path("wpcut.dylib"), std::filesystem::file_size(ENCMGR_BAD_PLUGIN) - 100);
     // The machine is the 19th byte; of 32 bits the header of another file is enough.

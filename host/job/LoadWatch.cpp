@@ -3,8 +3,8 @@
 #include "host/base/ExitCode.h"
 #include "host/base/Interrupt.h"
 #include "host/base/Messages.h"
-#include "host/base/Text.h"
 #include "host/base/PluginGuard.h"
+#include "host/base/Text.h"
 #include "plugin_host/PluginMgr.h"
 
 #include <chrono>

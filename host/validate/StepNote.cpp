@@ -49,7 +49,7 @@ std::string ReadStepNote(const std::string& file)
 {
     std::ifstream stream(file, std::ios::binary);
     const std::string bytes((std::istreambuf_iterator<char>(stream)), std::istreambuf_iterator<char>());
-    return bytes.c_str(); // up to the first 0
+    return bytes.substr(0, bytes.find('\0'));
 }
 
 StepNote::StepNote(std::string_view text)
