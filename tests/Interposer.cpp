@@ -80,6 +80,7 @@ void Release(void* block)
 
 #define CALLER __builtin_return_address(0)
 
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): the C library's have reserved names
 extern "C" {
 
 void* malloc(size_t size)
@@ -133,6 +134,7 @@ int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*
 }
 
 } // extern "C"
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)
 
 static int (*g_main)(int, char**, char**);
 
