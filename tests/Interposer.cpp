@@ -80,7 +80,6 @@ void Release(void* block)
 
 #define CALLER __builtin_return_address(0)
 
-// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): the C library's have reserved names
 extern "C" {
 
 void* malloc(size_t size)
@@ -134,7 +133,6 @@ int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*
 }
 
 } // extern "C"
-// NOLINTEND(readability-inconsistent-declaration-parameter-name)
 
 static int (*g_main)(int, char**, char**);
 
