@@ -122,9 +122,10 @@ std::wstring Formatted(const wchar_t* format, ...)
 {
     va_list args;
     va_start(args, format);
-    std::wstring text = FormatWide(format, args);
+    LineMemory memory;
+    const std::pmr::wstring text = FormatWide(memory, format, args);
     va_end(args);
-    return text;
+    return std::wstring(text);
 }
 
 struct Directive {
