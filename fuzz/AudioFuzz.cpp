@@ -43,7 +43,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         const double most = kMostSamples * f.rateIn / f.rateOut / 2;
         const int length = input.Random(0, 7) ? input.Random(1, 400) : input.Random(1, 20000);
         Samples block(static_cast<size_t>(std::clamp(most, 1.0, static_cast<double>(length))));
-        if ((block.size() * 2.0 + 40) * f.rateOut / f.rateIn > 4 * kMostSamples)
+        if ((static_cast<double>(block.size()) * 2.0 + 40) * f.rateOut / f.rateIn > 4 * kMostSamples)
             return 0; // one sample gives too many
         input.Fill({reinterpret_cast<unsigned char*>(block.data()), block.size() * sizeof(short)});
         if (isCopy) {

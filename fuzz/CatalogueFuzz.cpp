@@ -31,6 +31,7 @@ const fs::path& Folder()
         fs::create_directory(fs::path(name) / "PlugIns");
         for (const char* file : {"wpA.dylib", "wpB.dylib", "wpC.dylib", "xpD.dylib", "wpE.so"})
             fs::copy_file(FAKE_PLUGIN, fs::path(name) / "PlugIns" / file);
+        fs::create_directory(fs::path(name) / "PlugIns" / "wpF.dylib"); // no regular file
         std::atexit([] { fs::remove_all(Folder()); });
         return fs::path(name);
     }();
@@ -119,7 +120,8 @@ std::string Made()
     return text;
 }
 
-std::vector<std::string> g_loaded;
+std::vector<std::string> g_loaded; // in the order of loading
+int g_open = 0;
 
 } // namespace
 
@@ -127,8 +129,10 @@ std::vector<std::string> g_loaded;
 
 extern "C" ENCMGR_API void FakeTrace(const char* pszFile, const char* pszText)
 {
-    if (*pszText == 'l')
+    const bool isLoad = *pszText == 'l';
+    if (isLoad)
         g_loaded.emplace_back(pszFile);
+    g_open += isLoad ? 1 : -1;
 }
 
 extern "C" ENCMGR_API const ENCODER_ITEM* FakeGetEncoders(const char* pszFile)
@@ -155,7 +159,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     Expect(FCInitPlugins() == 1 && g_loaded.size() == 3, "the plug-ins aren't loaded");
     const std::string made = Made(), expected = Expected(g_loaded);
     ExpectNone(made == expected ? "" : "made:\n" + made + "expected:\n" + expected);
+    const auto isKept = [](const auto& file) {
+        const auto& [path, offer] = file;
+        return !offer.throws && offer.encoders.size() + offer.formats.size() > 2;
+    };
+    Expect(g_open == std::count_if(g_offers.begin(), g_offers.end(), isKept), "a plug-in without records stays, or a "
+                                                                              "needed one goes");
     FCUninitPlugins();
+    Expect(g_open == 0, "a plug-in stays");
     Expect(!FCGetFileFormatInfos(), "formats stay");
     return 0;
 }

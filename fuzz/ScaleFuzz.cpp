@@ -11,7 +11,7 @@ constexpr int kMostPixels = 1 << 12; // of either rectangle, so that runs stay s
 Shape AnyShape(FuzzInput& input, int least, bool mayGoUpward)
 {
     Shape shape = {input.Random(0, 5), input.Random(0, 5)};
-    const int length = input.Random(0, 63) == 0 ? input.Random(least, mostColumns) : input.Random(least, 300);
+    const int length = input.Random(0, 63) == 0 ? input.Random(least, 1 << 15) : input.Random(least, 300);
     const int other = input.Random(least, std::max(least, std::min(300, kMostPixels / length)));
     const bool isTall = input.Random(0, 3) == 0;
     shape.cx = isTall ? other : length;

@@ -80,7 +80,7 @@ void CheckUtf(FuzzInput& input)
     for (wchar_t& unit : units)
         unit = static_cast<wchar_t>(input.Raw<uint32_t>() >> input.Random(0, 31));
     for (const wchar_t unit : units) {
-        const auto code = static_cast<uint32_t>(unit);
+        const auto code = static_cast<uint32_t>(unit); // NOLINT(bugprone-signed-char-misuse): it isn't a char
         if (strict && IsSurrogate(code)) {
             result = sourceIllegal;
             break;

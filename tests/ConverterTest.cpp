@@ -135,6 +135,11 @@ TEST_P(ConverterTest, TakesOddInput)
     CAudioConverter::Spare() = 9;
     EXPECT_EQ(converter.Put(block, 0), 0);
     EXPECT_EQ(converter.Put(block, 4), 22);
+    CAudioConverter::Spare() = 1e12; // more than counts hold
+    EXPECT_EQ(converter.ConvertData(block, 4) + converter.ConvertData(nullptr, 0) + converter.ConvertData(block, -1),
+              0);
+    EXPECT_EQ(CAudioConverter(1, 2, 8000, 16000, 8).Begin(block, 1 << 30), 0);
+    EXPECT_EQ(CAudioConverter(6, 2, 0, 8000, 8).LongestBlock(1), INT_MAX / 6 * 6);
     CAudioConverter::Spare() = -40;
     EXPECT_EQ(converter.Put(block, 4), 22); // takes no waiting sample back
     EXPECT_EQ(converter.Get(nullptr, 4) + converter.Get(Samples(4).data(), -1), 0);
