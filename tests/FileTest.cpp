@@ -511,8 +511,9 @@ TEST_F(FileTest, RefusedJobsLeaveTheOldFile)
 // It is told at the close at the latest: encoders and containers have buffers. Only the first fault is logged.
 TEST_F(FileTest, AFullDiskIsReported)
 {
-    for (const auto& [encoder, what] : {std::pair{"FFV1", L"can't write [/dev"}, {"H264", L"can't finish [/dev"}}) {
-        void* full = Open("/dev/full", JobParam("MKV ").Video(encoder, 320, 240));
+    for (const auto& [format, encoder, what] :
+         {std::tuple{"MKV ", "FFV1", L"can't write [/dev"}, {"TS  ", "H264", L"can't finish [/dev"}}) {
+        void* full = Open("/dev/full", JobParam(format).Video(encoder, 320, 240));
         ASSERT_TRUE(full);
         for (int n = 0; n < 50; ++n)
             WritePicture(full, 320, 240, n);

@@ -190,6 +190,10 @@ TEST_F(HostInfoTest, OptionsFromFilesGiveWayToWrittenOnes)
     const std::string job = "encode testcard:seconds=1 -o b.mkv --config ";
     for (const char* name : {"gone.conf", "./", "/dev/zero", "a.mkv"})
         EXPECT_EQ(Run(job + name), 2) << name;
+    for (const auto& [bytes, code] : {std::pair{1 << 20, 0}, {(1 << 20) + 1, 2}}) {
+        std::ofstream(Path("long.conf")) << std::string(static_cast<size_t>(bytes), '\n');
+        EXPECT_EQ(Run("encode testcard:seconds=1,size=64x64 -y -o b.y4m --config long.conf"), code) << m_said;
+    }
     ASSERT_EQ(Shell("mkdir -p conf/encmgr/presets && echo an >conf/encmgr/presets/mine.conf"), 0);
     EXPECT_EQ(Run(job + "mine"), 2);
     EXPECT_TRUE(Said("no preset is called \"mine\"; there are: archive, audio")) << m_said;

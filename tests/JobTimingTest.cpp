@@ -36,6 +36,7 @@ public:
     }
     int WriteSamples(std::span<const int16_t> part, Nanoseconds time) override
     {
+        EXPECT_FALSE(part.empty());
         if (refuses)
             return 0;
         blocks.emplace_back(time, part.size());

@@ -113,6 +113,7 @@ public:
     }
     int WriteSamples(std::span<const int16_t> samples, Nanoseconds time) override
     {
+        EXPECT_FALSE(samples.empty());
         const auto from = static_cast<size_t>(std::llround(InSeconds(time) * 1000.0));
         if (from + samples.size() <= heard.size())
             return 0;

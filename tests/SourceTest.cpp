@@ -175,7 +175,8 @@ TEST_F(SourceTest, StillsAndBytesAreThoseOfTheirTimes)
         for (size_t i = 0; i < stills.size(); ++i) {
             EXPECT_EQ(stills[i].width, width) << name;
             EXPECT_EQ(stills[i].height, height) << name;
-            const double level = 40.0 + 40.0 * static_cast<double>(times[i] / kSecond);
+            const int64_t second = times[i] / kSecond;
+            const double level = 40.0 + 40.0 * static_cast<double>(second);
             EXPECT_NEAR(stills[i].bytes.at(4 * 5), (level - 16) * 255 / 219, 4) << name << i;
             EXPECT_EQ(stills[i].bytes.at(4 * 5 + 3), 255) << name << i;
         }
