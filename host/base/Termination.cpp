@@ -1,11 +1,11 @@
 #include "host/base/Termination.h"
 
 #include "host/base/ExitCode.h"
+#include "host/base/PluginGuard.h"
 
 #include <algorithm>
 #include <climits>
 #include <cstdio>
-#include <cstdlib>
 #include <exception>
 #include <new>
 #include <unistd.h>
@@ -33,12 +33,17 @@ const char* Reason()
 [[noreturn]] void Terminate()
 {
     std::fprintf(stderr, "encmgr: error: %s\n", Reason());
-    if (*s_unfinished)
-        unlink(s_unfinished);
-    std::_Exit(kExitInternal);
+    RemoveUnfinishedFile();
+    EndNow(kExitInternal);
 }
 
 } // namespace
+
+void RemoveUnfinishedFile()
+{
+    if (*s_unfinished)
+        unlink(s_unfinished);
+}
 
 void CatchTermination()
 {

@@ -14,6 +14,9 @@ void CatchTermination();
 // The one file that is unfinished; an empty path: none is.
 void SetUnfinishedFile(const std::string& path);
 
+// Takes it away; a signal handler may do so.
+void RemoveUnfinishedFile();
+
 } // namespace host
 
 #endif // ENCMGR_HOST_TERMINATION_H

@@ -5,6 +5,7 @@
 #include "host/base/Folder.h"
 #include "host/base/Messages.h"
 #include "host/base/Text.h"
+#include "host/job/LoadWatch.h"
 #include "log/Log.h"
 #include "plugin_host/PluginMgr.h"
 #include "text/Strings.h"
@@ -63,7 +64,10 @@ Plugins::Plugins(const std::string& folder, Messages& messages) : m_messages(mes
 {
     if (!folder.empty())
         SetFolder(folder);
-    const bool isFolderRead = FCInitPlugins() != 0;
+    const bool isFolderRead = [&messages] {
+        const LoadWatch watch(messages);
+        return FCInitPlugins() != 0;
+    }();
     m_catalogue = Catalogue(FCGetFileFormatInfos());
     if (!m_catalogue.Formats().empty())
         return;
@@ -78,6 +82,7 @@ Plugins::Plugins(const std::string& folder, Messages& messages) : m_messages(mes
 
 Plugins::~Plugins()
 {
+    const LoadWatch watch(m_messages);
     FCUninitPlugins();
 }
 

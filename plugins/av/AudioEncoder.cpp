@@ -235,7 +235,8 @@ bool Settle(const EncoderEntry& entry, EncodeParamAudio& audio)
         return false;
     EncodeParamAudio settled = audio;
     settled.nBitsPerSample = 16;
-    settled.nChannels = std::min(audio.nChannels, entry.audio.maxChannels);
+    if (audio.nChannels > entry.audio.maxChannels)
+        settled.nChannels = std::min(2, entry.audio.maxChannels); // the library converts to no more than two
     if (settled.nBitRate > 0)
         settled.nBitRate = std::max(settled.nBitRate, kLowestBitRate);
     const int nearest = NearestSampleRate(entry, audio.nSampleRate);

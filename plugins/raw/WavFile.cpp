@@ -110,7 +110,8 @@ int ReviseRawAudio(EncodeParamAudio* pAudio)
         return 0;
     }
     pAudio->nSampleRate = std::min(pAudio->nSampleRate, kMaxSampleRate);
-    pAudio->nChannels = std::min(pAudio->nChannels, kMaxChannels);
+    if (pAudio->nChannels > kMaxChannels)
+        pAudio->nChannels = 2; // the library converts to no more
     pAudio->nBitsPerSample = 16;
     return 1;
 }
