@@ -123,9 +123,9 @@ std::wstring Formatted(const wchar_t* format, ...)
     va_list args;
     va_start(args, format);
     LineMemory memory;
-    const std::pmr::wstring text = FormatWide(memory, format, args);
+    std::wstring text(FormatWide(memory, format, args));
     va_end(args);
-    return std::wstring(text);
+    return text;
 }
 
 struct Directive {
