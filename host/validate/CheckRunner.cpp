@@ -3,8 +3,8 @@
 #include "host/base/ExitCode.h"
 #include "host/base/Json.h"
 #include "host/base/Messages.h"
-#include "host/base/Text.h"
 #include "host/base/PluginGuard.h"
+#include "host/base/Text.h"
 #include "host/validate/ChildProcess.h"
 #include "host/validate/StepNote.h"
 #include "host/validate/TemporaryFolder.h"
@@ -41,7 +41,7 @@ std::string LastLineOf(const std::string& file)
     std::ifstream stream(file);
     std::string last;
     for (std::string line; std::getline(stream, line);)
-        if (!line.empty())
+        if (!line.empty() && !line.starts_with("encmgr: error: ")) // the guard's own
             last = line;
     return last;
 }
@@ -61,7 +61,7 @@ std::string EndText(const ChildEnd& end, const RunOptions& options, const std::s
     if (const std::string step = ReadStepNote(folder + kStepFile); !step.empty())
         text += " while " + step;
     const std::string said = options.showsStreams || end.isTimedOut ? "" : LastLineOf(folder + kErrorsFile);
-    return said.empty() || said.starts_with("encmgr: error: ") ? text : text + ": " + said;
+    return said.empty() ? text : text + ": " + said;
 }
 
 CheckResult ResultOf(const Check& check, const std::string& file)

@@ -56,7 +56,7 @@ void CheckOddSizes(const Subject& subject, Verdict& verdict)
             setup.shape.height = height;
             setup.memory.guard = Guard::kBehind;
             const std::string name = Format("%s, %dx%d", setup.pair.Text().c_str(), width, height);
-            const StepNote note(name + " was written");
+            const StepNote note(name);
             TrialJob job(setup);
             RunToEnd(job, 3);
             TakeOutputs(subject);

@@ -43,7 +43,7 @@ public:
 
     void Run(Verdict& verdict)
     {
-        const StepNote note(m_text + " was done");
+        const StepNote note(m_text);
         TrialJob job(m_setup);
         const bool isOpen = job.IsOpen();
         for (int i = 0; i < m_pictures && isOpen; ++i) {

@@ -17,7 +17,7 @@ namespace host
 namespace
 {
 
-constexpr size_t kSize = 256;
+constexpr size_t kSize = 512;
 
 std::array<char, kSize> s_nowhere;
 char* s_note = s_nowhere.data();
@@ -58,7 +58,7 @@ StepNote::StepNote(std::string_view text)
         const std::lock_guard lock(s_mutex);
         m_before = s_note;
     }
-    NoteStep(text);
+    NoteStep(m_before.empty() ? std::string(text) : m_before + ", " + std::string(text));
 }
 
 StepNote::~StepNote()

@@ -11,13 +11,13 @@ namespace host
 // Begins to note in the file, which stays mapped to the end of the process. Without this, notes go nowhere.
 void NoteStepsIn(const std::string& file);
 
-// Replaces the note; cut to some 200 bytes.
+// Replaces the note; cut to some 500 bytes.
 void NoteStep(std::string_view text);
 
 // The note that a process has left in the file.
 std::string ReadStepNote(const std::string& file);
 
-// A note for a scope; the one before comes back behind it.
+// A note for a scope, behind those of the scopes around it.
 class StepNote
 {
 public:

@@ -126,10 +126,11 @@ constexpr EncoderEntry s_encoders[] = {
           {.generic = "g keyint_min bf refs qmin qmax maxrate bufsize threads slices flags", .passes = Passes::kFile},
           {.options = "crf=%", .least = 0, .most = 51, .usual = 23}, kRange | kColour | kFields,
           {.evenSize = true, .maxSide = 16384, .maxRateTerm = kMaxRateTerm, .tinySide = 0}),
+    // Smaller pictures make x265 write beyond its memory.
     Video("HEVC", L"HEVC", L"H.265 (HEVC) by x265", "libx265", "preset=fast:x265-params=log-level=error",
           {.generic = "g keyint_min bf refs qmin qmax maxrate bufsize", .passes = Passes::kParams},
           {.options = "crf=%", .least = 0, .most = 51, .usual = 26}, kRange | kColour,
-          {.evenSize = true, .maxSide = 8192, .maxRateTerm = kMaxRateTerm, .tinySide = 0, .minSide = 32}),
+          {.evenSize = true, .maxSide = 8192, .maxRateTerm = kMaxRateTerm, .tinySide = 0, .minSide = 64}),
     Video("MP4V", L"MPEG-4", L"MPEG-4 Visual, simple profile", "mpeg4", "",
           {.generic = "g bf qmin qmax maxrate bufsize trellis mbd threads flags"},
           {.options = "flags=+qscale:global_quality=%", .least = 2, .most = 31, .usual = 3, .factor = FF_QP2LAMBDA},
