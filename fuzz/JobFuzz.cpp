@@ -12,8 +12,8 @@
 #include <stdexcept>
 
 // Absurd sizes are refused for want of memory, as without the sanitizer.
-extern "C" const char* __asan_default_options();
-extern "C" const char* __asan_default_options()
+extern "C" ENCMGR_API const char* __asan_default_options();
+extern "C" ENCMGR_API const char* __asan_default_options()
 {
     return "allocator_may_return_null=1";
 }

@@ -122,7 +122,8 @@ std::wstring Formatted(const wchar_t* format, ...)
 {
     va_list args;
     va_start(args, format);
-    std::wstring text = FormatWide(format, args);
+    LineMemory memory;
+    std::wstring text(FormatWide(memory, format, args));
     va_end(args);
     return text;
 }

@@ -4,7 +4,6 @@
 // Usage: Golden LIST compares them with the list, for each instruction set that the machine has; without a list they
 // are printed, to become it.
 #include "Common/Audio/AudioConverter.h"
-#include "Common/Image/ImageConvert.h"
 #include "Common/Image/ImageResize.h"
 #include "Common/InstructionSet.h"
 #include "encmgr/EncMgr.h"
@@ -14,7 +13,6 @@
 #include <cinttypes>
 #include <cstdio>
 #include <fstream>
-#include <functional>
 #include <iterator>
 #include <string>
 #include <vector>
@@ -102,43 +100,6 @@ Hash Scaled(int (*scale)(const IMG_PARAM&, IMG_PARAM&), int srcBytes, int dstByt
     return hash;
 }
 
-// A picture in each layout that the conversions know.
-struct Picture {
-    Picture(Numbers& numbers, int width, int height) : w(width), h(height)
-    {
-        const auto size = static_cast<size_t>((pitch = width + 5) * (height + 3));
-        for (Bytes* plane : {&y, &u, &v, &a})
-            numbers.Fill(*plane, size);
-        numbers.Fill(packed, size * 2 + 16);
-        numbers.Fill(rgb, size * 4);
-        header.biSize = sizeof(header);
-        header.biWidth = width;
-        header.biHeight = height;
-        header.biPlanes = 1;
-    }
-    void AddTo(Hash& hash) const
-    {
-        for (const Bytes* bytes : {&y, &u, &v, &a, &packed, &rgb})
-            hash.Add(*bytes);
-    }
-
-    int w, h, pitch;
-    Bytes y, u, v, a, packed, rgb;
-    tagBITMAPINFOHEADER header = {};
-};
-
-Hash Converted(const std::function<void(Picture&)>& convert)
-{
-    Numbers numbers;
-    Hash hash;
-    for (const auto& [width, height] : {std::pair{2, 2}, {33, 17}, {64, 6}, {130, 9}, {131, 4}, {1000, 3}}) {
-        Picture picture(numbers, width, height);
-        convert(picture);
-        picture.AddTo(hash);
-    }
-    return hash;
-}
-
 Hash Resampled(int fromChannels, int toChannels, int fromRate, int toRate)
 {
     Numbers numbers;
@@ -195,12 +156,13 @@ void FillCatalogue()
         const auto& frame = *static_cast<const MEDIA_FRAME*>(data);
         const MEDIA_FRAME_VIDEO& video = frame.video;
         AddTimes(g_written, frame);
-        for (int y = 0; y < video.nHeight; ++y)
-            g_written.Add(video.pY + y * video.nPitchY, static_cast<size_t>(video.nWidth));
-        for (int y = 0; y < (video.nHeight + 1) / 2; ++y) {
-            g_written.Add(video.pU + y * video.nPitchU, static_cast<size_t>(video.nWidth + 1) / 2);
-            g_written.Add(video.pV + y * video.nPitchV, static_cast<size_t>(video.nWidth + 1) / 2);
-        }
+        const auto add = [](const unsigned char* plane, int pitch, int width, int height) {
+            for (int y = 0; y < height; ++y)
+                g_written.Add(plane + static_cast<ptrdiff_t>(y) * pitch, static_cast<size_t>(width));
+        };
+        add(video.pY, video.nPitchY, video.nWidth, video.nHeight);
+        for (const unsigned char* chroma : {video.pU, video.pV})
+            add(chroma, video.nPitchU, (video.nWidth + 1) / 2, (video.nHeight + 1) / 2);
         return 1;
     };
     format.pfnClose = [](void*, FC_CLOSE_CALLBACK, void*) {};
@@ -274,23 +236,6 @@ std::string AllLines()
     SCALER(DIB_AlphaResizeBiLiner, 4, 4);
     SCALER(StretchMaskResizeNear, 1, 4);
     SCALER(StretchMaskResizeBiLiner, 1, 4);
-#define PLANES p.y.data(), p.u.data(), p.v.data()
-#define PITCHES p.pitch, p.pitch, p.pitch
-#define CONVERSION(name, bits, ...)                                                                                    \
-    add(#name, Converted([](Picture& p) { p.header.biBitCount = bits, name(__VA_ARGS__); }))
-    CONVERSION(Yuv420_2_rgb24, 24, &p.header, p.rgb.data(), PLANES, PITCHES);
-    CONVERSION(Yuv420_2_rgb32, 32, &p.header, p.rgb.data(), PLANES, PITCHES);
-    CONVERSION(Yuv420_2_Argb, 32, &p.header, p.rgb.data(), PLANES, PITCHES);
-    CONVERSION(Yuv420_2_rgb24Simple, 24, &p.header, p.rgb.data(), PLANES, PITCHES);
-    CONVERSION(Rgb24_2_yuv420, 24, PLANES, PITCHES, &p.header, p.rgb.data());
-    CONVERSION(Rgb32_2_yuv420, 32, PLANES, PITCHES, &p.header, p.rgb.data());
-    CONVERSION(Argb_2_yuv420, 32, PLANES, PITCHES, &p.header, p.rgb.data());
-    CONVERSION(Rgb32_2_yuv420A, 32, PLANES, p.a.data(), PITCHES, &p.header, p.rgb.data());
-    CONVERSION(Rgb24_2_yuv420Simple, 24, PLANES, PITCHES, &p.header, p.rgb.data());
-    CONVERSION(Rgb24_2_YUY2, 24, p.packed.data(), p.pitch * 2, 1, 1, p.w, p.h, 1, p.rgb.data(), p.h, p.pitch * 3, 0, 0);
-    CONVERSION(YUY2_2_Rgb24, 24, p.rgb.data(), p.h, p.pitch * 3, 0, 0, p.w, p.h, p.packed.data(), p.pitch * 2, 0, 1, 1);
-    CONVERSION(YUY2_2_Yuv420, 0, PLANES, PITCHES, 0, 0, p.w, p.h, p.packed.data(), p.pitch * 2, 1, 0, 0);
-    CONVERSION(Yuv420_2_YUY2, 0, p.packed.data(), p.pitch * 2, 0, 0, p.w, p.h, 0, PLANES, PITCHES, 0, 0);
     for (const auto& [from, to] :
          {std::pair{44100, 48000}, {48000, 44100}, {8000, 96000}, {48000, 48000}, {192000, 11025}})
         for (const int channels : {11, 12, 21, 22})
