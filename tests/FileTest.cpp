@@ -409,12 +409,12 @@ TEST_F(FileTest, AudioIsTheNearestThatTheEncoderHolds)
         const char *format, *encoder;
         int rate, channels, fileRate, fileChannels;
     } cases[] = {
-        {"MP4 ", "AAC ", 45000, 9, 44100, 8},     {"MP4 ", "AAC ", 192000, 1, 96000, 1},
-        {"MKV ", "AAC ", 1, 1, 7350, 1},          {"MKV ", "FLAC", 700000, 1, 655340, 1},
-        {"MKV ", "FLAC", 65538, 1, 65540, 1},     {"MKV ", "FLAC", 48000, 12, 48000, 8},
-        {"MKV ", "PCMS", 800000, 1, 768000, 1},   {"AVI ", "PCMS", 11025, 33, 11025, 32},
-        {"WAV ", "PCM ", 800000, 33, 768000, 32}, {"MP3 ", "MP3 ", 50000, 6, 48000, 2},
-        {"WEBM", "OPUS", 44100, 9, 48000, 8},     {"OGG ", "VORB", 500000, 9, 192000, 8},
+        {"MP4 ", "AAC ", 45000, 9, 44100, 2},    {"MP4 ", "AAC ", 192000, 1, 96000, 1},
+        {"MKV ", "AAC ", 1, 1, 7350, 1},         {"MKV ", "FLAC", 700000, 1, 655340, 1},
+        {"MKV ", "FLAC", 65538, 1, 65540, 1},    {"MKV ", "FLAC", 48000, 12, 48000, 2},
+        {"MKV ", "PCMS", 800000, 1, 768000, 1},  {"AVI ", "PCMS", 11025, 33, 11025, 2},
+        {"WAV ", "PCM ", 800000, 33, 768000, 2}, {"MP3 ", "MP3 ", 50000, 6, 48000, 2},
+        {"WEBM", "OPUS", 44100, 9, 48000, 2},    {"OGG ", "VORB", 500000, 9, 192000, 2},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::Message() << c.format << c.encoder << c.rate);
