@@ -302,12 +302,12 @@ TEST(JobEnd, ComesAfterSoManyPicturesAndTheirAudio)
             items.insert(items.begin() + i * 25 + i, Block(i * kSecond, 1000));
         return items;
     };
-    const Result cut = RunJob(source(), {25, 1}, {25, 1}, {40});
+    const Result cut = RunJob(source(), {25, 1}, {25, 1}, {.pictures = 40});
     EXPECT_EQ(cut.writer.shown, Counting(40));
     EXPECT_EQ(cut.writer.samples.size(), 1600u);
-    EXPECT_EQ(RunJob(source(), {25, 1}, {50, 1}, {40}).writer.samples.size(), 800u);
+    EXPECT_EQ(RunJob(source(), {25, 1}, {50, 1}, {.pictures = 40}).writer.samples.size(), 800u);
     // A single picture that stands until the end; one that comes far too late.
-    EXPECT_EQ(RunJob({Numbered(0, 0), Numbered(1, 60 * kSecond)}, {25, 1}, {25, 1}, {30}).writer.shown,
+    EXPECT_EQ(RunJob({Numbered(0, 0), Numbered(1, 60 * kSecond)}, {25, 1}, {25, 1}, {.pictures = 30}).writer.shown,
               std::vector<int>(30, 0));
 }
 
