@@ -231,7 +231,7 @@ TEST_F(FrontDoorTest, NothingLeavesAJobWhoseMemoryRunsOut)
         EXPECT_EQ(handles, 0) << n;
         EXPECT_EQ(liveAllocations, live) << n;
     }
-    EXPECT_GE(n, 9);
+    EXPECT_GE(n, 4); // the job, its converter and its buffers
     EXPECT_GE(refused, 3);
 }
 

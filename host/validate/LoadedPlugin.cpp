@@ -37,6 +37,18 @@ template <class Item> bool HasGoodSlots(const Item& item, const MemoryMap& memor
                        [&memory](const SlotEntry& slot) { return !slot.address || memory.IsCode(slot.address); });
 }
 
+// What lies at the place, be it the plug-in's record or not. Memory between its records is no sanitizer's business
+// here.
+template <class Value> [[gnu::no_sanitize_address]] Value CopyOf(const Value* place)
+{
+    Value value;
+    const auto* const from = reinterpret_cast<const volatile unsigned char*>(place);
+    auto* const to = reinterpret_cast<unsigned char*>(&value);
+    for (size_t i = 0; i < sizeof(Value); ++i)
+        to[i] = from[i];
+    return value;
+}
+
 // What isn't a record: neither its name nor its content makes sense.
 template <class Item> bool IsSenseless(const Item& item, const MemoryMap& memory)
 {
@@ -58,7 +70,7 @@ template <class Item> size_t FindStride(const Item* first, const MemoryMap& memo
     for (size_t stride = sizeof(Item) / 2; stride < 2 * sizeof(Item); stride += 4) {
         const auto* const item = reinterpret_cast<const Item*>(bytes + stride);
         if (stride != sizeof(Item) && stride % alignof(Item) == 0 && memory.IsReadable(item, sizeof(Item)) &&
-            IsRecord(*item, memory))
+            IsRecord(CopyOf(item), memory))
             return stride;
     }
     return sizeof(Item);
@@ -74,11 +86,11 @@ template <class Item> RecordArray<Item> ReadRecords(const Item* first, const Mem
     for (const Item* item = first; records.count < kMostRecords; ++item, ++records.count) {
         if (!memory.IsReadable(item, sizeof(item->dwFourCC)))
             break;
-        if (item->dwFourCC == 0) {
+        if (CopyOf(&item->dwFourCC) == 0) {
             records.isEnded = true;
             break;
         }
-        if (!memory.IsReadable(item, sizeof(*item)) || IsSenseless(*item, memory))
+        if (!memory.IsReadable(item, sizeof(*item)) || IsSenseless(CopyOf(item), memory))
             break;
     }
     if (records.count == 1)
