@@ -555,7 +555,7 @@ TEST_F(MediaFileTest, StaysWithinAFrameOfTheClockForHours)
                 audio = std::max(audio, std::fabs(static_cast<double>(file.m_llAudioBytes) / (2 * to) - clock));
             }
             for (; next <= now; next += isVariable ? random() % 1500000 : static_cast<int64_t>(second / frameRate)) {
-                const int64_t shown = next + (isVariable ? 0 : random() % 60000);
+                const int64_t shown = next + (isVariable ? 0 : static_cast<int64_t>(random() % 60000));
                 Show(shown);
                 const double clock = static_cast<double>(shown) / second;
                 video = std::max(video, std::fabs((file.m_nFramesOut - 1) / frameRate - clock));
