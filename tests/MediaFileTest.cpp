@@ -554,7 +554,8 @@ TEST_F(MediaFileTest, StaysWithinAFrameOfTheClockForHours)
                 const double clock = static_cast<double>(now) / second + 1024.0 / from;
                 audio = std::max(audio, std::fabs(static_cast<double>(file.m_llAudioBytes) / (2 * to) - clock));
             }
-            for (; next <= now; next += isVariable ? random() % 1500000 : static_cast<int64_t>(second / frameRate)) {
+            for (; next <= now; next += isVariable ? static_cast<int64_t>(random() % 1500000)
+                                                   : static_cast<int64_t>(second / frameRate)) {
                 const int64_t shown = next + (isVariable ? 0 : static_cast<int64_t>(random() % 60000));
                 Show(shown);
                 const double clock = static_cast<double>(shown) / second;
