@@ -1,4 +1,5 @@
 #include "encmgr/Log.h"
+#include "log/ForkSafe.h"
 #include "text/Utf.h"
 
 #include <algorithm>
@@ -21,6 +22,7 @@ struct AppPathState {
 AppPathState& State()
 {
     static AppPathState& state = *new AppPathState;
+    [[maybe_unused]] static const bool isKept = KeepOverForks<State>();
     return state;
 }
 

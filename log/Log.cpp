@@ -1,6 +1,7 @@
 #include "encmgr/Log.h"
 
 #include "log/CatchAll.h"
+#include "log/ForkSafe.h"
 #include "log/WideFormat.h"
 #include "text/Utf.h"
 
@@ -50,26 +51,29 @@ const bool g_hasErrorStream = fcntl(STDERR_FILENO, F_GETFD) != -1;
 SinkState& State()
 {
     static SinkState& state = *new SinkState;
+    [[maybe_unused]] static const bool isKept = KeepOverForks<State>();
     return state;
 }
 
 TraceState& Traces()
 {
     static TraceState& state = *new TraceState;
+    [[maybe_unused]] static const bool isKept = KeepOverForks<Traces>();
     return state;
 }
 
 // The line as UTF-8: one newline at the end, and within the text for each "\r\n".
-std::string StreamText(const wchar_t* pszText)
+std::pmr::string StreamText(LineMemory& memory, const wchar_t* pszText)
 {
-    std::wstring text = pszText;
+    std::pmr::wstring text(pszText, memory.Resource());
     text.erase(text.find_last_not_of(L"\r\n") + 1);
     for (size_t at = 0; (at = text.find(L"\r\n", at)) != std::wstring::npos;)
         text.erase(at, 1);
     text += L'\n';
     ReplaceNonUnicode(text);
 
-    std::string utf8;
+    std::pmr::string utf8(memory.Resource());
+    utf8.reserve(text.size() + 1);
     for (const wchar_t unit : text) {
         char bytes[5] = {}; // no character takes more than 4
         WtoUTF8(&unit, 1, bytes, 4, false);
@@ -82,7 +86,8 @@ void WriteToStream(const wchar_t* pszText)
 {
     if (!g_hasErrorStream)
         return;
-    const std::string text = StreamText(pszText);
+    LineMemory memory;
+    const std::pmr::string text = StreamText(memory, pszText);
     for (size_t written = 0; written < text.size();) {
         const ssize_t result = write(STDERR_FILENO, text.data() + written, text.size() - written);
         if (result > 0)
@@ -121,7 +126,11 @@ void KXLogEx(const wchar_t* pszFormat, ...)
         return;
     va_list args;
     va_start(args, pszFormat);
-    CatchAll([&] { Log(FormatWide(pszFormat, args).c_str()); }, Lose);
+    const auto format = [&] {
+        LineMemory memory;
+        Log(FormatWide(memory, pszFormat, args).c_str());
+    };
+    CatchAll(format, Lose);
     va_end(args);
 }
 

@@ -17,6 +17,7 @@ namespace
 {
 
 constexpr wchar_t kReplacement = 0xFFFD;
+constexpr size_t kUsualUnits = 500; // of a line; longer ones are copied as they grow
 
 // The "C" locale on this thread for a scope.
 class CLocale
@@ -71,12 +72,16 @@ std::wstring Widen(const char* pszText, size_t maxBytes)
 class Formatter
 {
 public:
-    Formatter(const wchar_t* pszFormat, va_list args) : m_p(pszFormat) { va_copy(m_args, args); }
+    Formatter(LineMemory& memory, const wchar_t* pszFormat, va_list args) : m_p(pszFormat), m_text(memory.Resource())
+    {
+        m_text.reserve(kUsualUnits);
+        va_copy(m_args, args);
+    }
     ~Formatter() { va_end(m_args); }
     Formatter(const Formatter&) = delete;
     Formatter& operator=(const Formatter&) = delete;
 
-    std::wstring Run()
+    std::pmr::wstring Run()
     {
         while (*m_p) {
             const wchar_t* const pStart = m_p;
@@ -292,20 +297,20 @@ private:
 
     const wchar_t* m_p; // the next character of the format
     va_list m_args;
-    std::wstring m_text;
+    std::pmr::wstring m_text;
 };
 
 } // namespace
 
-std::wstring FormatWide(const wchar_t* pszFormat, va_list args)
+std::pmr::wstring FormatWide(LineMemory& memory, const wchar_t* pszFormat, va_list args)
 {
     const CLocale cLocale;
-    std::wstring text = Formatter(pszFormat, args).Run();
+    std::pmr::wstring text = Formatter(memory, pszFormat, args).Run();
     ReplaceNonUnicode(text);
     return text;
 }
 
-void ReplaceNonUnicode(std::wstring& text)
+void ReplaceNonUnicode(std::pmr::wstring& text)
 {
     const auto isNoCharacter = [](wchar_t unit) {
         const uint32_t code = static_cast<uint32_t>(unit); // NOLINT(bugprone-signed-char-misuse): it isn't a char

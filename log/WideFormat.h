@@ -3,7 +3,24 @@
 #define ENCMGR_LOG_WIDE_FORMAT_H
 
 #include <cstdarg>
+#include <cstddef>
+#include <memory_resource>
 #include <string>
+
+// Memory for the texts of one line, on the stack: those of usual length take nothing from the heap.
+class LineMemory
+{
+public:
+    LineMemory() = default;
+    LineMemory(const LineMemory&) = delete;
+    LineMemory& operator=(const LineMemory&) = delete;
+
+    std::pmr::memory_resource* Resource() { return &m_resource; }
+
+private:
+    alignas(std::max_align_t) std::byte m_bytes[8192];
+    std::pmr::monotonic_buffer_resource m_resource{m_bytes, sizeof(m_bytes)};
+};
 
 // Formats as the standard wide print functions do, of any length. The process's locale plays no part:
 //
@@ -16,9 +33,9 @@
 // that is not UTF-8 and a unit that is no Unicode character print as U+FFFD each; a zero character prints as
 // nothing, as it would end the text for its reader. Any other directive is printed as it stands and takes no
 // argument.
-std::wstring FormatWide(const wchar_t* pszFormat, va_list args);
+std::pmr::wstring FormatWide(LineMemory& memory, const wchar_t* pszFormat, va_list args);
 
 // Puts U+FFFD in place of every unit that is no Unicode character.
-void ReplaceNonUnicode(std::wstring& text);
+void ReplaceNonUnicode(std::pmr::wstring& text);
 
 #endif // ENCMGR_LOG_WIDE_FORMAT_H

@@ -225,8 +225,12 @@ void PluginMgr::DrainAudio()
     silence.audio.nDataSize = nPending;
     silence.audio.nBufferSize = nPending;
     silence.audio.pData = std::calloc(static_cast<size_t>(nPending), 1);
-    if (silence.audio.pData)
+    if (silence.audio.pData) {
         WriteAudioData(&silence);
+    } else {
+        KXLog(L"There is no memory for the silence that the audio encoder needs: the audio's end is lost.");
+        SLOT_OF(*m_pFormatItem, pfnWriteAudio)(m_hFile, nullptr, 0); // as where an encoder fails
+    }
 }
 
 void PluginMgr::Close(FC_CLOSE_CALLBACK pfnCallback, void* pCallbackParam)

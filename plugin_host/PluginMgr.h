@@ -6,6 +6,8 @@
 #include "encmgr/Export.h"
 #include "encmgr/PluginRecords.h"
 
+#include <atomic>
+#include <string>
 #include <vector>
 
 // One open output file of one file format, with at most one video and one audio encoder. Chooses the plug-ins from
@@ -61,6 +63,11 @@ public:
     static std::vector<void*> m_arModule; // loaded plug-ins that gave at least one record, in load order
     static std::vector<ENCODER_ITEM> m_arEncoder;
     static std::vector<FILEFORMAT_ITEM> m_arFileFormat;
+    // Path of the plug-in that is being loaded or unloaded, null while none is: what is to blame if the program ends
+    // there. A signal handler may read it.
+    static std::atomic<const char*> m_pszInWork;
+    // Names of files that InitPlugins passes over: the host's to fill.
+    static std::vector<std::string> m_arLeftOut;
     static ENCODER_INFO* m_pEncInfo; // public tables, each ended by an all-zero entry
     static FILEFORMAT_INFO* m_pFileFormatInfo;
 

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <dirent.h>
 #include <dlfcn.h>
+#include <link.h>
 #include <memory>
 #include <string>
 #include <sys/stat.h>
@@ -17,6 +18,8 @@
 std::vector<void*> PluginMgr::m_arModule;
 std::vector<ENCODER_ITEM> PluginMgr::m_arEncoder;
 std::vector<FILEFORMAT_ITEM> PluginMgr::m_arFileFormat;
+std::atomic<const char*> PluginMgr::m_pszInWork = nullptr;
+std::vector<std::string> PluginMgr::m_arLeftOut;
 ENCODER_INFO* PluginMgr::m_pEncInfo = nullptr;
 FILEFORMAT_INFO* PluginMgr::m_pFileFormatInfo = nullptr;
 
@@ -63,6 +66,35 @@ struct LoaderError {
     }
 };
 
+// The plug-in whose code may run in this scope.
+class InWork
+{
+public:
+    explicit InWork(const char* pszFile) { PluginMgr::m_pszInWork = pszFile; }
+    ~InWork() { PluginMgr::m_pszInWork = nullptr; }
+    InWork(const InWork&) = delete;
+    InWork& operator=(const InWork&) = delete;
+};
+
+// A text that fills its field ends one character early, so that nobody reads beyond.
+template <size_t nUnits> void EndText(wchar_t (&szText)[nUnits])
+{
+    szText[nUnits - 1] = 0;
+}
+
+void EndTexts(ENCODER_ITEM& item)
+{
+    EndText(item.szName);
+    EndText(item.szDescription);
+}
+
+void EndTexts(FILEFORMAT_ITEM& item)
+{
+    EndText(item.szShortName);
+    EndText(item.szName);
+    EndText(item.szDescription);
+}
+
 // Calls a plug-in's export and appends the records it returns. Returns whether there were any.
 template <class Item>
 bool TakeRecords(void* hModule, const char* pszExport, const wchar_t* pszMessage, const char* pszFile,
@@ -79,6 +111,7 @@ bool TakeRecords(void* hModule, const char* pszExport, const wchar_t* pszMessage
     bool bFound = false;
     for (; pItem->dwFourCC != 0; ++pItem) {
         arItem.push_back(*pItem);
+        EndTexts(arItem.back());
         wchar_t szFourCC[5] = {};
         KXLogEx(pszMessage, FourCC2StrW(szFourCC, pItem->dwFourCC), pszFile);
         bFound = true;
@@ -102,6 +135,7 @@ void LoadPlugin(const char* pszFile)
         KXLogEx(L"%s: not a regular file", pszFile);
         return;
     }
+    const InWork inWork(pszFile);
     Module module(dlopen(pszFile, RTLD_LAZY), dlclose);
     if (!module) {
         const LoaderError error;
@@ -126,7 +160,9 @@ void LoadPlugin(const char* pszFile)
 void LoadFolder(DIR* pDir, const char* pszFolder)
 {
     while (const dirent* pEntry = readdir(pDir)) {
-        if (!HasPluginName(pEntry->d_name))
+        const auto& arLeftOut = PluginMgr::m_arLeftOut;
+        if (!HasPluginName(pEntry->d_name) ||
+            std::find(arLeftOut.begin(), arLeftOut.end(), pEntry->d_name) != arLeftOut.end())
             continue;
         const std::string file = std::string(pszFolder) + pEntry->d_name;
         if (file.size() < kBufferUnits)
@@ -236,8 +272,11 @@ int PluginMgr::InitPlugins()
 
 void PluginMgr::UninitPlugins()
 {
-    for (void* hModule : m_arModule)
+    for (void* hModule : m_arModule) {
+        const link_map* pMap = nullptr;
+        const InWork inWork(dlinfo(hModule, RTLD_DI_LINKMAP, &pMap) == 0 ? pMap->l_name : nullptr);
         dlclose(hModule);
+    }
     m_arModule.clear();
     m_arEncoder.clear();
     m_arFileFormat.clear();

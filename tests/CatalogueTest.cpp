@@ -41,10 +41,11 @@ protected:
     ENCODER_INFO aac = Encoder(KX_FOURCC('A', 'A', 'C', ' '), L"AAC-LC");
     ENCODER_INFO pcm = Encoder(KX_FOURCC('P', 'C', 'M', ' '), L"PCM");
     std::vector<ENCODER_INFO*> pictures = {&h264, &mpeg4, &mpeg2}, sound = {&aac, &pcm}, raw = {&pcm}, none = {};
-    FILEFORMAT_INFO formats[4] = {
+    FILEFORMAT_INFO formats[5] = {
         Format(KX_FOURCC('M', 'K', 'V', ' '), L"Matroska", L"Matroska file", pictures, sound),
         Format(KX_FOURCC('M', 'P', '4', ' '), L"MP4", L"MP4 file", pictures, sound),
         Format(KX_FOURCC('W', 'A', 'V', ' '), L"WAV", L"Wave file", none, raw),
+        Format(KX_FOURCC('T', 'S', ' ', ' '), L"MPEG-TS", L"Transport stream", pictures, sound),
         {},
     };
 
@@ -72,6 +73,8 @@ TEST_F(CatalogueTest, TheEndingChoosesTheFormatAndItsFirstEncoders)
                                          {"a.m4v", "MP4 H264 AAC"},
                                          {"a.mka", "MKV - AAC"},
                                          {"a.wave", "WAV - PCM"},
+                                         {"a.mts", "TS H264 AAC"},
+                                         {"a.m2ts", "TS H264 AAC"},
                                          {"a.tar.wav", "WAV - PCM"}})
         EXPECT_EQ(Choose({.output = output}), chosen) << output;
     for (const char* output : {"a", "a.xyz", "dir.mkv/a", ".mkv", "-"})
@@ -94,17 +97,18 @@ TEST_F(CatalogueTest, NamesAreFourCCsNamesOrTheirBeginnings)
         {"mp4", "mpeg", "",
          "more than one video encoder of MP4 is called \"mpeg\"; did you mean MP4V or MP2V? "
          "There are: H264 (H.264 / AVC), MP4V (MPEG-4 Visual), MP2V (MPEG-2)"},
-        {"m", "", "", "more than one file format is called \"m\"; there are: MKV (Matroska), MP4, WAV"},
-        {"ogg", "", "", "no file format is called \"ogg\"; there are: MKV (Matroska), MP4, WAV"},
+        {"m", "", "", "more than one file format is called \"m\"; there are: MKV (Matroska), MP4, WAV, TS (MPEG-TS)"},
+        {"ogg", "", "", "no file format is called \"ogg\"; there are: MKV (Matroska), MP4, WAV, TS (MPEG-TS)"},
         {"mp4", "-", "",
          "no video encoder of MP4 is called \"-\"; there are: "
          "H264 (H.264 / AVC), MP4V (MPEG-4 Visual), MP2V (MPEG-2)"},
-        {"wav", "h264", "", "no video encoder of WAV is called \"h264\", but one of MKV, MP4 is; there are: none"},
+        {"wav", "h264", "", "no video encoder of WAV is called \"h264\", but one of MKV, MP4, TS is; there are: none"},
         {"mp4", "x264", "",
          "no video encoder of MP4 is called \"x264\"; did you mean H264? There are: "
          "H264 (H.264 / AVC), MP4V (MPEG-4 Visual), MP2V (MPEG-2)"},
         {"wave", "", "wav", "no audio encoder of WAV is called \"wav\"; did you mean PCM? There are: PCM"},
-        {"mkb", "", "", "no file format is called \"mkb\"; did you mean MKV? There are: MKV (Matroska), MP4, WAV"},
+        {"mkb", "", "",
+         "no file format is called \"mkb\"; did you mean MKV? There are: MKV (Matroska), MP4, WAV, TS (MPEG-TS)"},
     };
     for (const auto& [format, video, audio, chosen] : cases)
         EXPECT_EQ(Choose({.output = "a.xyz", .format = format, .videoEncoder = video, .audioEncoder = audio}), chosen);

@@ -1,6 +1,7 @@
 // The audio converter against a model that holds no more than the formulas, block by block.
 #include "Common/Audio/AudioConverter.h"
 #include "Common/Audio/ResampleRows.h"
+#include "tests/ConverterModel.h"
 #include "tests/InstructionSets.h"
 
 #include <algorithm>
@@ -10,50 +11,6 @@
 
 namespace
 {
-
-using Samples = std::vector<short>;
-
-struct Format {
-    int in, out, rateIn, rateOut; // channels and rates
-};
-
-struct Model {
-    Format f;
-    double spare;
-    Samples history = {0, 0};
-
-    Samples Convert(const Samples& block)
-    {
-        Samples work = history, out;
-        const bool halved = f.in != f.out && f.in != 1, doubled = f.in != f.out && f.in == 1;
-        for (size_t i = 0; i + halved < block.size(); i += 1 + halved)
-            work.insert(work.end(), 1 + doubled,
-                        static_cast<short>(halved ? block[i] / 2 + block[i + 1] / 2 : block[i]));
-        const int n = static_cast<int>(work.size()) - 2, stride = f.out == 1 ? 1 : 2;
-        work.insert(work.end(), 2, 0);
-        const auto at = [&](int i) { return work[static_cast<size_t>(i + 2)]; };
-        const double ratio = static_cast<double>(f.rateIn) / f.rateOut;
-        int count = std::max(0, static_cast<int>((n + spare) / ratio + 0.5));
-        count -= f.rateIn == f.rateOut ? 0 : count % stride;
-        for (int i = 0; i < count; ++i) {
-            const int position = i / stride;
-            const double pos = (position + 1.0) * n / count - 1.0;
-            const int idx = static_cast<int>(pos + 1.0) - 1, left = idx * stride + i % stride;
-            if (f.rateIn == f.rateOut)
-                out.push_back(at(i < n ? i : n - stride + (i - n) % stride));
-            else if (stride == 2 && i >= count - 2 && n >= 2)
-                out.push_back(at(n - count + i));
-            else
-                out.push_back(
-                    static_cast<short>(at(left) + static_cast<int>((at(left + stride) - at(left)) * (pos - idx))));
-            if (f.rateIn != f.rateOut && stride == 1 && out.back() == SHRT_MIN)
-                out.back() = -32767;
-        }
-        spare += n - ratio * count;
-        history = {at(n - 2), at(n - 1)};
-        return out;
-    }
-};
 
 class ConverterTest : public AtEachSet
 {
@@ -72,7 +29,7 @@ protected:
         return Take(converter, converter.Put(block.data(), static_cast<int>(block.size())));
     }
 
-    void Fill(Samples& samples, bool anything) // or the two ends alone
+    void FillSamples(Samples& samples, bool anything) // or the two ends alone
     {
         for (short& sample : samples)
             sample = static_cast<short>(anything ? m_random() >> 8 : SHRT_MIN + m_random() % 2 * 65535);
@@ -93,7 +50,7 @@ TEST_P(ConverterTest, EqualsTheModelAtEveryBlockSize)
         for (const int size : {1, 64, 2, 3, 7, 500, 1, 1, 129, static_cast<int>(m_random() % 700) + 1}) {
             const bool torn = m_random() % 8 == 0; // not whole sample blocks
             Samples block(static_cast<size_t>(size * f.in + torn));
-            Fill(block, m_random() % 4);
+            FillSamples(block, m_random() % 4);
             ASSERT_EQ(Convert(converter, block), copied ? block : model.Convert(block))
                 << f.in << " to " << f.out << ", " << f.rateIn << " to " << f.rateOut << ", block of " << size;
             ASSERT_EQ(CAudioConverter::Spare(), model.spare);
@@ -178,6 +135,11 @@ TEST_P(ConverterTest, TakesOddInput)
     CAudioConverter::Spare() = 9;
     EXPECT_EQ(converter.Put(block, 0), 0);
     EXPECT_EQ(converter.Put(block, 4), 22);
+    CAudioConverter::Spare() = 1e12; // more than counts hold
+    EXPECT_EQ(converter.ConvertData(block, 4) + converter.ConvertData(nullptr, 0) + converter.ConvertData(block, -1),
+              0);
+    EXPECT_EQ(CAudioConverter(1, 2, 8000, 16000, 8).Begin(block, 1 << 30), 0);
+    EXPECT_EQ(CAudioConverter(6, 2, 0, 8000, 8).LongestBlock(1), INT_MAX / 6 * 6);
     CAudioConverter::Spare() = -40;
     EXPECT_EQ(converter.Put(block, 4), 22); // takes no waiting sample back
     EXPECT_EQ(converter.Get(nullptr, 4) + converter.Get(Samples(4).data(), -1), 0);
@@ -200,6 +162,8 @@ TEST_P(ConverterTest, TellsTheLongestBlockThatFits)
             CAudioConverter::Spare() = 1e6; // too much for any block: one sample block
             EXPECT_EQ(converter.LongestBlock(9000), f.in);
         }
+    constexpr int absurd = INT_MAX - 1; // channels: two sample blocks are more than an int can count
+    EXPECT_EQ(CAudioConverter(absurd, 2, 8000, 8000, 8).LongestBlock(9000), absurd);
 }
 
 // Blocks that hold what they must and no sample more, steep rates among them, from each first position on. Fractions
@@ -210,8 +174,8 @@ TEST_P(ConverterTest, EveryFormOfARowEqualsThePlainOne)
     for (int i = 0; i < 4000; ++i) {
         const int n = 1 + i % 83, nOut = i % 5 ? static_cast<int>(m_random() % 200) : n, first = i % 9;
         Samples work(static_cast<size_t>(kHistory + n + kLookahead)), pairs(static_cast<size_t>(2 * n));
-        Fill(work, i % 3);
-        Fill(pairs, i % 3);
+        FillSamples(work, i % 3);
+        FillSamples(pairs, i % 3);
         std::fill_n(work.end() - kLookahead, kLookahead, short{0});
         Samples made(static_cast<size_t>(nOut)), expected = made;
         ResampleBlock block = {work.data() + kHistory, n, nOut, made.data(), 0, nOut}, plain = block;

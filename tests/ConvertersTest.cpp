@@ -179,6 +179,11 @@ TEST(PictureConverter, WhatIsRightAlreadyPassesAsItIs)
     EXPECT_EQ(converter.Convert(frame), frame);
     frame->color_range = AVCOL_RANGE_MPEG;
     EXPECT_EQ(converter.Convert(frame), frame);
+
+    const auto onDevice = Flat(AV_PIX_FMT_YUV444P, 64, 48, {200, 90, 160});
+    onDevice->format = AV_PIX_FMT_VAAPI; // which isn't in memory
+    EXPECT_EQ(converter.Convert(onDevice), nullptr);
+    EXPECT_EQ(converter.Convert(frame), frame);
 }
 
 TEST(PictureConverter, FullRangeBecomesLimitedHoweverItIsTold)

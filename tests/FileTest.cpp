@@ -374,7 +374,7 @@ TEST_F(FileTest, RatesAndSizesAreWhatTheEncoderHolds)
         {"AVI ", "FFV1", 32, 32, 119.88, 32, 32, 120000.0 / 1001},
         {"AVI ", "FFV1", 32, 32, 0.5, 32, 32, 0.5},
         {"MP4 ", "HEVC", 161, 97, 29.97, 160, 96, 30000.0 / 1001},
-        {"MKV ", "HEVC", 3, 3, 25, 32, 32, 25},
+        {"MKV ", "HEVC", 3, 3, 25, 64, 64, 25},
         {"WEBM", "VP8 ", 33, 1, 23.976, 33, 1, 24000.0 / 1001},
         {"WEBM", "VP9 ", 33, 1, 59.94, 33, 1, 60000.0 / 1001},
         {"WEBM", "AV1 ", 33, 1, 59.94, 33, 1, 60000.0 / 1001},
@@ -409,12 +409,12 @@ TEST_F(FileTest, AudioIsTheNearestThatTheEncoderHolds)
         const char *format, *encoder;
         int rate, channels, fileRate, fileChannels;
     } cases[] = {
-        {"MP4 ", "AAC ", 45000, 9, 44100, 8},     {"MP4 ", "AAC ", 192000, 1, 96000, 1},
-        {"MKV ", "AAC ", 1, 1, 7350, 1},          {"MKV ", "FLAC", 700000, 1, 655340, 1},
-        {"MKV ", "FLAC", 65538, 1, 65540, 1},     {"MKV ", "FLAC", 48000, 12, 48000, 8},
-        {"MKV ", "PCMS", 800000, 1, 768000, 1},   {"AVI ", "PCMS", 11025, 33, 11025, 32},
-        {"WAV ", "PCM ", 800000, 33, 768000, 32}, {"MP3 ", "MP3 ", 50000, 6, 48000, 2},
-        {"WEBM", "OPUS", 44100, 9, 48000, 8},     {"OGG ", "VORB", 500000, 9, 192000, 8},
+        {"MP4 ", "AAC ", 45000, 9, 44100, 2},    {"MP4 ", "AAC ", 192000, 1, 96000, 1},
+        {"MKV ", "AAC ", 1, 1, 7350, 1},         {"MKV ", "FLAC", 700000, 1, 655340, 1},
+        {"MKV ", "FLAC", 65538, 1, 65540, 1},    {"MKV ", "FLAC", 48000, 12, 48000, 2},
+        {"MKV ", "PCMS", 800000, 1, 768000, 1},  {"AVI ", "PCMS", 11025, 33, 11025, 2},
+        {"WAV ", "PCM ", 800000, 33, 768000, 2}, {"MP3 ", "MP3 ", 50000, 6, 48000, 2},
+        {"WEBM", "OPUS", 44100, 9, 48000, 2},    {"OGG ", "VORB", 500000, 9, 192000, 2},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::Message() << c.format << c.encoder << c.rate);
@@ -511,8 +511,9 @@ TEST_F(FileTest, RefusedJobsLeaveTheOldFile)
 // It is told at the close at the latest: encoders and containers have buffers. Only the first fault is logged.
 TEST_F(FileTest, AFullDiskIsReported)
 {
-    for (const auto& [encoder, what] : {std::pair{"FFV1", L"can't write [/dev"}, {"H264", L"can't finish [/dev"}}) {
-        void* full = Open("/dev/full", JobParam("MKV ").Video(encoder, 320, 240));
+    for (const auto& [format, encoder, what] :
+         {std::tuple{"MKV ", "FFV1", L"can't write [/dev"}, {"TS  ", "H264", L"can't finish [/dev"}}) {
+        void* full = Open("/dev/full", JobParam(format).Video(encoder, 320, 240));
         ASSERT_TRUE(full);
         for (int n = 0; n < 50; ++n)
             WritePicture(full, 320, 240, n);

@@ -200,7 +200,8 @@ void KXLogEx(const wchar_t* pszFormat, ...)
 {
     va_list args;
     va_start(args, pszFormat);
-    KXLog(FormatWide(pszFormat, args).c_str());
+    LineMemory memory;
+    KXLog(FormatWide(memory, pszFormat, args).c_str());
     va_end(args);
 }
 

@@ -3,6 +3,7 @@
 
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <regex>
 #include <sstream>
 
 namespace
@@ -46,7 +47,16 @@ TEST_F(HostInfoTest, ProbeNamesEveryStream)
     EXPECT_EQ(video["frameRate"], "30000/1001"); // of stamps in milliseconds
     EXPECT_EQ(video["rateKind"], "steady");
     EXPECT_EQ(video["shown"]["displayAspect"], "4:3");
-    EXPECT_EQ(video["colour"]["isMatrixStated"], true);
+    EXPECT_EQ(video["pixelFormat"], "yuv420p");
+    EXPECT_EQ(video["bits"], 8);
+    EXPECT_EQ(video["colour"].dump(), R"({"highDynamicRange":null,"isMatrixStated":true,"matrix":"smpte170m",)"
+                                      R"("primaries":null,"range":"limited","transfer":null})");
+    EXPECT_EQ(json["size"], std::filesystem::file_size(Path("a.mkv")));
+    EXPECT_GT(json["bitRate"], 10000);
+    EXPECT_EQ(json["start"], 0.0);
+    EXPECT_EQ(json["streams"][0]["profile"], "High");
+    EXPECT_TRUE(json["streams"][0]["isDecodable"] && json["streams"][0]["isDefault"]);
+    EXPECT_FALSE(json["streams"][0]["isForced"]);
     EXPECT_TRUE(json["streams"][1]["isUsed"]);
     EXPECT_FALSE(json["streams"][2]["isUsed"]);
     EXPECT_EQ(json["streams"][2]["audio"]["layout"], "5.1");
@@ -84,6 +94,50 @@ TEST_F(HostInfoTest, ListAndHelpTellWhatThereIs)
     EXPECT_FALSE(Said("generate"));
     EXPECT_EQ(Run("help nosuch"), 2);
     EXPECT_TRUE(Said("no command is called \"nosuch\"; there are: list, encode")) << m_said;
+}
+
+// In lines that fit a terminal, the values below each other and what is said of them, too.
+TEST_F(HostInfoTest, OptionsOfEncodersStandInColumns)
+{
+    const struct {
+        const char* encoder;
+        std::vector<const char*> lines;
+    } cases[] = {
+        {"mp4v",
+         {"MP4V  MPEG-4  MPEG-4 Visual, .*", "In MP4, Matroska, .*",
+          "Options, as in --vopt KEY=VALUE:", "  crf +2 to 31 +--crf, default: 3", "  b +integer from 0 +--vb",
+          "  g +integer +--gop, default: 12", "  qmin +-1 to 69 +default: 2", "  mbd +0 to 2 +default: simple",
+          " +\\[simple bits rd\\]", "  threads +integer from 0 +default: auto", "  flags +flags",
+          "  data_partitioning +0 or 1 +default: 0", "  rc_init_cplx +number +default: 0", "  rc_eq +text"}},
+        {"vp9",
+         {"  preset +word +--preset", " +speed: veryslow is deadline=best:cpu-used=0, slower is",
+          "  tune +integer from -1 +--tune", "  pass +1 to 2 +--passes", "  deadline +.* default: good",
+          "  cpu-used +.* default: 5", "  row-mt +0 or 1 +default: 1"}},
+        {"h264", {"  preset +word +--preset, default: medium", " +\\[film animation grain .*", "  stats +text"}},
+        {"flac",
+         {"Options, as in --aopt KEY=VALUE:", "  lpc_type +-1 to 3", "  lpc_coeff_precision +0 to 15 +default: 15"}},
+    };
+    for (const auto& [encoder, wanted] : cases) {
+        ASSERT_EQ(Run(std::string("list ") + encoder), 0);
+        std::istringstream text(m_said);
+        std::vector<std::string> lines;
+        for (std::string line; std::getline(text, line);)
+            lines.push_back(line);
+        for (const char* line : wanted)
+            EXPECT_TRUE(
+                std::any_of(lines.begin(), lines.end(),
+                            [line](const std::string& each) { return std::regex_match(each, std::regex(line)); }))
+                << line << " in " << m_said;
+        const size_t column = lines.at(4).find_first_not_of(' ', lines[4].find(' ', 2));
+        size_t longest = 0;
+        for (size_t i = 4; i < lines.size(); ++i) {
+            longest = std::max(longest, lines[i].size());
+            EXPECT_NE(lines[i].back(), ' ');
+            const bool isOption = lines[i][2] != ' ' && lines[i][column - 1] == ' ' && lines[i][column] != ' ';
+            EXPECT_TRUE(isOption || lines[i].find_first_not_of(' ') == column) << lines[i];
+        }
+        EXPECT_TRUE(longest > 85 && longest <= 100) << longest;
+    }
 }
 
 TEST_F(HostInfoTest, EveryPresetMakesAFile)
@@ -136,6 +190,10 @@ TEST_F(HostInfoTest, OptionsFromFilesGiveWayToWrittenOnes)
     const std::string job = "encode testcard:seconds=1 -o b.mkv --config ";
     for (const char* name : {"gone.conf", "./", "/dev/zero", "a.mkv"})
         EXPECT_EQ(Run(job + name), 2) << name;
+    for (const auto& [bytes, code] : {std::pair{1 << 20, 0}, {(1 << 20) + 1, 2}}) {
+        std::ofstream(Path("long.conf")) << std::string(static_cast<size_t>(bytes), '\n');
+        EXPECT_EQ(Run("encode testcard:seconds=1,size=64x64 -y -o b.y4m --config long.conf"), code) << m_said;
+    }
     ASSERT_EQ(Shell("mkdir -p conf/encmgr/presets && echo an >conf/encmgr/presets/mine.conf"), 0);
     EXPECT_EQ(Run(job + "mine"), 2);
     EXPECT_TRUE(Said("no preset is called \"mine\"; there are: archive, audio")) << m_said;

@@ -41,6 +41,13 @@ protected:
     }
     bool Said(const std::string& text) const { return m_said.find(text) != std::string::npos; }
 
+    // For Shell: waits until the job that writes the file NAME has written so many bytes.
+    static std::string UntilWritten(const std::string& name, int bytes)
+    {
+        return "for i in $(seq 900); do [ -n \"$(find . -name '" + name + ".part-*' -size +" + std::to_string(bytes) +
+               "c)\" ] && break; sleep 0.03; done";
+    }
+
     std::filesystem::path m_folder;
     std::string m_said;
 };

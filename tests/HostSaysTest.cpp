@@ -68,11 +68,16 @@ TEST_F(HostSaysTest, WhatAnEncoderMadeOfTheOptionsIsTold)
 
 TEST_F(HostSaysTest, FilesThatAreNoPluginsAreTold)
 {
-    ASSERT_EQ(Shell("mkdir -p a/PlugIns && cd a/PlugIns && echo bad >wpbad.dylib && touch wpx.so README"), 0) << m_said;
+    ASSERT_EQ(Shell("mkdir -p a/PlugIns && cd a/PlugIns && echo bad >wpbad.dylib && touch wpx.so README wp.SO.1 wp.DLL "
+                    "x.dylib wpy.txt"),
+              0)
+        << m_said;
     EXPECT_EQ(Run("--plugins a list"), 5) << m_said;
     EXPECT_TRUE(Said("wpbad.dylib: file too short")) << m_said;
     EXPECT_TRUE(Said("wpx.so isn't loaded: the names of plug-ins begin with \"wp\"")) << m_said;
-    EXPECT_FALSE(Said("README")) << m_said;
+    for (const char* name : {"wp.SO.1", "wp.DLL", "x.dylib"})
+        EXPECT_TRUE(Said(std::string(name) + " isn't loaded")) << m_said;
+    EXPECT_FALSE(Said("README") || Said("wpy.txt") || Said("wpbad.dylib isn't loaded")) << m_said;
     const std::string good = std::filesystem::path(ENCMGR_PROGRAM).parent_path() / "PlugIns/wpraw.dylib";
     ASSERT_EQ(Shell("cp " + good + " a/PlugIns/wp1.dylib && cp " + good + " a/PlugIns/wp2.dylib"), 0) << m_said;
     EXPECT_EQ(Run("--plugins a list"), 0) << m_said;
@@ -97,6 +102,22 @@ TEST_F(HostSaysTest, ATerminalShowsHowFarTheJobIs)
     EXPECT_LT(std::count_if(lines.begin(), lines.end(), isProgress), 100); // not for each picture
     EXPECT_TRUE(std::none_of(lines.begin(), lines.end(),
                              [&](const std::string& line) { return isProgress(line) && line.size() >= 70; }));
+}
+
+TEST_F(HostSaysTest, ATerminalIsAskedWhetherToOverwrite)
+{
+    for (const auto& [answer, code] : {std::pair{"n", 4}, {"", 4}, {"yes", 0}}) {
+        ASSERT_EQ(Shell("echo old >a.y4m"), 0);
+        EXPECT_EQ(Shell(std::string("(sleep 0.3; echo ") + answer +
+                        ") | script -qec '" ENCMGR_PROGRAM
+                        " encode testcard:seconds=1,size=64x64,audio=none -o a.y4m' /dev/null"),
+                  code)
+            << m_said;
+        EXPECT_TRUE(Said("encmgr: a.y4m exists. Overwrite it? [y/N] ")) << m_said;
+        EXPECT_EQ(std::filesystem::file_size(Path("a.y4m")) == 4, code != 0);
+    }
+    EXPECT_EQ(Shell("script -qec '" ENCMGR_PROGRAM " encode testcard:seconds=1 -f y4m -o -' /dev/null"), 4);
+    EXPECT_TRUE(Said("the standard output is a terminal")) << m_said;
 }
 
 TEST_F(HostSaysTest, TheListHasColumns)

@@ -226,6 +226,26 @@ TEST_F(HostTest, ConvertsPictures)
     EXPECT_EQ(pixels("laid.png")[0], 0x50);
     EXPECT_EQ(pixels("laid.png")[3 * (5 + 1)], 0xff);
     EXPECT_EQ(Run("convert grey.ppm -o out.png --overlay white.ppm --at 4x2"), 2) << m_said;
+    for (const auto& [wish, size] : {std::pair{"x8", "13x8"},
+                                     {"8x", "8x5"},
+                                     {"8x-2", "8x4"},
+                                     {"-2x8", "14x8"},
+                                     {"-1x8", "13x8"},
+                                     {"7x2", "7x2"}}) {
+        ASSERT_EQ(Run(std::string("convert grey.ppm -y -o sized.png -s ") + wish), 0) << m_said;
+        EXPECT_TRUE(Said(std::string("sized.png: ") + size + ", ")) << m_said;
+    }
+    ASSERT_EQ(Run("convert grey.ppm -y -o laid.png --overlay white.ppm --at 1x0 --overlay-size 4x3"), 0) << m_said;
+    EXPECT_EQ(pixels("laid.png")[0], 0x50);
+    for (const size_t at : {1, 4, 14})
+        EXPECT_EQ(pixels("laid.png")[3 * at], 0xff) << at;
+    // The mask's green is how opaque the picture becomes.
+    std::ofstream(Path("mask.ppm")) << "P6 1 1 255\n\x09\x3c\x07";
+    ASSERT_EQ(Shell("encmgr convert grey.ppm -o cut.png --mask mask.ppm && ffmpeg -v error -i cut.png -f rawvideo "
+                    "-pix_fmt rgba cut.raw && tail -c 4 cut.raw | od -An -tu1"),
+              0)
+        << m_said;
+    EXPECT_TRUE(m_said.ends_with("  80  80  80  60\n")) << m_said;
     EXPECT_EQ(Run("convert missing.ppm -o out.png"), 3) << m_said;
     EXPECT_EQ(Run("convert grey.ppm -o grey.ppm -y"), 4) << m_said;
     EXPECT_FALSE(std::filesystem::exists(Path("out.png")));

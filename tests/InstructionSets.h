@@ -3,39 +3,23 @@
 #define ENCMGR_TESTS_INSTRUCTION_SETS_H
 
 #include "Common/InstructionSet.h"
+#include "tests/Chance.h"
 
 #include <array>
 #include <bit>
 #include <gtest/gtest.h>
 #include <random>
-#include <span>
 #include <string>
 #include <vector>
 
-using Bytes = std::vector<unsigned char>;
-
-class AtEachSet : public testing::TestWithParam<InstructionSet>
+class AtEachSet : public testing::TestWithParam<InstructionSet>, public Chance
 {
 protected:
     AtEachSet() { UseInstructionSet(GetParam()); }
     ~AtEachSet() override { UseInstructionSet(BestInstructionSet()); }
 
-    int Random(int low, int high) { return std::uniform_int_distribution(low, high)(m_random); }
-
-    // With 0 and 255, with the values next to them too, with 0, with 255, mostly with anything, which comes again.
-    void Fill(std::span<unsigned char> bytes)
-    {
-        static constexpr unsigned char few[] = {0, 255, 1, 254};
-        const int style = Random(0, 9);
-        for (size_t i = 0; i < bytes.size(); ++i) {
-            const unsigned any = i < 4093 ? m_random() >> 12 & 255 : bytes[i - 4093];
-            bytes[i] = static_cast<unsigned char>(style == 0   ? any % 2 * 255
-                                                  : style == 1 ? few[any % 4]
-                                                  : style == 2 ? 0
-                                                  : style == 3 ? 255
-                                                               : any);
-        }
-    }
+    int Random(int low, int high) override { return std::uniform_int_distribution(low, high)(m_random); }
+    void Fill(std::span<unsigned char> bytes) override { FillWith(m_random, Random(0, kStyles - 1), bytes); }
 
     // Another one in each run, unless the command line gives it; a failure tells it.
     const int m_seed = GTEST_FLAG_GET(random_seed) ? GTEST_FLAG_GET(random_seed) : std::random_device()() % 99999 + 1;

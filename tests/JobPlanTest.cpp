@@ -1,7 +1,11 @@
 // What becomes of the source's shape and rate, and of what is asked for.
 #include "host/job/JobPlan.h"
+#include "host/job/PlanReport.h"
+#include "host/job/Revisions.h"
 
+#include <functional>
 #include <gtest/gtest.h>
+#include <tuple>
 
 namespace
 {
@@ -182,4 +186,101 @@ TEST(JobPlan, WhatIsAskedForGoesBeforeTheSources)
     EXPECT_TRUE(blind.param.bVideoDisabled);
     EXPECT_EQ(blind.param.audio.nSampleRate, 44100);
     EXPECT_EQ(blind.param.audio.nChannels, 2);
+}
+
+TEST(Revisions, AreWhatTheEncodersHaveMadeOfThePlan)
+{
+    JobPlan plan;
+    plan.hasVideo = plan.hasAudio = true;
+    plan.param.video = {.nWidth = 64, .nHeight = 48, .dFrameRate = 30000.0 / 1001, .nBitRate = 800000};
+    plan.param.audio = {.nSampleRate = 44100, .nChannels = 2, .nBitRate = 96000};
+    const auto texts = [&plan](const EncodeParam& made) {
+        std::string all;
+        for (const Revision& revision : FindRevisions(plan, made))
+            all += revision.Text() + "; ";
+        return all;
+    };
+    EncodeParam made = plan.param;
+    EXPECT_EQ(texts(made), "");
+    made.video = {.nWidth = 64, .nHeight = 46, .dFrameRate = 25, .nBitRate = 1};
+    made.audio = {.nSampleRate = 48000, .nChannels = 1, .nBitRate = 2};
+    const std::string video = "video is written with 64x46 pixels rather than 64x48 pixels; "
+                              "video is written with 25 pictures/s rather than 29.97 pictures/s; ";
+    const std::string audio = "audio is written with 48000 Hz rather than 44100 Hz; "
+                              "audio is written with 1 channels rather than 2 channels; ";
+    EXPECT_EQ(texts(made), video + "video is written with 1 bits/s rather than 800000 bits/s; " + audio +
+                               "audio is written with 2 bits/s rather than 96000 bits/s; ");
+    plan.param.video.nBitRate = plan.param.audio.nBitRate = 0; // left to the encoders
+    EXPECT_EQ(texts(made), video + audio);
+    made.bVideoDisabled = 1;
+    EXPECT_EQ(texts(made), audio);
+    plan.hasAudio = false;
+    EXPECT_EQ(texts(made), "");
+}
+
+TEST(PlanReport, TellsWhatTheLibraryWasAskedForAndSettled)
+{
+    FILEFORMAT_INFO format = {.dwFourCC = KX_FOURCC('M', 'K', 'V', ' '), .szName = L"Matroska"};
+    ENCODER_INFO video = {.dwFourCC = KX_FOURCC('H', '2', '6', '4'), .szName = L"H264"};
+    ENCODER_INFO audio = {.dwFourCC = KX_FOURCC('A', 'A', 'C', ' '), .szName = L"AAC-LC"};
+    const Choice choice = {&format, &video, &audio};
+    const VideoFormat pictures = {1280, 720, {25, 1}, {1, 1}};
+    const AudioFormat sound = {44100, 2};
+    const auto plan = [&](const EncodeOptions& options) { return MakePlan(options, choice, &pictures, &sound); };
+    const auto lines = [&choice](const JobPlan& job, const std::function<void(MediaFile&)>& settle) {
+        MediaFile file;
+        file.m_EncParam = job.param;
+        settle(file);
+        std::string all;
+        for (const std::string& line : SettledLines({choice, job, file}))
+            all += line + "\n";
+        all += JsonLine(PlanJson({choice, job, file}));
+        file.m_pResizeBuf = nullptr;
+        return all;
+    };
+    unsigned char buffer = 0;
+    EXPECT_EQ(lines(plan({.size = PictureSize{800, 800}, .videoBitRate = 1000, .pictures = 7}),
+                    [&](MediaFile& file) {
+                        file.m_pResizeBuf = &buffer;
+                        file.m_DstY = {nullptr, 0, 0, 0, 0, 0, 176, 800, 448};
+                        file.m_EncParam.audio.nChannels = 1;
+                    }),
+              R"(file format: Matroska (MKV)
+video encoder: H264
+picture: 1280x720 at 0,0 of 1280x720 goes to 800x448 at 0,176 of 800x800 (keep, bilinear)
+audio encoder: AAC-LC (AAC)
+changed: audio is written with 1 channels rather than 2 channels
+{"format":{"fourcc":"MKV","name":"Matroska"},"video":{"encoder":{"fourcc":"H264","name":"H264"},)"
+              R"("source":{"width":1280,"height":720,"rate":25.0,"rectangle":{"x":0,"y":0,"width":1280,"height":720}},)"
+              R"("target":{"width":800,"height":800,"rate":25.0,"rate_asked":"25/1",)"
+              R"("rectangle":{"x":0,"y":176,"width":800,"height":448}},"fit":"keep","scaling":"bilinear",)"
+              R"("deinterlaced":false,"bit_rate":1000,"pictures_at_most":7},"audio":{"encoder":{"fourcc":"AAC",)"
+              R"("name":"AAC-LC"},"source":{"sample_rate":44100,"channels":2},"target":{"sample_rate":44100,)"
+              R"("channels":1},"bit_rate":null},)"
+              R"("changed":[{"stream":"audio","asked":"2 channels","made":"1 channels"}]})");
+    const auto none = [](MediaFile&) {};
+    for (const auto& [options, settle, part] :
+         std::vector<std::tuple<EncodeOptions, std::function<void(MediaFile&)>, const char*>>{
+             {{}, none, "goes to 1280x720 at 0,0 of 1280x720 (stretch, not scaled)\n"},
+             {{}, none, "\nchanged: nothing; the encoders take what is asked for\n"},
+             {{.size = PictureSize{160, 90}},
+              none,
+              "1280x720 at 0,0 of 1280x720 goes to 160x90 at 0,0 of 160x90 (keep, smooth)"},
+             {{.size = PictureSize{300, 300}, .fit = IMAGE_RESIZE_CROP, .scaling = Scaling::kCubic},
+              none,
+              "720x720 at 280,0 of 1280x720 goes to 300x300 at 0,0 of 300x300 (stretch, cubic)"},
+             {{.fit = IMAGE_RESIZE_16_9, .scaling = Scaling::kNear},
+              [&](MediaFile& file) { file.m_pResizeBuf = &buffer; },
+              "(16:9, near)"},
+             {{.fit = IMAGE_RESIZE_4_3}, none, "\"fit\":\"4:3\",\"scaling\":\"none\""},
+             {{},
+              [](MediaFile& file) { file.m_EncParam.bVideoDisabled = 1; },
+              "(MKV)\naudio encoder: AAC-LC (AAC)\nvideo: its encoder can't be set up; the file gets none\nchanged: "
+              "no"},
+             {{},
+              [](MediaFile& file) { file.m_EncParam.bAudioDisabled = 1; },
+              "not scaled)\naudio: its encoder can't be set up; the file gets none\nchanged: no"}}) {
+        const std::string all = lines(plan(options), settle);
+        EXPECT_NE(all.find(part), std::string::npos) << part << "\n" << all;
+    }
 }

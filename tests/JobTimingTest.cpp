@@ -36,6 +36,7 @@ public:
     }
     int WriteSamples(std::span<const int16_t> part, Nanoseconds time) override
     {
+        EXPECT_FALSE(part.empty());
         if (refuses)
             return 0;
         blocks.emplace_back(time, part.size());
@@ -79,6 +80,8 @@ struct Setting {
     bool isDiskFull = false;
     Nanoseconds longestGap = 10 * kSecond;
     bool isStrict = false;
+    Nanoseconds start = 0;
+    std::optional<Nanoseconds> end;
 };
 
 // Of equal numbers.
@@ -113,6 +116,8 @@ Result RunJob(std::vector<Item> items, AVRational sourceRate, AVRational rate, c
     plan.pictures = setting.pictures;
     plan.longestGap = setting.longestGap;
     plan.isStrict = setting.isStrict;
+    plan.start = setting.start;
+    plan.end = setting.end;
 
     Messages messages;
     messages.SetVolume(Volume::kQuiet);
@@ -297,13 +302,53 @@ TEST(JobEnd, ComesAfterSoManyPicturesAndTheirAudio)
             items.insert(items.begin() + i * 25 + i, Block(i * kSecond, 1000));
         return items;
     };
-    const Result cut = RunJob(source(), {25, 1}, {25, 1}, {40});
+    const Result cut = RunJob(source(), {25, 1}, {25, 1}, {.pictures = 40});
     EXPECT_EQ(cut.writer.shown, Counting(40));
     EXPECT_EQ(cut.writer.samples.size(), 1600u);
-    EXPECT_EQ(RunJob(source(), {25, 1}, {50, 1}, {40}).writer.samples.size(), 800u);
+    EXPECT_EQ(RunJob(source(), {25, 1}, {50, 1}, {.pictures = 40}).writer.samples.size(), 800u);
     // A single picture that stands until the end; one that comes far too late.
-    EXPECT_EQ(RunJob({Numbered(0, 0), Numbered(1, 60 * kSecond)}, {25, 1}, {25, 1}, {30}).writer.shown,
+    EXPECT_EQ(RunJob({Numbered(0, 0), Numbered(1, 60 * kSecond)}, {25, 1}, {25, 1}, {.pictures = 30}).writer.shown,
               std::vector<int>(30, 0));
+}
+
+// Pictures every 40 ms, and a sample a millisecond that holds its time.
+TEST(JobPart, HasWhatStandsInIt)
+{
+    const auto source = [] {
+        std::vector<Item> items;
+        for (int i = 0; i < 100; ++i) {
+            items.push_back(Numbered(i, i * 40 * kMs, 40 * kMs));
+            items.push_back(Block(i * 40 * kMs, 40));
+            std::iota(items.back().samples.begin(), items.back().samples.end(), static_cast<int16_t>(i * 40));
+        }
+        return items;
+    };
+    const struct {
+        const char* what;
+        Setting setting;
+        AVRational to;
+        int first; // picture
+        size_t places;
+        std::vector<int> samples; // from and to
+    } cases[] = {
+        {"begins at a picture", {.start = 400 * kMs}, {25, 1}, 10, 90, {400, 4000}},
+        {"begins between two", {.start = 410 * kMs}, {25, 1}, 11, 89, {440, 4000}},
+        {"of more places shows what stands then", {.start = 410 * kMs}, {100, 1}, 10, 359, {410, 4000}},
+        {"ends between two", {.end = 410 * kMs}, {25, 1}, 0, 11, {0, 440}},
+        {"ends at a picture", {.end = 400 * kMs}, {25, 1}, 0, 10, {0, 400}},
+        {"is at least a picture", {.end = 1}, {25, 1}, 0, 1, {0, 40}},
+        {"both", {.start = 400 * kMs, .end = 600 * kMs}, {25, 1}, 10, 5, {400, 600}},
+        {"both, and fewer pictures", {.pictures = 2, .start = 400 * kMs, .end = 600 * kMs}, {25, 1}, 10, 2, {400, 480}},
+    };
+    for (const auto& [what, setting, to, first, places, samples] : cases) {
+        const RecordingWriter writer = RunJob(source(), {25, 1}, to, setting).writer;
+        ASSERT_FALSE(writer.shown.empty() || writer.samples.empty()) << what;
+        EXPECT_EQ(writer.shown.front(), first) << what;
+        EXPECT_EQ(writer.shown.size(), places) << what;
+        EXPECT_EQ(writer.samples.front(), samples[0]) << what;
+        EXPECT_EQ(writer.samples.back() + 1, samples[1]) << what;
+        EXPECT_EQ(writer.blocks.front().first, 0) << what;
+    }
 }
 
 // ---- limits ----

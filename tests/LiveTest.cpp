@@ -1,4 +1,4 @@
-// Live sources without devices: names, clocks, the queue between threads, and the job by the real clock.
+// Live sources without devices: names, clocks, and the job by the real clock.
 #include "host/base/ExitCode.h"
 #include "host/job/LiveJob.h"
 #include "host/job/OutputFile.h"
@@ -113,6 +113,7 @@ public:
     }
     int WriteSamples(std::span<const int16_t> samples, Nanoseconds time) override
     {
+        EXPECT_FALSE(samples.empty());
         const auto from = static_cast<size_t>(std::llround(InSeconds(time) * 1000.0));
         if (from + samples.size() <= heard.size())
             return 0;
@@ -226,6 +227,69 @@ TEST_F(LiveJobTest, GoesOnWithoutSoundAndEndsWhereItIsStopped)
     EXPECT_EQ(Runs(m_writer.shown), "b5");
     EXPECT_EQ(Runs(m_writer.heard), ".250 ?50 A200");
     EXPECT_EQ(job.GetCounts().dropped, 3);
+}
+
+TEST_F(LiveJobTest, WaitsForSoundAndKeepsFiveSecondsOfIt)
+{
+    LiveJob late = Start({std::nullopt, 0, 500 * kMs});
+    late.Take(Shown('a', kSecond));
+    late.HoldPictures(3500 * kMs);
+    EXPECT_FALSE(late.HasStarted());
+    late.HoldPictures(3501 * kMs);
+    EXPECT_TRUE(late.HasStarted());
+
+    m_writer = {};
+    LiveJob early = Start({});
+    for (int i = 0; i <= 6; ++i)
+        early.Take(Heard(static_cast<char>('A' + i), i * kSecond, 1000));
+    early.Take(Shown('a', 999 * kMs));
+    EXPECT_FALSE(early.HasStarted());
+    early.Take(Shown('b', 1000 * kMs));
+    EXPECT_EQ(Runs(m_writer.heard), "B1000 C1000 D1000 E1000 F1000 G1000");
+
+    m_writer = {};
+    LiveJob brief = Start({}); // over before there is sound
+    brief.Take(Shown('a', kSecond));
+    brief.End(false);
+    EXPECT_EQ(Runs(m_writer.shown), "a1");
+}
+
+// Pictures for which there is no place, and audio that comes too late, are no refusals.
+TEST_F(LiveJobTest, IsGivenUpWhereNothingCanBeWritten)
+{
+    class FullWriter final : public FrameWriter
+    {
+    public:
+        int WritePicture(const AVFrame&, Nanoseconds, Nanoseconds) override { return picture; }
+        int WriteSamples(std::span<const int16_t>, Nanoseconds) override { return block; }
+        int picture = 0, block = 0;
+    } full;
+    LiveJob pictures(m_plan, full, m_tally.emplace(m_plan, m_output), {});
+    pictures.Take(Heard('A', 0, 100));
+    for (int i = 0; i <= 600; ++i)
+        pictures.Take(Shown('a', i * kMs)); // at 6 places
+    EXPECT_FALSE(pictures.IsOver());
+    EXPECT_EQ(m_tally->Pictures().largestDropped, 601);
+    pictures.HoldPictures(700 * kSecond);
+    EXPECT_TRUE(pictures.IsOver());
+
+    LiveJob blocks(m_plan, full, m_tally.emplace(m_plan, m_output), {});
+    blocks.Take(Heard('A', 0, 100));
+    blocks.Take(Shown('a', 0));
+    for (int i = 0; i < 600; ++i)
+        blocks.Take(Heard('A', 0, 100));
+    EXPECT_FALSE(blocks.IsOver());
+    EXPECT_FALSE(blocks.WroteAudio());
+    for (int i = 1; i < 499; ++i)
+        blocks.Take(Heard('A', i * 100 * kMs, 100));
+    EXPECT_FALSE(blocks.IsOver());
+    full.block = 1;
+    blocks.Take(Heard('A', 50 * kSecond, 100));
+    EXPECT_TRUE(blocks.WroteAudio());
+    full.block = 0;
+    blocks.HoldAudio(10000 * kSecond); // in blocks of 4096
+    EXPECT_TRUE(blocks.IsOver());
+    EXPECT_EQ(blocks.Position(), 50'100 * kMs + 500 * 4096 * kMs);
 }
 
 // A length that is no whole number of samples or pictures is reached, and with nothing there is nothing to end.

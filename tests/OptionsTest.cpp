@@ -60,7 +60,8 @@ TEST(Values, RatesAreExactAndTelevisionRatesKnownByTheirDecimals)
         EXPECT_EQ(parsed.num, rate.num) << text;
         EXPECT_EQ(parsed.den, rate.den) << text;
     }
-    for (const char* text : {"200.1", "0.009", "401/2", "0/1", "1/0", "-25", "25fps", "30000/", "nan", ""})
+    for (const char* text :
+         {"200.1", "0.009", "401/2", "1/101", "1e300", "0/1", "1/0", "-25", "25fps", "30000/", "nan", ""})
         EXPECT_FALSE(ParseRate(text)) << text;
 }
 

@@ -1,11 +1,16 @@
 // Whole jobs with the plug-ins that need no other library: the raw files and the template's log of packets, to the
 // byte.
+#include "encmgr/Log.h"
 #include "plugins/raw/WavHeader.h"
 #include "tests/Bytes.h"
 #include "tests/FileJob.h"
 
+#include <atomic>
+#include <chrono>
 #include <cmath>
 #include <fstream>
+#include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 
 namespace
@@ -168,13 +173,13 @@ TEST_F(PluginFileTest, AWavFileIsReadableWhileItGrows)
     void* job = Open(Path("a.wav"), JobParam("WAV ").Audio("PCM ", 48000, 2));
     ASSERT_TRUE(job);
     std::string bytes = BytesOf(samples);
-    constexpr size_t kBlock = 100001; // the header lags behind by less than a MiB
+    constexpr size_t kBlock = 48001; // the header lags behind by less than half a second, 96000 bytes
     for (size_t done = 0; done < bytes.size();) {
         MEDIA_FRAME frame = {};
         frame.audio = {48000, 2, 16, &bytes[done], static_cast<int>(std::min(kBlock, bytes.size() - done)), 0};
         ASSERT_EQ(FCWriteAudioData(job, &frame), 1);
         done += static_cast<size_t>(frame.audio.nDataSize);
-        const size_t told = done < 11 * kBlock ? 0 : done < 22 * kBlock ? 1100008 : 2200020;
+        const size_t told = done / (2 * kBlock) * (2 * kBlock) / 4 * 4;
         EXPECT_EQ(Bytes("a.wav").substr(76, 4), Word(told, 4)) << done;
     }
     Close(job);
@@ -202,6 +207,79 @@ TEST_F(PluginFileTest, Y4mIsAHeaderAndPlanesOfAnyPitch)
     ExpectReport(Close(job), 0, 2);
     const std::string picture = "FRAME\n" + std::string(planes.begin(), planes.end());
     EXPECT_EQ(Bytes("a.y4m"), "YUV4MPEG2 W5 H3 F30000:1001 Ip A1:1 C420jpeg\n" + picture + picture);
+}
+
+// Where the rates leave the converter's balance as it is, files are the same as those that are written alone.
+TEST_F(PluginFileTest, JobsOnSeveralThreadsDoNotMix)
+{
+    const auto run = [this](const std::string& name, const char* format, int sourceRate) {
+        JobParam param(format);
+        param.Audio(*format == 'W' ? "PCM " : "TPLA", 48000, 2);
+        if (*format == 'T')
+            param.Video("TPLV", 48, 32);
+        const KXVideoInfo video = {33, 21, kRate, 0, 0, 0, {}};
+        const KXAudioInfo audio = {sourceRate, 1, 16};
+        void* const job = FCCreateMediaFile((m_folder / name).wstring().c_str(), &param, &video, &audio);
+        for (int n = 0; n < 30 && *format == 'T'; ++n)
+            WritePicture(job, 33, 21, n);
+        WriteSamples(job, TestSamples(sourceRate, 1, 1.2), sourceRate, 1, 2002);
+        FCCloseMediaFile(job, nullptr, nullptr);
+    };
+    run("wav", "WAV ", 24000);
+    run("log", "TPL ", 24000);
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i)
+        threads.emplace_back([&run, number = std::to_string(i)] {
+            for (int repeat = 0; repeat < 3; ++repeat) {
+                run("wav" + number, "WAV ", 24000);
+                run("log" + number, "TPL ", 24000);
+            }
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    for (int i = 0; i < 4; ++i) {
+        EXPECT_TRUE(Bytes("wav" + std::to_string(i)) == Bytes("wav"));
+        EXPECT_TRUE(Bytes("log" + std::to_string(i)) == Bytes("log"));
+    }
+
+    // Others may each gain or lose a sample of a block.
+    run("wav", "WAV ", 44100);
+    threads.clear();
+    for (const char* name : {"wav0", "wav1"})
+        threads.emplace_back([&run, name] { run(name, "WAV ", 44100); });
+    for (std::thread& thread : threads)
+        thread.join();
+    for (const char* name : {"wav0", "wav1"})
+        EXPECT_NEAR(static_cast<double>(Bytes(name).size()), static_cast<double>(Bytes("wav").size()), 4 * 60);
+}
+
+// Also while another thread logs.
+TEST_F(PluginFileTest, AForkedChildLoadsPluginsAndWritesAFile)
+{
+    std::atomic<bool> isAtEnd = false;
+    std::thread logger([&isAtEnd] {
+        while (!isAtEnd) {
+            for (int i = 0; i < 10; ++i)
+                KXLog(L"a line");
+            std::this_thread::sleep_for(std::chrono::microseconds(50));
+        }
+    });
+    for (int i = 0; i < 30; ++i) {
+        const pid_t child = fork();
+        if (child == 0) {
+            alarm(20);
+            const bool isLoaded = FCInitPlugins() == 1;
+            _exit(isLoaded && Make("forked", JobParam("WAV ").Audio("PCM ", 8000, 1), 0, 0.1).status == 0 ? 0 : 1);
+        }
+        int status = -1;
+        waitpid(child, &status, 0);
+        EXPECT_EQ(status, 0) << i;
+        if (status != 0)
+            break;
+    }
+    isAtEnd = true;
+    logger.join();
+    EXPECT_TRUE(Bytes("forked") == WavOf(TestSamples(8000, 1, 0.1), 8000, 1));
 }
 
 TEST_F(PluginFileTest, FileNamesAreUtf8)

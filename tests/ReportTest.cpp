@@ -23,9 +23,16 @@ class ReportTest : public testing::Test
 {
 protected:
     void SetUp() override { fs::create_directories(m_folder); }
-    void TearDown() override { fs::remove_all(m_folder); }
+    void TearDown() override
+    {
+        fs::remove_all(m_folder);
+        EXPECT_EQ(CountDescriptors(), m_descriptors) << "one stays open";
+    }
     std::string Path(const std::string& name) const { return (m_folder / name).string(); }
 
+    static std::ptrdiff_t CountDescriptors() { return std::distance(fs::directory_iterator("/proc/self/fd"), {}); }
+
+    const std::ptrdiff_t m_descriptors = CountDescriptors();
     const fs::path m_folder = fs::temp_directory_path() / ("encmgr-report-test-" + std::to_string(getpid()));
 };
 
@@ -111,8 +118,9 @@ TEST(Json, IsUtf8WhateverComes)
     EXPECT_EQ(JsonText({{"list", {1, 2}}, {"deep", {{"a", {{"b", 1}}}}}}),
               "{\n  \"list\": [1,2],\n  \"deep\": {\n    \"a\": {\"b\":1}\n  }\n}\n");
     EXPECT_EQ(ParseJson(JsonText(value), "x")["list"][1], 2.5);
-    for (const char* bad : {"", "{", "{\"a\":1}}", "nonsense"})
-        EXPECT_THROW(ParseJson(bad, "x"), HostError) << bad;
+    for (const std::string& bad : {std::string(), std::string("{"), std::string("{\"a\":1}}"), std::string("nonsense"),
+                                   std::string("[1e999]"), std::string(1000000, '[')})
+        EXPECT_THROW(ParseJson(bad, "x"), HostError) << bad.substr(0, 20);
 }
 
 TEST_F(ReportTest, WholeFilesReplaceOldOnesAtOnce)
@@ -139,6 +147,20 @@ TEST_F(ReportTest, WholeFilesReplaceOldOnesAtOnce)
     EXPECT_THROW(WriteWholeFile(Path("no/such"), "x"), HostError);
     EXPECT_THROW(ReadWholeFile(Path("none")), HostError);
     EXPECT_THROW(ReadWholeFile(m_folder.string()), HostError);
+    umask(022);
+    WriteWholeFile(Path("fresh"), "x");
+    EXPECT_EQ(fs::status(Path("fresh")).permissions(), fs::perms(0644)) << "as those of any new file";
+    EXPECT_EQ(umask(022), 022u);
+    fs::create_directory(Path("full")), fs::create_directory(Path("full/x")); // can't give way to a file
+    EXPECT_THROW(CheckFilePlace(Path("full")), HostError);
+    EXPECT_THROW(WriteWholeFile(Path("full"), "x"), HostError);
+    fs::remove_all(Path("full"));
+    EXPECT_EQ(std::distance(fs::directory_iterator(m_folder), {}), 3);
+    EXPECT_NO_THROW(CheckFilePlace(Path("fresh")));
+    EXPECT_NO_THROW(CheckFilePlace("-"));
+    const std::string large(300'000, 'y'); // in pieces
+    WriteWholeFile(Path("fresh"), large);
+    EXPECT_TRUE(ReadWholeFile(Path("fresh")) == large);
     try {
         WriteWholeFile("/dev/full", "x");
         FAIL();

@@ -10,19 +10,7 @@
 namespace
 {
 
-enum Kind { nearest, table, bilinear, mean };
-
-constexpr Scaler scalers[] = {
-    {"Near", DIB_ResizeNear, nearest, 4, 4, bottomUp | forced},
-    {"Near8", DIB_ResizeNear8, table, 1, 1, forced, 1},
-    {"NearY", DIB_ResizeNearY, nearest, 1, 1, margins},
-    {"NearUV", DIB_ResizeNearUV, nearest, 1, 1, chroma | forcedRow},
-    {"BiLiner", DIB_ResizeBiLiner, bilinear, 4, 4, bottomUp | forced},
-    {"BiLiner8", DIB_ResizeBiLiner8, bilinear, 1, 1, bottomUp | forced},
-    {"BiLinerY", DIB_ResizeBiLinerY, bilinear, 1, 1, margins | forcedRow},
-    {"BiLinerUV", DIB_ResizeBiLinerUV, bilinear, 1, 1, chroma | forcedRow},
-    {"BiLinerY_Simulate", DIB_ResizeBiLinerY_Simulate, mean, 1, 1, forcedRow},
-};
+constexpr auto& scalers = pictureScalers;
 
 #ifdef __SANITIZE_ADDRESS__
 constexpr uint32_t weightStep = 89; // divides 4094, so that both ends are among the weights
@@ -30,44 +18,8 @@ constexpr uint32_t weightStep = 89; // divides 4094, so that both ends are among
 constexpr uint32_t weightStep = 1;
 #endif
 
-// The definition: byte k of target pixel (c, r), both counted from the rectangle's corner. A weight of 0
-// reads nothing.
-int64_t Value(const Scaler& s, const IMG_PARAM& src, const IMG_PARAM& dst, int64_t c, int64_t r, int k)
-{
-    const auto sample = [&](int64_t column, int64_t row, int64_t weight = 1) -> int64_t {
-        return weight ? weight * ByteAt(s, src, src.x + column, src.y + row, s.bytes, k) : 0;
-    };
-    const bool lastColumn = s.Is(forcedColumn) && c == dst.cx - 1;
-    const bool lastRow = s.Is(forcedRow) && r >= dst.cy - (s.Is(chroma) ? 2 : 1);
-    if (s.kind == table) {
-        const auto at = [](int64_t i, int64_t from, int64_t to) {
-            return std::min((to / 2 + i * from) / to, from - 1);
-        };
-        return sample(lastColumn ? src.cx - 1 : at(c, src.cx, dst.cx), lastRow ? src.cy - 1 : at(r, src.cy, dst.cy));
-    }
-    // NOLINTNEXTLINE(clang-analyzer-core.DivideZero): by formula only targets of two columns and rows are scaled to
-    const int64_t stepX = (src.cx * 4096 - 4096) / (dst.cx - 1), stepY = (src.cy * 4096 - 4096) / (dst.cy - 1);
-    const int64_t column = lastColumn ? src.cx - 1 : c * stepX / 4096, row = lastRow ? src.cy - 1 : r * stepY / 4096;
-    if (s.kind == mean && !lastRow) {
-        const int64_t c1 = std::min<int64_t>((c + 1) * stepX / 4096, src.cx - 1), r1 = (r + 1) * stepY / 4096;
-        return (sample(column, row) + sample(c1, row) + sample(column, r1) + sample(c1, r1)) / 4;
-    }
-    const bool mixed = s.kind == bilinear && k < 3 && !lastColumn && !lastRow;
-    const int64_t fx = mixed ? c * stepX % 4096 : 0, fy = mixed ? r * stepY % 4096 : 0;
-    const auto across = [&](int64_t at) { return (sample(column, at, 4096 - fx) + sample(column + 1, at, fx)) / 4096; };
-    return (across(row) * (4096 - fy) + (fy ? across(row + 1) * fy : 0)) / 4096;
-}
-
 // The parameter names the form of the row functions that the suite runs with.
-class ScalerTest : public ScalerSuite
-{
-protected:
-    void Define(const Scaler& s, const IMG_PARAM& src, const IMG_PARAM& dst, int64_t c, int64_t r) override
-    {
-        for (int k = 0; k < s.bytes; ++k)
-            ByteAt(s, dst, dst.x + c, dst.y + r, s.bytes, k) = static_cast<unsigned char>(Value(s, src, dst, c, r, k));
-    }
-};
+using ScalerTest = ScalerSuite;
 
 TEST_P(ScalerTest, EqualsTheDefinitionAtEverySize)
 {

@@ -2,6 +2,7 @@
 // and decodes them for comparison.
 #include "host/base/Messages.h"
 #include "host/sources/MediaInput.h"
+#include "host/sources/Stills.h"
 #include "host/sources/StreamInfo.h"
 #include "tests/HostHarness.h"
 
@@ -156,6 +157,43 @@ TEST_F(SourceTest, AudioAloneKeepsItsTimeInTheFile)
     const Item first = input.Next();
     EXPECT_EQ(first.kind, Item::Kind::kAudio);
     EXPECT_NEAR(static_cast<double>(first.time), 0.5e9, 2e6);
+}
+
+// A grey that becomes lighter every second, from 1.5 s on in the file's own time; pixels of 2:1, stood on their side.
+TEST_F(SourceTest, StillsAndBytesAreThoseOfTheirTimes)
+{
+    Ffmpeg("-f lavfi -i 'color=s=64x48:r=10,format=yuv420p,geq=lum=40+40*floor(T):cb=128:cr=128' -f lavfi -i "
+           "sine=r=8000:samples_per_frame=800 -t 4 -vf setsar=2 -c:v mpeg4 -q:v 2 -bf 2 -g 15 -c:a pcm_s16le "
+           "-output_ts_offset 1.5 grey.mkv");
+    Ffmpeg("-i grey.mkv -c copy -copyts -metadata:s:v rotate=90 grey.mov");
+    Messages messages;
+    const std::vector<Nanoseconds> times = {0, 990 * kSecond / 1000, kSecond, 2550 * kSecond / 1000,
+                                            3950 * kSecond / 1000};
+    for (const auto& [name, width, height] : {std::tuple("grey.mkv", 32, 12), {"grey.mov", 12, 32}}) {
+        const std::vector<Bitmap> stills = StillsOf(Path(name), times, 32, messages);
+        ASSERT_EQ(stills.size(), times.size()) << name;
+        for (size_t i = 0; i < stills.size(); ++i) {
+            EXPECT_EQ(stills[i].width, width) << name;
+            EXPECT_EQ(stills[i].height, height) << name;
+            const int64_t second = times[i] / kSecond;
+            const double level = 40.0 + 40.0 * static_cast<double>(second);
+            EXPECT_NEAR(stills[i].bytes.at(4 * 5), (level - 16) * 255 / 219, 4) << name << i;
+            EXPECT_EQ(stills[i].bytes.at(4 * 5 + 3), 255) << name << i;
+        }
+    }
+    EXPECT_EQ(StillsOf("testcard:seconds=2,size=64x64", std::vector<Nanoseconds>{0, kSecond, 3 * kSecond}, 16, messages)
+                  .size(),
+              2u);
+    EXPECT_TRUE(StillsOf(Path("none"), times, 32, messages).empty());
+
+    const StreamBytes bytes = BytesAlong(Path("grey.mkv"), 0.5, 4, messages);
+    EXPECT_EQ(bytes.audio, (std::vector<int64_t>{8000, 8000, 8000, 40000})); // the last has all that is left
+    ASSERT_EQ(bytes.video.size(), 4u);
+    for (const int64_t count : bytes.video)
+        EXPECT_TRUE(count > 50 && count < 40000) << count;
+    EXPECT_TRUE(BytesAlong(Path("grey.mkv"), 0.0, 4, messages).video.empty());
+    EXPECT_TRUE(BytesAlong(Path("grey.mkv"), 1.0, 0, messages).video.empty());
+    EXPECT_TRUE(BytesAlong(Path("none"), 1.0, 4, messages).video.empty());
 }
 
 TEST(TurnOf, TellsWhatTheFilterDoes)

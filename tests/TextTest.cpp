@@ -126,6 +126,8 @@ TEST(Utf, LengthMinusOneTakesTheTerminator)
     EXPECT_EQ(std::string(narrow, 4), std::string("\xC3\xA4\0#", 4));
 
     EXPECT_EQ(UTF8toW(nullptr, -1, wide, 4, false), sourceIllegal);
+    EXPECT_EQ(WtoUTF8(nullptr, 1, narrow, 4, false), sourceIllegal);
+    EXPECT_EQ(WtoUTF8(nullptr, 0, narrow, 4, false), conversionOK);
     EXPECT_EQ(WtoUTF8(L"x", -2, narrow, 4, false), sourceIllegal);
     EXPECT_EQ(WtoUTF8(L"x", 1, nullptr, 4, false), targetExhausted);
     EXPECT_EQ(WtoUTF8(L"x", 1, narrow, -4, false), targetExhausted);
@@ -139,6 +141,7 @@ TEST(FourCC, PrintsLowestByteFirst)
         return std::wstring(buffer.data(), 5);
     };
     EXPECT_EQ(text(0x59504F43), std::wstring(L"COPY\0", 5));
+    EXPECT_EQ(FourCC2StrW(nullptr, 0), nullptr);
     EXPECT_EQ(text(0x80FF007F), std::wstring(L"\x7F\0??\0", 5));
 }
 
@@ -183,7 +186,8 @@ TEST(Log, NoCharacterAndNoDirectiveLosesALine)
 {
     EXPECT_EQ(Logged(L"%s.", "a\xFF\xE2\x82z\xED\xA0\x80\xF0"), L"a\xFFFD\xFFFD\xFFFDz\xFFFD\xFFFD.");
     EXPECT_EQ(Logged(L"%ls.", L"a\xD800\x7FFFFFFFz"), L"a\xFFFD\xFFFDz.");
-    EXPECT_EQ(Logged(L"100%yes %hf %99999999999d %Ls %d%", 5), L"100%yes %hf %99999999999d %Ls 5%");
+    const wchar_t* const unknown = L"100%yes %hf %99999999999d %.99999999999d %Ls %hc %Ld %Lu %lp %l% ";
+    EXPECT_EQ(Logged((unknown + std::wstring(L"%d%")).c_str(), 5), unknown + std::wstring(L"5%"));
     const char* const exact = new char[3]{'a', '\xE2', '\x82'}; // no terminator, and a character that is cut
     EXPECT_EQ(Logged(L"%.3s|%.1s|%.0s|", exact, exact, exact), L"a|a||");
     delete[] exact;
@@ -196,6 +200,8 @@ TEST(Log, StandardErrorGetsOneLineOfUTF8)
     testing::internal::CaptureStderr();
     KXLog(L"***a\r\nb\rc\n\td\x20AC\xD800\r\n\n");
     KXLog(L"");
+    KXLog(nullptr);
+    KXLogEx(nullptr);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "***a\nb\rc\n\td\xE2\x82\xAC\xEF\xBF\xBD\n\n");
 }
 
@@ -232,6 +238,8 @@ TEST(AppPath, IsTheExecutablesFolderOrWhatTheHostSet)
     const std::wstring folder = std::filesystem::read_symlink("/proc/self/exe").parent_path().wstring();
     EXPECT_EQ(path, folder);
     path[4] = L'#';
+    GetAppPath(path, -1);
+    GetAppPath(nullptr, 3);
     GetAppPath(path, 3);
     EXPECT_EQ(std::wstring(path, 5), folder.substr(0, 3) + std::wstring(L"\0#", 2));
     for (const auto& [set, expected] : {std::pair(L"/opt/\x20AC/", L"/opt/\x20AC"), std::pair(L"/", L"")}) {

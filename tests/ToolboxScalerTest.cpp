@@ -12,74 +12,10 @@
 namespace
 {
 
-enum Kind { convolution, overlay, replacingMask, multiplyingMask };
-
-constexpr Scaler scalers[] = {{"Convolve", DIB_ResizeConvolve, convolution, 4, 4, bottomUp},
-                              {"AlphaBiLiner", DIB_AlphaResizeBiLiner, overlay, 4, 4, bottomUp},
-                              {"MaskNear", StretchMaskResizeNear, replacingMask, 1, 4, bottomUp},
-                              {"MaskBiLiner", StretchMaskResizeBiLiner, multiplyingMask, 1, 4, bottomUp | eightBits}};
-
-// The point between four taps, with weights times 2^36 in whole numbers.
-int64_t Filtered(std::array<int64_t, 4> taps, int64_t fraction, int64_t step)
-{
-    constexpr int64_t one = 4096, cube = one * one * one;
-    const int64_t e = taps[3] - taps[0];
-    if (step <= 2048 || step >= 8192) {
-        taps[1] = (taps[0] + taps[1] + e / 3) / 2;
-        taps[2] = (taps[0] + taps[2] + 2 * e / 3) / 2;
-    }
-    int64_t sum = cube / 2, at = -one;
-    for (const int64_t tap : taps) {
-        const int64_t d = std::abs(at - fraction);
-        at += one;
-        sum += tap * (d < one ? d * d * d - 2 * one * d * d + cube
-                              : -d * d * d + 5 * one * d * d - 8 * one * one * d + 4 * cube);
-    }
-    return sum / cube; // toward zero
-}
+constexpr auto& scalers = toolboxScalers;
 
 // The parameter names the form of the row functions that the suite runs with.
-class ToolboxScalerTest : public ScalerSuite
-{
-protected:
-    void Define(const Scaler& s, const IMG_PARAM& src, const IMG_PARAM& dst, int64_t c, int64_t r) override;
-};
-
-// A weight of 0 reads nothing.
-void ToolboxScalerTest::Define(const Scaler& s, const IMG_PARAM& src, const IMG_PARAM& dst, int64_t c, int64_t r)
-{
-    const auto sample = [&](int64_t column, int64_t row, int k, int64_t weight = 1) -> int64_t {
-        return weight ? weight * ByteAt(s, src, src.x + column, src.y + row, s.srcBytes, k) : 0;
-    };
-    const int64_t stepX = (src.cx * 4096 - 4096) / (dst.cx - 1), stepY = (src.cy * 4096 - 4096) / (dst.cy - 1);
-    const int64_t endX = src.cx - 1, endY = src.cy - 1;
-    const bool forced = s.kind != convolution, lastColumn = forced && c == dst.cx - 1;
-    const bool lastRow = forced && r == dst.cy - 1, plain = lastColumn || lastRow || s.kind == replacingMask;
-    const int64_t x = lastColumn ? endX : c * stepX / 4096, y = lastRow ? endY : r * stepY / 4096;
-    const int64_t fx = plain ? 0 : c * stepX % 4096, fy = plain ? 0 : r * stepY % 4096;
-    const auto mixed = [&](int k) {
-        const auto across = [&](int64_t at) { return (sample(x, at, k, 4096 - fx) + sample(x + 1, at, k, fx)) / 4096; };
-        return (across(y) * (4096 - fy) + (fy ? across(y + 1) * fy : 0)) / 4096;
-    };
-    const auto convolved = [&](int k) {
-        const auto across = [&](int64_t at) {
-            return Filtered({sample(std::max<int64_t>(x - 1, 0), at, k), sample(x, at, k),
-                             sample(std::min(x + 1, endX), at, k), sample(std::min(x + 2, endX), at, k)},
-                            fx, stepX);
-        };
-        const std::array taps = {across(y > 0 ? y - 1 : y), across(y), across(y < endY ? y + 1 : y),
-                                 across(y + 2 <= endY ? y + 2 : y)};
-        return std::clamp<int64_t>(Filtered(taps, fy, stepY), 0, 255);
-    };
-    unsigned char* const p = &ByteAt(s, dst, dst.x + c, dst.y + r, 4);
-    const int64_t a = sample(x, y, s.srcBytes - 1), m = forced ? mixed(0) : 0;
-    for (int k = 0; k < 3; ++k)
-        p[k] = static_cast<unsigned char>(s.kind == convolution ? convolved(k)
-                                          : s.kind == overlay   ? (a * mixed(k) + (255 - a) * p[k]) / 255
-                                                                : (m ? p[k] : 0));
-    const int64_t fourth[] = {a, plain ? p[3] : a + p[3] * (255 - a) / 255, m, m * p[3] / 255};
-    p[3] = static_cast<unsigned char>(fourth[s.kind]);
-}
+using ToolboxScalerTest = ScalerSuite;
 
 TEST_P(ToolboxScalerTest, EqualsTheDefinitionAtEverySize)
 {

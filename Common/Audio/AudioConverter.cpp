@@ -153,7 +153,7 @@ int CAudioConverter::LongestBlock(int nMaxOut) const
     const double dWork = (nMaxOut + 2.0) * m_nSrcRate / m_nDstRate - Spare().load(std::memory_order_relaxed);
     const double dWorkPerSample = static_cast<double>(SamplesAfterChannels(2)) / 2;
     int64_t nSamples = std::min<int64_t>(SaturatingTruncate<int32_t>(dWork / dWorkPerSample), longest - 2 * nUnit);
-    nSamples = (nSamples / nUnit + 2) * nUnit;
+    nSamples = std::min((nSamples / nUnit + 2) * nUnit, longest / nUnit * nUnit);
     while (nSamples > nUnit && OutputCount(SamplesAfterChannels(nSamples)) > nMaxOut)
         nSamples -= nUnit;
     return static_cast<int>(std::max(nSamples, nUnit));

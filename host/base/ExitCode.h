@@ -10,17 +10,18 @@ namespace host
 {
 
 enum ExitCode {
-    kExitGood = 0,     // a good file
-    kExitJob = 1,      // nothing or no good file was written
-    kExitUsage = 2,    // unknown option, format or encoder, or a bad value
-    kExitInput = 3,    // the input can't be opened or decoded
-    kExitOutput = 4,   // the output can't be created, or exists
-    kExitPlugins = 5,  // no plug-in gave a format
-    kExitWrite = 6,    // the system refuses a write, as when the disk is full: it may pass
-    kExitStream = 7,   // a stream would be lost, since its encoder can't be set up
-    kExitPacing = 8,   // the source's clock breaks a limit that the job sets
-    kExitInternal = 9, // a fault of the program itself, or no memory is left
-    kExitSignal = 128, // plus the signal's number; Ctrl-C gives 130
+    kExitGood = 0,       // a good file
+    kExitJob = 1,        // nothing or no good file was written
+    kExitUsage = 2,      // unknown option, format or encoder, or a bad value
+    kExitInput = 3,      // the input can't be opened or decoded
+    kExitOutput = 4,     // the output can't be created, or exists
+    kExitPlugins = 5,    // no plug-in gave a format
+    kExitWrite = 6,      // the system refuses a write, as when the disk is full: it may pass
+    kExitStream = 7,     // a stream would be lost, since its encoder can't be set up
+    kExitPacing = 8,     // the source's clock breaks a limit that the job sets
+    kExitInternal = 9,   // a fault of the program itself, or no memory is left
+    kExitPluginEnd = 10, // a plug-in has ended the program, or doesn't come back from being loaded
+    kExitSignal = 128,   // plus the signal's number; Ctrl-C gives 130
 };
 
 class HostError : public std::runtime_error

@@ -44,6 +44,9 @@ void Append(std::string& text, const Json& value, size_t depth)
     text += value.is_array() ? ']' : '}';
 }
 
+// Levels of lists and objects that are read. What writes them goes down by calling itself.
+constexpr int kDeepest = 100;
+
 } // namespace
 
 std::string JsonLine(const Json& value)
@@ -60,8 +63,15 @@ std::string JsonText(const Json& value)
 
 Json ParseJson(std::string_view text, const std::string& name)
 {
+    const auto look = [&name](int depth, Json::parse_event_t, const Json&) {
+        if (depth > kDeepest)
+            throw HostError(kExitInput, Format("%s is nested too deeply", name.c_str()));
+        return true;
+    };
     try {
-        return Json::parse(text);
+        return Json::parse(text, look);
+    } catch (const Json::out_of_range&) {
+        throw HostError(kExitInput, Format("%s holds a number that is too large", name.c_str()));
     } catch (const Json::parse_error& error) {
         throw HostError(kExitInput, Format("%s isn't JSON: it breaks off or goes wrong at byte %zu", name.c_str(),
                                            static_cast<size_t>(error.byte)));

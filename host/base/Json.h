@@ -19,7 +19,7 @@ using Json = nlohmann::ordered_json;
 std::string JsonLine(const Json& value);
 std::string JsonText(const Json& value); // ends with a line end
 
-// Throws HostError of kExitInput if the text isn't JSON; name is what messages call it.
+// Throws HostError of kExitInput if the text isn't JSON, or nested beyond all reports; name is what messages call it.
 Json ParseJson(std::string_view text, const std::string& name);
 
 } // namespace host

@@ -123,11 +123,11 @@ std::optional<AVRational> ParseRate(std::string_view text)
         rate = {static_cast<int>(*num), static_cast<int>(*den)};
     } else {
         const auto value = ParseNumber(text);
-        if (!value || *value < kLowestRate || *value > kHighestRate)
+        if (!value || *value > kHighestRate)
             return std::nullopt;
         rate = TelevisionRate(*value).value_or(av_d2q(*value, 1000000));
     }
-    if (rate.num <= 0 || rate.den <= 0 || av_q2d(rate) < kLowestRate || av_q2d(rate) > kHighestRate)
+    if (av_q2d(rate) < kLowestRate || av_q2d(rate) > kHighestRate)
         return std::nullopt;
     return rate;
 }

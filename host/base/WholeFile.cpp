@@ -63,10 +63,16 @@ void ReplaceFile(const std::string& path, std::string_view text, mode_t mode)
         Refuse(path, errno);
     try {
         fchmod(descriptor, mode);
-        WriteAndClose(fdopen(descriptor, "w"), text, path);
+        std::FILE* const file = fdopen(descriptor, "w");
+        if (!file) {
+            const int error = errno;
+            close(descriptor);
+            Refuse(path, error);
+        }
+        WriteAndClose(file, text, path);
         if (std::rename(temporary.c_str(), path.c_str()) != 0)
             Refuse(path, errno);
-    } catch (const HostError&) {
+    } catch (...) {
         unlink(temporary.c_str());
         throw;
     }

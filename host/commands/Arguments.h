@@ -38,6 +38,13 @@ inline CLI::Option* AddFile(CLI::App& app, const std::string& names, std::string
     return option;
 }
 
+// Whether plug-ins are tried before they are loaded.
+inline void AddPluginCheck(CLI::App& app, bool& checksPlugins)
+{
+    app.add_flag("--check-plugins", checksPlugins,
+                 "Try each plug-in first, and leave out those that crash, hang or exit");
+}
+
 // What becomes of an output that exists.
 template <class Options> void AddOverwriting(CLI::App& app, Options& options, const char* group)
 {

@@ -23,7 +23,7 @@ constexpr void (*kCommands[])(CLI::App&, Run&) = {
 #ifdef ENCMGR_RECORD
     AddRecordCommand,
 #endif
-    AddViewCommand,   AddProbeCommand,  AddHelpCommand,    AddGenerateCommand,
+    AddViewCommand,   AddProbeCommand,  AddValidateCommand, AddHelpCommand, AddGenerateCommand,
 };
 
 std::string VersionText()
@@ -63,6 +63,7 @@ const char* const kExitCodeHelp = R"(Exit codes:
   7    a stream would be lost, since its encoder can't be set up
   8    the input's clock breaks --max-gap or --strict-cfr
   9    an internal error, or no memory is left
+  10   a plug-in ended the program, or didn't come back from being loaded
   130  interrupted by Ctrl-C; the file is finished up to there
 After 1 to 9 nothing is left of a new file, and an old one is as it was; 3 may leave
 the part of an input that broke off.

@@ -32,6 +32,7 @@ void AddConvertCommand(CLI::App& program, Run& chosen);
 void AddRecordCommand(CLI::App& program, Run& chosen); // where libavdevice is there
 void AddViewCommand(CLI::App& program, Run& chosen);
 void AddProbeCommand(CLI::App& program, Run& chosen);
+void AddValidateCommand(CLI::App& program, Run& chosen);
 void AddHelpCommand(CLI::App& program, Run& chosen);
 void AddGenerateCommand(CLI::App& program, Run& chosen);
 

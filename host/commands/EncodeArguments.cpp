@@ -148,6 +148,7 @@ void AddLimits(CLI::App& command, EncodeOptions& options)
         ->group(group);
     command.add_flag("--dry-run", options.isDryRun, "Set the job up, print what it would do, and leave no file")
         ->group(kTold);
+    AddPluginCheck(command, options.checksPlugins);
 }
 
 void AddAudio(CLI::App& command, EncodeOptions& options)

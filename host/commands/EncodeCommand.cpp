@@ -17,6 +17,7 @@
 #include "host/job/Revisions.h"
 #include "host/job/TwoPasses.h"
 #include "host/sources/TestCard.h"
+#include "host/validate/PluginSieve.h"
 
 #include <CLI/CLI.hpp>
 
@@ -167,6 +168,8 @@ void AddEncodeCommand(CLI::App& program, Run& chosen)
         chosen = [options](const CommonOptions& common, Messages& messages) {
             Report report(*options, messages);
             return report.Around([&] {
+                if (options->checksPlugins)
+                    LeaveOutBadPlugins(common.pluginsFolder, messages);
                 const Plugins plugins(common.pluginsFolder, messages);
                 return RunEncode(*options, plugins.GetCatalogue(), report, messages);
             });

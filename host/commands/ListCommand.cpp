@@ -2,9 +2,11 @@
 #include "host/base/ExitCode.h"
 #include "host/base/Json.h"
 #include "host/base/Text.h"
+#include "host/commands/Arguments.h"
 #include "host/commands/Commands.h"
 #include "host/commands/ListEncoder.h"
 #include "host/job/Plugins.h"
+#include "host/validate/PluginSieve.h"
 #include "text/Strings.h"
 
 #include <CLI/CLI.hpp>
@@ -102,13 +104,17 @@ void AddListCommand(CLI::App& program, Run& chosen)
 {
     CLI::App* const command = program.add_subcommand("list", "Print every file format with its encoders");
     const auto isJson = std::make_shared<bool>(false);
+    const auto checksPlugins = std::make_shared<bool>(false);
     const auto encoder = std::make_shared<std::string>();
     CLI::Option* const json = command->add_flag("--json", *isJson, "Print JSON, for programs");
     command->add_option("CODEC", *encoder, "Print the options of this encoder instead, by FourCC or name")
         ->type_name("")
         ->excludes(json);
-    command->callback([isJson, encoder, &chosen] {
-        chosen = [isJson, encoder](const CommonOptions& common, Messages& messages) {
+    AddPluginCheck(*command, *checksPlugins);
+    command->callback([isJson, checksPlugins, encoder, &chosen] {
+        chosen = [isJson, checksPlugins, encoder](const CommonOptions& common, Messages& messages) {
+            if (*checksPlugins)
+                LeaveOutBadPlugins(common.pluginsFolder, messages);
             return encoder->empty() ? RunList(*isJson, common, messages) : RunListEncoder(*encoder, common, messages);
         };
     });

@@ -2,6 +2,7 @@
 
 #include "encmgr/Log.h"
 #include "host/base/ExitCode.h"
+#include "host/base/Folder.h"
 #include "host/base/Suggestion.h"
 #include "host/base/Text.h"
 #include "host/commands/Completion.h"
@@ -222,13 +223,10 @@ void AddPresetOption(CLI::App& command)
 std::vector<std::string> PresetNames()
 {
     std::set<std::string> names;
-    for (const fs::path& folder : PresetFolders()) {
-        std::error_code unreadable;
-        for (fs::directory_iterator entry(folder, unreadable), end; !unreadable && entry != end;
-             entry.increment(unreadable))
-            if (entry->path().extension() == kEnding)
-                names.insert(entry->path().stem());
-    }
+    for (const fs::path& folder : PresetFolders())
+        for (const fs::path name : NamesIn(folder))
+            if (name.extension() == kEnding)
+                names.insert(name.stem());
     return {names.begin(), names.end()};
 }
 

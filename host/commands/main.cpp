@@ -3,6 +3,8 @@
 #include "host/base/ExitCode.h"
 #include "host/base/Interrupt.h"
 #include "host/base/Messages.h"
+#include "host/base/PluginGuard.h"
+#include "host/base/Termination.h"
 #include "host/base/WriteError.h"
 #include "host/commands/CommandLine.h"
 
@@ -26,11 +28,8 @@ int FlushOutput(int exitCode, Messages& messages)
     return exitCode != kExitGood ? exitCode : static_cast<int>(error ? kExitWrite : kExitJob);
 }
 
-} // namespace
-
-int main(int argc, char** argv)
+int RunProgram(int argc, char** argv)
 {
-    OpenStandardStreams();
     Messages messages;
     try {
         CatchInterrupts();
@@ -50,4 +49,16 @@ int main(int argc, char** argv)
             messages.Cause(cause);
         return exitCode;
     }
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    OpenStandardStreams();
+    CatchTermination();
+    GuardAgainstPlugins();
+    const int exitCode = RunProgram(argc, argv);
+    EndGuard();
+    return exitCode;
 }

@@ -61,7 +61,8 @@ struct EncodeOptions {
     bool overwrite = false;
     bool neverOverwrite = false;
     bool isDryRun = false;
-    std::string report; // empty: none; "-": the standard output
+    bool checksPlugins = false; // each in a process of its own, before they are loaded
+    std::string report;         // empty: none; "-": the standard output
     ProgressKind progress = ProgressKind::kAuto;
 };
 

@@ -2,6 +2,7 @@
 
 #include "host/base/ExitCode.h"
 #include "host/base/Interrupt.h"
+#include "host/base/Termination.h"
 #include "host/base/Text.h"
 #include "host/base/WriteError.h"
 #include "host/job/OutputNames.h"
@@ -127,6 +128,7 @@ OutputFile::~OutputFile()
 {
     if (IsTemporary())
         unlink(m_writePath.c_str());
+    SetUnfinishedFile("");
 }
 
 void OutputFile::CheckWritable(std::initializer_list<std::string> inputs, bool overwrite, bool mayAsk)
@@ -197,6 +199,7 @@ bool OutputFile::CreateTemporary()
             m_target = *target;
             m_writePath = name;
             m_widePath = *wide;
+            SetUnfinishedFile(name);
             return true;
         }
         if (errno == ENOSPC || errno == EDQUOT)
@@ -244,11 +247,13 @@ void OutputFile::TakeName(struct stat& finished)
             Keep(EIO);
         unlink(m_writePath.c_str());
     }
+    SetUnfinishedFile("");
     m_writePath = m_path;
 }
 
 void OutputFile::Keep(int error)
 {
+    SetUnfinishedFile("");
     const std::string kept = std::exchange(m_writePath, m_path);
     m_isSettled = true;
     throw HostError(kExitOutput, Format("can't write %s: %s; the finished file is %s", m_path.c_str(),

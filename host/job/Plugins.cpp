@@ -3,13 +3,14 @@
 #include "encmgr/EncMgr.h"
 #include "encmgr/Log.h"
 #include "host/base/ExitCode.h"
+#include "host/base/Folder.h"
 #include "host/base/Messages.h"
 #include "host/base/Text.h"
+#include "host/job/LoadWatch.h"
 #include "plugin_host/PluginMgr.h"
 #include "text/Strings.h"
 
 #include <algorithm>
-#include <filesystem>
 
 namespace host
 {
@@ -38,14 +39,7 @@ void WarnOfMisnamed(Messages& messages)
 {
     wchar_t folder[4096] = {};
     GetAppPath(folder, static_cast<int>(std::size(folder)) - 1);
-    std::error_code unreadable;
-    std::vector<std::string> names;
-    const std::string path = text::Utf8FromWide(folder).value_or("") + "/PlugIns";
-    for (std::filesystem::directory_iterator entry(path, unreadable), end; !unreadable && entry != end;
-         entry.increment(unreadable))
-        names.push_back(entry->path().filename().string());
-    std::sort(names.begin(), names.end());
-    for (const std::string& name : names)
+    for (const std::string& name : NamesIn(text::Utf8FromWide(folder).value_or("") + "/PlugIns"))
         if (IsMisnamed(name))
             messages.Warn(
                 Format("%s isn't loaded: the names of plug-ins begin with \"wp\" and end in \".dylib\"", name.c_str()));
@@ -70,7 +64,10 @@ Plugins::Plugins(const std::string& folder, Messages& messages) : m_messages(mes
 {
     if (!folder.empty())
         SetFolder(folder);
-    const bool isFolderRead = FCInitPlugins() != 0;
+    const bool isFolderRead = [&messages] {
+        const LoadWatch watch(messages);
+        return FCInitPlugins() != 0;
+    }();
     m_catalogue = Catalogue(FCGetFileFormatInfos());
     if (!m_catalogue.Formats().empty())
         return;
@@ -85,6 +82,7 @@ Plugins::Plugins(const std::string& folder, Messages& messages) : m_messages(mes
 
 Plugins::~Plugins()
 {
+    const LoadWatch watch(m_messages);
     FCUninitPlugins();
 }
 

@@ -2,6 +2,7 @@
 #ifndef ENCMGR_HOST_LIBAV_H
 #define ENCMGR_HOST_LIBAV_H
 
+#include <cerrno>
 #include <memory>
 #include <new>
 #include <string>
@@ -35,6 +36,14 @@ inline int64_t ToNanoseconds(int64_t units, AVRational timeBase)
 {
     return av_rescale_q_rnd(units, timeBase, {1, 1'000'000'000},
                             static_cast<AVRounding>(AV_ROUND_NEAR_INF | AV_ROUND_PASS_MINMAX));
+}
+
+// The result of a call whose failure may be the input's fault; not so if memory has run out.
+inline int WithMemory(int result)
+{
+    if (result == AVERROR(ENOMEM))
+        throw std::bad_alloc();
+    return result;
 }
 
 // Empty, never null.

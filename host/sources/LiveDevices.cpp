@@ -1,11 +1,11 @@
 #include "host/sources/LiveDevices.h"
 
+#include "host/base/Folder.h"
 #include "host/base/Text.h"
 #include "host/sources/Libav.h"
 
 #include <algorithm>
 #include <cstdlib>
-#include <filesystem>
 
 extern "C" {
 #include <libavdevice/avdevice.h>
@@ -46,9 +46,8 @@ std::string SizeOf(const std::string& display)
 std::vector<std::string> Displays()
 {
     std::vector<std::string> displays;
-    std::error_code error;
-    for (const auto& entry : std::filesystem::directory_iterator("/tmp/.X11-unix", error))
-        if (const std::string name = entry.path().filename().string(); name.size() > 1 && name[0] == 'X')
+    for (const std::string& name : NamesIn("/tmp/.X11-unix"))
+        if (name.size() > 1 && name[0] == 'X')
             displays.push_back(Format(":%s", name.c_str() + 1));
     const char* const own = std::getenv("DISPLAY");
     if (own && *own && std::find(displays.begin(), displays.end(), own) == displays.end())

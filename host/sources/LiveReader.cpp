@@ -68,7 +68,6 @@ void LiveQueue::EndReader()
 {
     const std::lock_guard lock(m_mutex);
     --m_readers;
-    m_isFilled.notify_one();
 }
 
 std::optional<Item> LiveQueue::Take(Nanoseconds patience)

@@ -140,7 +140,8 @@ void MediaInput::OpenAudio(int streamIndex, const AudioFormat& wanted)
 
 void MediaInput::Deinterlace(bool isEveryPicture)
 {
-    FilterPictures(isEveryPicture ? Deinterlacing::kAll : Deinterlacing::kMarked);
+    if (m_videoTrack.stream)
+        FilterPictures(isEveryPicture ? Deinterlacing::kAll : Deinterlacing::kMarked);
 }
 
 void MediaInput::FilterPictures(Deinterlacing deinterlacing)
@@ -204,13 +205,13 @@ void MediaInput::Decode(Track& track, AVPacket* packet)
         FrameTimes::Tag(*packet, *track.decoder);
     const int sent = avcodec_send_packet(track.decoder.get(), packet);
     if (sent < 0 && sent != AVERROR_EOF)
-        NoteDamage(kind, ErrorText(sent));
+        NoteLoss(kind, sent);
     for (;;) {
         const int received = avcodec_receive_frame(track.decoder.get(), m_frame.get());
         if (received == AVERROR(EAGAIN) || received == AVERROR_EOF)
             return;
         if (received < 0) {
-            NoteDamage(kind, ErrorText(received));
+            NoteLoss(kind, received);
             if (packet)
                 return;
             continue; // the decoder goes on to its end
@@ -292,6 +293,14 @@ Nanoseconds MediaInput::Place(Track& track, int64_t units)
         m_messages.Warn(
             Format("%s: its time stamps jump at %.3f s; the jump is closed up", m_name.c_str(), InSeconds(time)));
     return time;
+}
+
+// Damage may ask for more memory than there is; but where memory has run out, this isn't all of the input.
+void MediaInput::NoteLoss(const char* kind, int error)
+{
+    NoteDamage(kind, ErrorText(error));
+    if (error == AVERROR(ENOMEM))
+        m_brokenOff = ErrorText(error);
 }
 
 void MediaInput::NoteDamage(const char* what, const std::string& reason)

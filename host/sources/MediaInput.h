@@ -48,6 +48,7 @@ private:
     void TakeAudio();
     void AddSamples(std::vector<int16_t> samples);
     Nanoseconds Place(Track& track, int64_t units);
+    void NoteLoss(const char* kind, int error);
     void NoteDamage(const char* what, const std::string& reason);
 
     std::string m_name; // for people

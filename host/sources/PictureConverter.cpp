@@ -100,7 +100,7 @@ bool PictureConverter::Prepare(const AVFrame& frame)
     };
     for (const auto& [name, value] : options)
         av_opt_set_int(m_context.get(), name, value, 0);
-    if (sws_init_context(m_context.get(), nullptr, nullptr) < 0) {
+    if (WithMemory(sws_init_context(m_context.get(), nullptr, nullptr)) < 0) {
         m_context.reset();
         return false;
     }
@@ -117,7 +117,7 @@ std::shared_ptr<const AVFrame> PictureConverter::Convert(const std::shared_ptr<c
     if (IsFinished(*frame))
         return frame;
     const auto converted = NewPicture(AV_PIX_FMT_YUV420P, m_width, m_height);
-    if (!Prepare(*frame) || sws_scale_frame(m_context.get(), converted.get(), frame.get()) < 0)
+    if (!Prepare(*frame) || WithMemory(sws_scale_frame(m_context.get(), converted.get(), frame.get())) < 0)
         return nullptr;
     CopyFieldMarks(*converted, *frame);
     return converted;

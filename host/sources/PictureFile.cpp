@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <new>
 
 namespace host
 {
@@ -125,6 +126,8 @@ std::vector<unsigned char> EncodePng(Bitmap& bitmap)
     const AVCodec* codec = avcodec_find_encoder(AV_CODEC_ID_PNG);
     const LibavOwned<AVCodecContext> encoder(avcodec_alloc_context3(codec));
     const LibavOwned<AVPacket> packet(av_packet_alloc());
+    if (!encoder || !packet)
+        throw std::bad_alloc();
     encoder->width = bitmap.width;
     encoder->height = bitmap.height;
     encoder->pix_fmt = IsOpaque(bitmap) ? AV_PIX_FMT_RGB24 : AV_PIX_FMT_RGBA;

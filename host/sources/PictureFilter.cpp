@@ -45,12 +45,12 @@ PictureFilter::PictureFilter(const std::string& chain, int width, int height) : 
 bool PictureFilter::Put(Item picture)
 {
     if (!picture.frame)
-        return av_buffersrc_add_frame(m_in, nullptr) >= 0;
+        return WithMemory(av_buffersrc_add_frame(m_in, nullptr)) >= 0;
     const auto frame = NewFrame();
     if (av_frame_ref(frame.get(), picture.frame.get()) < 0)
         throw std::bad_alloc();
     frame->pts = m_count++;
-    if (av_buffersrc_add_frame(m_in, frame.get()) < 0)
+    if (WithMemory(av_buffersrc_add_frame(m_in, frame.get())) < 0)
         return false;
     picture.frame.reset();
     m_inside.push_back(std::move(picture));
@@ -60,7 +60,7 @@ bool PictureFilter::Put(Item picture)
 std::optional<Item> PictureFilter::Take()
 {
     auto frame = NewFrame();
-    if (m_inside.empty() || av_buffersink_get_frame(m_out, frame.get()) < 0)
+    if (m_inside.empty() || WithMemory(av_buffersink_get_frame(m_out, frame.get())) < 0)
         return std::nullopt;
     Item picture = std::move(m_inside.front());
     m_inside.pop_front();

@@ -35,7 +35,7 @@ std::optional<std::vector<int16_t>> SampleConverter::Convert(const AVFrame& fram
     }
 
     const auto in = NewFrame();
-    if (av_frame_ref(in.get(), &frame) < 0)
+    if (WithMemory(av_frame_ref(in.get(), &frame)) < 0)
         return std::nullopt;
     // Channels that nobody has named are taken for the usual ones of their count, or each frame would pass for a
     // change.
@@ -65,7 +65,7 @@ int SampleConverter::Resample(const AVFrame& in, AVFrame& out)
     out.format = AV_SAMPLE_FMT_S16;
     out.sample_rate = m_format.sampleRate;
     av_channel_layout_default(&out.ch_layout, std::min(in.ch_layout.nb_channels, m_format.channels));
-    return swr_convert_frame(m_context.get(), &out, &in);
+    return WithMemory(swr_convert_frame(m_context.get(), &out, &in));
 }
 
 std::vector<int16_t> SampleConverter::Flush()
@@ -78,7 +78,7 @@ std::vector<int16_t> SampleConverter::Flush()
     rest->format = AV_SAMPLE_FMT_S16;
     rest->sample_rate = m_format.sampleRate;
     av_channel_layout_default(&rest->ch_layout, m_channels);
-    if (swr_convert_frame(m_context.get(), rest.get(), nullptr) >= 0)
+    if (WithMemory(swr_convert_frame(m_context.get(), rest.get(), nullptr)) >= 0)
         Append(samples, *rest);
     // Audio that is shorter than the filter doesn't come through.
     samples.resize(static_cast<size_t>(std::max<int64_t>(missing, 0) * m_format.channels));

@@ -155,10 +155,11 @@ public:
     bool IsDurationStated() const { return m_isDurationStated; }
 
     // Has every picture made of all its rows at one time: those that are marked as interlaced, or all. Before the first
-    // Next; no matter for a source that makes whole pictures.
+    // Next; no matter for a source that makes whole pictures or none.
     virtual void Deinterlace([[maybe_unused]] bool isEveryPicture) {}
 
-    // The next picture or block in the source's own order; within a stream times rise.
+    // The next picture or block in the source's own order; within a stream times rise, but for overlaps of up to
+    // half a second where the stamps of a file fall back.
     virtual Item Next() = 0;
 
     // Why reading broke off before the end; empty if it didn't.

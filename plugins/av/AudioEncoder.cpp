@@ -91,6 +91,7 @@ public:
 private:
     void Prepare(AVCodecContext& context) const override;
     bool MakeBuffers();
+    bool Hold(const MEDIA_FRAME_AUDIO& block);
     bool EncodeHeld();
 
     int BlockAlign() const { return 2 * Context().ch_layout.nb_channels; }
@@ -145,15 +146,21 @@ bool AudioEncoder::MakeBuffers()
 
 EncodedPackets& AudioEncoder::Take(const MEDIA_FRAME_AUDIO& block)
 {
-    BeginPackets();
-    m_packets.accepted = IsReadable(block, Context().sample_rate, Context().ch_layout.nb_channels);
-    if (!m_packets.accepted) {
+    return Collect([&] {
+        if (IsReadable(block, Context().sample_rate, Context().ch_layout.nb_channels))
+            return Hold(block);
         if (!m_refusalLogged)
             KXLogEx(L"wpav: an audio block isn't of %d Hz, %d channels and 16 bits, or is empty.",
                     Context().sample_rate, Context().ch_layout.nb_channels);
         m_refusalLogged = true;
-        return m_packets;
-    }
+        return false;
+    });
+}
+
+// Encodes each frame that is full, and keeps the rest.
+bool AudioEncoder::Hold(const MEDIA_FRAME_AUDIO& block)
+{
+    bool areTaken = true;
     const auto* data = static_cast<const uint8_t*>(block.pData);
     for (size_t left = static_cast<size_t>(block.nDataSize); left > 0;) {
         const size_t piece = std::min(left, m_held.size() - m_heldBytes);
@@ -162,22 +169,22 @@ EncodedPackets& AudioEncoder::Take(const MEDIA_FRAME_AUDIO& block)
         data += piece;
         left -= piece;
         if (m_heldBytes == m_held.size() && !EncodeHeld())
-            m_packets.accepted = false;
+            areTaken = false;
     }
-    return m_packets;
+    return areTaken;
 }
 
 EncodedPackets& AudioEncoder::Finish()
 {
-    BeginPackets();
-    const size_t blockAlign = static_cast<size_t>(BlockAlign());
-    if (const size_t partial = m_heldBytes % blockAlign; partial != 0) {
-        std::fill_n(m_held.begin() + static_cast<ptrdiff_t>(m_heldBytes), blockAlign - partial, uint8_t{0});
-        m_heldBytes += blockAlign - partial;
-    }
-    const bool restTaken = m_heldBytes == 0 || EncodeHeld();
-    m_packets.accepted = Encode(nullptr) && restTaken;
-    return m_packets;
+    return Collect([this] {
+        const size_t blockAlign = static_cast<size_t>(BlockAlign());
+        if (const size_t partial = m_heldBytes % blockAlign; partial != 0) {
+            std::fill_n(m_held.begin() + static_cast<ptrdiff_t>(m_heldBytes), blockAlign - partial, uint8_t{0});
+            m_heldBytes += blockAlign - partial;
+        }
+        const bool isRestTaken = m_heldBytes == 0 || EncodeHeld();
+        return Encode(nullptr) && isRestTaken;
+    });
 }
 
 // Encodes the sample blocks held, a full frame but for the last one.
@@ -228,7 +235,8 @@ bool Settle(const EncoderEntry& entry, EncodeParamAudio& audio)
         return false;
     EncodeParamAudio settled = audio;
     settled.nBitsPerSample = 16;
-    settled.nChannels = std::min(audio.nChannels, entry.audio.maxChannels);
+    if (audio.nChannels > entry.audio.maxChannels)
+        settled.nChannels = std::min(2, entry.audio.maxChannels); // the library converts to no more than two
     if (settled.nBitRate > 0)
         settled.nBitRate = std::max(settled.nBitRate, kLowestBitRate);
     const int nearest = NearestSampleRate(entry, audio.nSampleRate);

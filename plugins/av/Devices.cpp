@@ -26,10 +26,14 @@ bool IsCharacterDevice(const fs::path& path)
 std::vector<std::string> DeviceFiles(const fs::path& folder, const std::string& beginning)
 {
     std::vector<std::string> paths;
-    std::error_code error;
-    for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error))
-        if (entry->path().filename().string().starts_with(beginning) && IsCharacterDevice(entry->path()))
-            paths.push_back(entry->path().string());
+    try {
+        // The form that takes an error code ends the host when memory runs out.
+        for (const auto& entry : fs::directory_iterator(folder))
+            if (entry.path().filename().string().starts_with(beginning) && IsCharacterDevice(entry.path()))
+                paths.push_back(entry.path().string());
+    } catch (const fs::filesystem_error&) {
+        paths.clear(); // it isn't there, or can't be read
+    }
     std::sort(paths.begin(), paths.end());
     return paths;
 }

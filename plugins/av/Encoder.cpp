@@ -79,7 +79,7 @@ bool Encoder::Open(const std::vector<Option>& usual)
         return false;
     m_options = std::move(*options);
     int result = TryOpen(usual, usual.empty() ? kQuieter : kSilent);
-    if (result < 0 && !usual.empty()) {
+    if (result < 0 && result != AVERROR(ENOMEM) && !usual.empty()) {
         result = TryOpen({}, kQuieter);
         if (result >= 0)
             KXLogEx(L"wpav: %ls doesn't take its usual options here and runs without.", m_entry.name);

@@ -2,6 +2,8 @@
 #ifndef ENCMGR_PLUGINS_AV_ENCODER_H
 #define ENCMGR_PLUGINS_AV_ENCODER_H
 
+#include "encmgr/Log.h"
+#include "log/CatchAll.h"
 #include "plugins/av/Av.h"
 #include "plugins/av/CodecOptions.h"
 #include "plugins/av/PassStatistics.h"
@@ -47,9 +49,18 @@ protected:
     // Sets what the job demands in a context that isn't open yet.
     virtual void Prepare(AVCodecContext& context) const = 0;
 
-    // A call's packets: none, then what each Encode adds. Encode sends a frame, or null at the end; it is false, with
-    // a log line, if that failed.
-    void BeginPackets() { m_packets.count = 0; }
+    // A call's packets: those that the body's calls of Encode add. They are accepted if the body returns true; when
+    // memory runs out they aren't. Encode sends a frame, or null at the end; it is false, with a log line, if that
+    // failed.
+    template <class Body> EncodedPackets& Collect(Body body)
+    {
+        m_packets.count = 0;
+        m_packets.accepted = CatchAll(body, [this](const char* cause) {
+            KXLogEx(L"wpav: %ls failed: %s.", m_entry.name, cause);
+            return false;
+        });
+        return m_packets;
+    }
     bool Encode(const AVFrame* frame);
     bool SaveStatistics();
 
@@ -57,8 +68,6 @@ protected:
 
     const EncodeParam& Job() const { return *m_job; }
     AVCodecContext& OpenContext() { return *m_context; }
-
-    EncodedPackets m_packets;
 
 private:
     int TryOpen(const std::vector<Option>& usual, int logLevelOffset);
@@ -69,6 +78,7 @@ private:
     std::vector<Option> m_options; // the job's, the file format's among them
     PassStatistics m_statistics;
     CodecContextPtr m_context;
+    EncodedPackets m_packets;
 };
 
 #endif // ENCMGR_PLUGINS_AV_ENCODER_H

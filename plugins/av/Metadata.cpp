@@ -143,8 +143,6 @@ int Examine(AVCodecParameters& parameters, const AVPacket& picture)
     if (result >= 0)
         result = avcodec_send_packet(context.get(), &picture);
     if (result >= 0)
-        result = avcodec_send_packet(context.get(), nullptr); // the end, so that decoders on threads give it
-    if (result >= 0)
         result = avcodec_receive_frame(context.get(), frame.get());
     return result >= 0 ? avcodec_parameters_from_context(&parameters, context.get()) : result;
 }

@@ -260,14 +260,14 @@ unsigned int Muxer::AudioMilliseconds() const
 // The first one is logged, and stays in errno if the system has said it.
 bool Muxer::Fail(const wchar_t* what, int error)
 {
+    m_complete = false;
     if (!m_failure) {
-        KXLogEx(L"wpav: %ls [%ls]: %s.", what, m_path.c_str(), ErrorText(error).c_str());
         m_failure = error;
+        KXLogEx(L"wpav: %ls [%ls]: %s.", what, m_path.c_str(), ErrorText(error).c_str());
     }
     constexpr int lastOfSystem = -4095; // libav's own errors are further from 0
     if (m_failure >= lastOfSystem)
         errno = AVUNERROR(m_failure);
-    m_complete = false;
     return false;
 }
 

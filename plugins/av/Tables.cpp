@@ -126,10 +126,11 @@ constexpr EncoderEntry s_encoders[] = {
           {.generic = "g keyint_min bf refs qmin qmax maxrate bufsize threads slices flags", .passes = Passes::kFile},
           {.options = "crf=%", .least = 0, .most = 51, .usual = 23}, kRange | kColour | kFields,
           {.evenSize = true, .maxSide = 16384, .maxRateTerm = kMaxRateTerm, .tinySide = 0}),
+    // Smaller pictures make x265 write beyond its memory.
     Video("HEVC", L"HEVC", L"H.265 (HEVC) by x265", "libx265", "preset=fast:x265-params=log-level=error",
           {.generic = "g keyint_min bf refs qmin qmax maxrate bufsize", .passes = Passes::kParams},
           {.options = "crf=%", .least = 0, .most = 51, .usual = 26}, kRange | kColour,
-          {.evenSize = true, .maxSide = 8192, .maxRateTerm = kMaxRateTerm, .tinySide = 0, .minSide = 32}),
+          {.evenSize = true, .maxSide = 8192, .maxRateTerm = kMaxRateTerm, .tinySide = 0, .minSide = 64}),
     Video("MP4V", L"MPEG-4", L"MPEG-4 Visual, simple profile", "mpeg4", "",
           {.generic = "g bf qmin qmax maxrate bufsize trellis mbd threads flags"},
           {.options = "flags=+qscale:global_quality=%", .least = 2, .most = 31, .usual = 3, .factor = FF_QP2LAMBDA},
@@ -219,9 +220,11 @@ constexpr EncoderEntry s_encoders[] = {
 };
 
 // A file whose index stands in front plays while it is still being fetched; a fragmented one has an index in each of
-// its parts, and plays up to where it was cut off.
+// its parts, and plays up to where it was cut off. So do those whose parts are short and leave the program at once.
 constexpr char s_indexInFront[] = "movflags=+faststart";
-constexpr char s_fragments[] = "movflags=+frag_keyframe+empty_moov+default_base_moof-faststart";
+constexpr char s_fragments[] = "movflags=+frag_keyframe+empty_moov+default_base_moof-faststart:frag_duration=500000:"
+                               "flush_packets=1";
+constexpr char s_shortClusters[] = "cluster_time_limit=500:flush_packets=1";
 
 // The order is the one of the host's menus.
 constexpr ContainerEntry s_containers[] = {
@@ -230,12 +233,13 @@ constexpr ContainerEntry s_containers[] = {
      s_indexInFront, s_fragments},
     {FourCC("MKV "), L"Matroska", L"Matroska", L"For every codec, and for archives", "matroska",
      "H264 HEVC MP4V VP8  VP9  AV1  MJPG APCN FFV1", "AAC  MP3  OPUS VORB FLAC PCMS", kHeaderFirst,
-     kRange | kColour | kFields},
+     kRange | kColour | kFields, s_shortClusters},
     {FourCC("AVI "), L"AVI", L"AVI", L"For older editing and playback programs", "avi", "H264 MP4V MJPG FFV1",
-     "AAC  MP3  FLAC PCMS", kSequenceOnly, 0},
+     "AAC  MP3  FLAC PCMS", kSequenceOnly, 0, "flush_packets=1"},
     {FourCC("MOV "), L"MOV", L"QuickTime", L"For editing programs", "mov", "H264 HEVC MP4V MJPG APCN", "AAC  MP3  PCMS",
      kMarksLeadIn | kTagsHvc1, kColour | kFields | kProgressive | kRotation, s_indexInFront, s_fragments},
-    {FourCC("WEBM"), L"WebM", L"WebM", L"For web pages", "webm", "VP9  VP8  AV1 ", "OPUS VORB", 0, kRange | kColour},
+    {FourCC("WEBM"), L"WebM", L"WebM", L"For web pages", "webm", "VP9  VP8  AV1 ", "OPUS VORB", 0, kRange | kColour,
+     s_shortClusters},
     {FourCC("TS  "), L"MPEG-TS", L"MPEG transport stream", L"For broadcast, and for streams cut into pieces", "mpegts",
      "H264 HEVC MP4V", "AAC  MP3  OPUS", 0, 0},
     {FourCC("OGG "), L"Ogg", L"Ogg", L"For audio without patents", "ogg", "VP8 ", "VORB OPUS FLAC", kMarksLeadIn, 0},

@@ -152,19 +152,16 @@ bool VideoEncoder::Send()
 
 EncodedPackets& VideoEncoder::Take(const MEDIA_FRAME_VIDEO& picture)
 {
-    BeginPackets();
-    m_packets.accepted = Fill(picture);
-    m_frame->pts = m_framesIn++;
-    if (m_packets.accepted)
-        m_packets.accepted = Send();
-    return m_packets;
+    return Collect([&] {
+        const bool isFilled = Fill(picture);
+        m_frame->pts = m_framesIn++;
+        return isFilled && Send();
+    });
 }
 
 EncodedPackets& VideoEncoder::Finish()
 {
-    BeginPackets();
-    m_packets.accepted = Encode(nullptr) && SaveStatistics();
-    return m_packets;
+    return Collect([this] { return Encode(nullptr) && SaveStatistics(); });
 }
 
 // ---- slots ----

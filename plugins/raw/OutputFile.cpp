@@ -48,8 +48,8 @@ bool OutputFile::Close()
 
 bool OutputFile::Fail(int error)
 {
-    KXLogEx(L"wpraw: can't write [%ls]: %s.", m_path.c_str(), std::generic_category().message(error).c_str());
-    m_error = error ? error : EIO;
+    m_error = error ? error : EIO; // first, since there may be no memory for the text
+    KXLogEx(L"wpraw: can't write [%ls]: %s.", m_path.c_str(), std::generic_category().message(m_error).c_str());
     errno = m_error;
     return false;
 }

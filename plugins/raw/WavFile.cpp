@@ -19,9 +19,6 @@ const ENCODER_MODE s_audioModes[] = {{kRawAudio, 1}, {0, 0}};
 constexpr int kMaxChannels = 32;
 constexpr int kMaxSampleRate = 768'000;
 
-// A file that breaks off in the middle opens up to the last time its header was brought up to date.
-constexpr uint64_t kBytesBetweenUpdates = 1 << 20;
-
 struct WavFile {
     OutputFile file;
     int sampleRate;
@@ -31,6 +28,8 @@ struct WavFile {
     bool refused = false; // a block; the first one is logged
 
     int BlockAlign() const { return channels * 2; }
+    // A file that breaks off in the middle opens up to the last time its header was brought up to date: half a second.
+    uint64_t BytesBetweenUpdates() const { return static_cast<uint64_t>(sampleRate) * channels; }
 };
 
 bool UpdateHeader(WavFile& wav)
@@ -81,7 +80,7 @@ int WriteBlock(void* hFile, const void* pData, KXDWORD)
     if (!wav.file.Write(frame->audio.pData, size))
         return 0;
     wav.dataBytes += size;
-    if (wav.dataBytes - wav.bytesInHeader >= kBytesBetweenUpdates && !UpdateHeader(wav))
+    if (wav.dataBytes - wav.bytesInHeader >= wav.BytesBetweenUpdates() && !UpdateHeader(wav))
         return 0;
     return 1;
 }
@@ -111,7 +110,8 @@ int ReviseRawAudio(EncodeParamAudio* pAudio)
         return 0;
     }
     pAudio->nSampleRate = std::min(pAudio->nSampleRate, kMaxSampleRate);
-    pAudio->nChannels = std::min(pAudio->nChannels, kMaxChannels);
+    if (pAudio->nChannels > kMaxChannels)
+        pAudio->nChannels = 2; // the library converts to no more
     pAudio->nBitsPerSample = 16;
     return 1;
 }

@@ -1,5 +1,5 @@
 /* wptemplate: a small plug-in with every part that a plug-in can have, to copy from. It needs PluginRecords.h and the
- * standard library of C, nothing else.
+ * standard library of C, and logs where there is a log.
  *
  *   TPLV  video encoder   run lengths of the picture's bytes; the extra values pass a summary to the format
  *   TPLA  audio encoder   gathers blocks of 1024 sample blocks; what it holds back at the end leaves by the delay
@@ -35,6 +35,14 @@
 #define EXPORT __attribute__((visibility("default")))
 #else
 #define EXPORT
+#endif
+
+/* The log that EncMgr's hosts have in their process; null elsewhere. Who fails says why. */
+#if defined(__GNUC__)
+void KXLog(const wchar_t* pszText) __attribute__((weak));
+#define TELL(text) (KXLog ? KXLog(L"wptemplate: " text) : (void)0)
+#else
+#define TELL(text) ((void)0)
 #endif
 
 #define FOURCC_VIDEO KX_FOURCC('T', 'P', 'L', 'V')
@@ -76,13 +84,15 @@ static size_t PictureBytes(int width, int height)
 static int ReviseVideo(EncodeParam* pParam)
 {
     EncodeParamVideo* video = &pParam->video;
-    if (video->nWidth <= 0 || video->nHeight <= 0)
-        return 0;
+    if (video->nWidth <= 0 || video->nHeight <= 0 || !(video->dFrameRate >= 0.001 && video->dFrameRate <= 1000.0)) {
+        TELL(L"a picture has 1 to 8192 pixels each way, and there are 0.001 to 1000 in a second.");
+        return 0; /* a NaN is refused, too */
+    }
     if (video->nWidth > MAX_SIDE)
         video->nWidth = MAX_SIDE;
     if (video->nHeight > MAX_SIDE)
         video->nHeight = MAX_SIDE;
-    return video->dFrameRate >= 0.001 && video->dFrameRate <= 1000.0; /* false for a NaN too */
+    return 1;
 }
 
 static void* CreateVideoEncoder(KXDWORD dwFourCC, EncodeParam* pParam)
@@ -182,8 +192,10 @@ typedef struct AudioEncoder {
 /* The library delivers 16 bits, and makes rate and channels what stands here afterwards. */
 static int ReviseAudio(EncodeParamAudio* pAudio)
 {
-    if (pAudio->nSampleRate <= 0 || pAudio->nChannels <= 0)
+    if (pAudio->nSampleRate <= 0 || pAudio->nChannels <= 0) {
+        TELL(L"sound needs a rate and channels.");
         return 0;
+    }
     if (pAudio->nChannels > 2)
         pAudio->nChannels = 2;
     pAudio->nBitsPerSample = 16;
@@ -341,8 +353,10 @@ static void* CreateFile(const wchar_t* pszPath, EncodeParam* pParam)
     const KXDWORD audio = pParam->audio.dwFourCC;
     if ((pParam->bVideoDisabled && pParam->bAudioDisabled) ||
         (!pParam->bVideoDisabled && pParam->video.dwFourCC != FOURCC_VIDEO) ||
-        (!pParam->bAudioDisabled && audio != FOURCC_AUDIO && audio != FOURCC_RAW_AUDIO))
+        (!pParam->bAudioDisabled && audio != FOURCC_AUDIO && audio != FOURCC_RAW_AUDIO)) {
+        TELL(L"a file needs streams of its own encoders.");
         return NULL;
+    }
 
     File* file = calloc(1, sizeof *file);
     char* path = Utf8(pszPath);
@@ -350,6 +364,7 @@ static void* CreateFile(const wchar_t* pszPath, EncodeParam* pParam)
         file->file = fopen(path, "wb");
     free(path);
     if (!file || !file->file) {
+        TELL(L"the file can't be made.");
         free(file);
         return NULL;
     }
