@@ -77,8 +77,8 @@ VideoFacts VideoOf(AVFormatContext& container, AVStream& stream)
     for (int i = 0; pixels && i < pixels->nb_components; ++i)
         facts.bits = std::max(facts.bits, pixels->comp[i].depth);
     const bool isRgb = pixels && (pixels->flags & AV_PIX_FMT_FLAG_RGB);
-    facts.isFullRange = isRgb || par.color_range == AVCOL_RANGE_JPEG;
-    facts.isMatrixStated = !isRgb && par.color_space == facts.stored.colour.matrix;
+    facts.isFullRange = isRgb || StoredNumber(par.color_range) == AVCOL_RANGE_JPEG;
+    facts.isMatrixStated = !isRgb && StoredNumber(par.color_space) == facts.stored.colour.matrix;
     NameColour(facts);
     return facts;
 }

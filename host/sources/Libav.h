@@ -3,6 +3,7 @@
 #define ENCMGR_HOST_LIBAV_H
 
 #include <cerrno>
+#include <cstring>
 #include <memory>
 #include <new>
 #include <string>
@@ -30,6 +31,15 @@ struct LibavFree {
 
 // Has one owner; frames, which go from hand to hand, are shared.
 template <class T> using LibavOwned = std::unique_ptr<T, LibavFree>;
+
+// What libav read from a file into an enumeration: any number may stand there, and only as a number may it be read.
+template <class Enum> int StoredNumber(const Enum& stored)
+{
+    static_assert(sizeof(stored) == sizeof(int));
+    int number = 0;
+    std::memcpy(&number, &stored, sizeof(number));
+    return number;
+}
 
 // A time of a stream; the extremes stay apart from all others.
 inline int64_t ToNanoseconds(int64_t units, AVRational timeBase)

@@ -42,7 +42,7 @@ std::vector<std::string> ChangesOf(const AVCodecParameters& stream, const Turn& 
         return changes;
     const bool isRgb = (pixels->flags & AV_PIX_FMT_FLAG_RGB) != 0;
     const std::string name = av_get_pix_fmt_name(format);
-    const bool isFull = !isRgb && (stream.color_range == AVCOL_RANGE_JPEG || name.starts_with("yuvj"));
+    const bool isFull = !isRgb && (StoredNumber(stream.color_range) == AVCOL_RANGE_JPEG || name.starts_with("yuvj"));
     if (format != AV_PIX_FMT_YUV420P && format != AV_PIX_FMT_YUVJ420P)
         changes.push_back(Format("brought from %s to 4:2:0 of 8 bits", name.c_str()));
     if (isFull)

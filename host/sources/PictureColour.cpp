@@ -12,10 +12,11 @@ namespace host
 namespace
 {
 
-// Reserved code points, and those that records have no room for, say nothing.
-int Said(int codePoint, int unspecified)
+// Reserved code points say nothing.
+template <class Enum> int Said(const Enum& stored, Enum unspecified, Enum end)
 {
-    return codePoint > 0 && codePoint < 256 && codePoint != unspecified && codePoint != 3 ? codePoint : 0;
+    const int codePoint = StoredNumber(stored);
+    return codePoint > 0 && codePoint < end && codePoint != unspecified && codePoint != 3 ? codePoint : 0;
 }
 
 } // namespace
@@ -34,9 +35,11 @@ PictureColour ColourOf(const AVCodecParameters& stream)
 {
     const AVPixFmtDescriptor* const format = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(stream.format));
     const bool isRgb = format && (format->flags & AV_PIX_FMT_FLAG_RGB);
-    const int matrix = isRgb ? 0 : Said(stream.color_space, AVCOL_SPC_UNSPECIFIED); // libav's 0 is RGB, too
+    const int matrix =
+        isRgb ? 0 : Said(stream.color_space, AVCOL_SPC_UNSPECIFIED, AVCOL_SPC_NB); // libav's 0 is RGB, too
     return {matrix ? matrix : UsualMatrix(stream.width, stream.height),
-            Said(stream.color_primaries, AVCOL_PRI_UNSPECIFIED), Said(stream.color_trc, AVCOL_TRC_UNSPECIFIED)};
+            Said(stream.color_primaries, AVCOL_PRI_UNSPECIFIED, AVCOL_PRI_NB),
+            Said(stream.color_trc, AVCOL_TRC_UNSPECIFIED, AVCOL_TRC_NB)};
 }
 
 const char* HdrTransferName(const PictureColour& colour)

@@ -25,7 +25,7 @@ bool IsFullRange(const AVFrame& frame)
     case AV_PIX_FMT_YUVJ444P:
         return true;
     default:
-        return frame.color_range == AVCOL_RANGE_JPEG;
+        return StoredNumber(frame.color_range) == AVCOL_RANGE_JPEG;
     }
 }
 
@@ -53,9 +53,8 @@ int MatrixOf(const AVFrame& frame, int wanted)
 {
     const AVPixFmtDescriptor* descriptor = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
     const bool isRgb = descriptor && (descriptor->flags & AV_PIX_FMT_FLAG_RGB);
-    if (isRgb || frame.colorspace == AVCOL_SPC_UNSPECIFIED || frame.colorspace == AVCOL_SPC_RGB)
-        return wanted;
-    return static_cast<int>(frame.colorspace);
+    const int matrix = StoredNumber(frame.colorspace);
+    return isRgb || matrix == AVCOL_SPC_UNSPECIFIED || matrix == AVCOL_SPC_RGB ? wanted : matrix;
 }
 
 // Several code points stand for one matrix.
