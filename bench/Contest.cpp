@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <benchmark/benchmark.h>
 #include <chrono>
-#include <cmath>
 #include <cstring>
 #include <exception>
 #include <stdexcept>

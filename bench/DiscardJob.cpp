@@ -1,6 +1,7 @@
 #include "bench/DiscardJob.h"
 
 #include "Common/Audio/AudioConverter.h"
+#include "encmgr/EncMgr.h"
 #include "encmgr/Log.h"
 
 #include <cstdlib>

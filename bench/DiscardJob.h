@@ -3,7 +3,7 @@
 #define ENCMGR_BENCH_DISCARD_JOB_H
 
 #include "bench/Image.h"
-#include "encmgr/EncMgr.h"
+#include "encmgr/PluginRecords.h"
 
 #include <cstdint>
 #include <filesystem>

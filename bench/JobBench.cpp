@@ -6,13 +6,13 @@
 
 #include "Common/Audio/AudioConverter.h"
 #include "Common/Image/ImageResize.h"
+#include "encmgr/EncMgr.h"
 #include "media_file/MediaFile.h"
 #include "media_file/PicturePlan.h"
 
 #include <algorithm>
 #include <chrono>
 #include <memory>
-#include <string>
 
 namespace
 {

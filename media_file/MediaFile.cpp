@@ -9,7 +9,6 @@
 #include "media_file/ResizeRect.h"
 #include "text/Utf.h"
 
-#include <cmath>
 #include <cstring>
 #include <cwchar>
 #include <limits>

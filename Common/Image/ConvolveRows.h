@@ -6,7 +6,6 @@
 
 #include "Common/InstructionSet.h"
 
-#include <cstddef>
 #include <cstdint>
 
 constexpr int kBytesPerPixel = 4;

@@ -4,7 +4,7 @@
 #include <csignal>
 #include <cstdint>
 #include <ctime>
-#include <initializer_list>
+#include <initializer_list> // IWYU pragma: keep; loops over lists
 
 namespace host
 {

@@ -3,7 +3,6 @@
 #ifndef ENCMGR_HOST_MESSAGES_H
 #define ENCMGR_HOST_MESSAGES_H
 
-#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <deque>

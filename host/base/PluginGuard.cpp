@@ -13,7 +13,6 @@
 #include <execinfo.h>
 #include <initializer_list>
 #include <string_view>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace host

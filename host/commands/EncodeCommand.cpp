@@ -12,6 +12,7 @@
 #include "host/job/DryRun.h"
 #include "host/job/Job.h"
 #include "host/job/MetadataOptions.h"
+#include "host/job/PlanReport.h"
 #include "host/job/Plugins.h"
 #include "host/job/Report.h"
 #include "host/job/Revisions.h"

@@ -3,6 +3,7 @@
 #include "host/base/ExitCode.h"
 #include "host/base/Interrupt.h"
 #include "host/base/Text.h"
+#include "host/commands/EncodeSources.h"
 #include "host/job/Job.h"
 #include "host/job/JobWriter.h"
 

@@ -2,7 +2,10 @@
 #ifndef ENCMGR_HOST_FIRST_PASS_H
 #define ENCMGR_HOST_FIRST_PASS_H
 
-#include "host/commands/EncodeSources.h"
+#include "host/base/Messages.h"
+#include "host/job/Catalogue.h"
+#include "host/job/EncodeOptions.h"
+#include "host/job/JobPlan.h"
 #include "host/job/OutputFile.h"
 
 namespace host

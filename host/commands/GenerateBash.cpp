@@ -1,4 +1,3 @@
-#include "host/base/Text.h"
 #include "host/commands/Generate.h"
 
 namespace host

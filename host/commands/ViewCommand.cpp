@@ -10,7 +10,6 @@
 
 #include <CLI/CLI.hpp>
 
-#include <cmath>
 #include <filesystem>
 #include <memory>
 

@@ -3,6 +3,7 @@
 #include "host/base/ExitCode.h"
 #include "host/base/Text.h"
 #include "host/job/JobWriter.h"
+#include "host/job/PlanReport.h"
 
 #include <cerrno>
 #include <cstdlib>

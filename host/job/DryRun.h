@@ -2,8 +2,12 @@
 #ifndef ENCMGR_HOST_DRY_RUN_H
 #define ENCMGR_HOST_DRY_RUN_H
 
-#include "host/job/PlanReport.h"
+#include "host/job/Catalogue.h"
+#include "host/job/JobPlan.h"
 #include "host/job/Report.h"
+
+#include <string>
+#include <vector>
 
 namespace host
 {

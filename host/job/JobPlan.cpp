@@ -3,9 +3,7 @@
 #include "host/job/QualityOptions.h"
 #include "host/job/ScalePlan.h"
 
-#include <algorithm>
 #include <climits>
-#include <cmath>
 #include <cstring>
 
 extern "C" {

@@ -1,7 +1,6 @@
 #include "host/sources/LiveClock.h"
 
 #include <chrono>
-#include <cstdlib>
 
 extern "C" {
 #include <libavutil/mathematics.h>

@@ -1,6 +1,5 @@
 #include "host/sources/LiveReader.h"
 
-#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <thread>

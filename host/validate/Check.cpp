@@ -1,7 +1,5 @@
 #include "host/validate/Check.h"
 
-#include <iterator>
-
 namespace host
 {
 

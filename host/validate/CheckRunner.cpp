@@ -9,7 +9,6 @@
 #include "host/validate/StepNote.h"
 #include "host/validate/TemporaryFolder.h"
 
-#include <csignal>
 #include <cstring>
 #include <filesystem>
 #include <fstream>

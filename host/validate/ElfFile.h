@@ -2,7 +2,6 @@
 #ifndef ENCMGR_HOST_ELF_FILE_H
 #define ENCMGR_HOST_ELF_FILE_H
 
-#include <cstdint>
 #include <string>
 #include <vector>
 

@@ -5,7 +5,6 @@
 #include "host/base/ExitCode.h"
 
 #include <array>
-#include <cstdio>
 #include <cstdlib>
 #include <cxxabi.h>
 #include <dlfcn.h>

@@ -4,8 +4,6 @@
 #include "host/validate/StepNote.h"
 #include "host/validate/TrialJob.h"
 
-#include <algorithm>
-#include <iterator>
 #include <random>
 
 namespace host

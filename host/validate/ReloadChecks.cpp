@@ -4,7 +4,6 @@
 #include "host/validate/MemoryUse.h"
 #include "host/validate/TrialJob.h"
 
-#include <algorithm>
 #include <dlfcn.h>
 #include <link.h>
 #include <thread>

@@ -8,7 +8,6 @@
 #include <memory>
 #include <optional>
 #include <sys/stat.h>
-#include <type_traits>
 #include <unistd.h>
 
 namespace host

@@ -4,7 +4,6 @@
 
 #include "encmgr/PluginRecords.h"
 
-#include <string>
 #include <vector>
 
 namespace host

@@ -1,7 +1,5 @@
 #include "host/validate/StepNote.h"
 
-#include "host/base/Text.h"
-
 #include <array>
 #include <cstring>
 #include <fcntl.h>

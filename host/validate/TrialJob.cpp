@@ -1,7 +1,6 @@
 #include "host/validate/TrialJob.h"
 
 #include "encmgr/EncMgr.h"
-#include "host/base/Messages.h"
 #include "host/base/Text.h"
 #include "host/validate/StepNote.h"
 #include "media_file/MediaFile.h"

@@ -6,7 +6,6 @@
 #include "host/validate/TrialCatalogue.h"
 #include "host/validate/TrialFrames.h"
 
-#include <optional>
 #include <string>
 
 namespace host

@@ -9,7 +9,7 @@
 
 #include "encmgr/Export.h"
 
-#include <stddef.h>
+#include <stddef.h> // IWYU pragma: keep; wchar_t in C
 
 #ifdef __cplusplus
 extern "C" {

@@ -2,7 +2,7 @@
 #ifndef ENCMGR_PLUGINS_AV_H
 #define ENCMGR_PLUGINS_AV_H
 
-#include <cstdint> // before libav's headers, which need its macros
+#include <cstdint> // IWYU pragma: keep; before libav's headers, which need its macros
 
 extern "C" {
 #include <libavcodec/avcodec.h>

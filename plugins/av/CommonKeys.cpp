@@ -3,10 +3,8 @@
 #include "encmgr/Log.h"
 #include "plugins/av/CodecOptions.h"
 
-#include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <utility>
 
 namespace
 {

@@ -6,7 +6,6 @@
 #include "plugins/av/Tables.h"
 #include "plugins/support/OptionText.h"
 
-#include <optional>
 #include <string>
 #include <vector>
 

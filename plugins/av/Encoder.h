@@ -5,7 +5,7 @@
 #include "encmgr/Log.h"
 #include "log/CatchAll.h"
 #include "plugins/av/Av.h"
-#include "plugins/av/CodecOptions.h"
+#include "plugins/av/CodecOptions.h" // IWYU pragma: export
 #include "plugins/av/PassStatistics.h"
 #include "plugins/av/Tables.h"
 

@@ -4,7 +4,6 @@
 #include "plugins/support/Text.h"
 
 #include <cerrno>
-#include <stdio.h>
 #include <system_error>
 
 bool OutputFile::Open(const wchar_t* path)

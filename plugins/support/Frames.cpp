@@ -1,7 +1,6 @@
 #include "plugins/support/Frames.h"
 
 #include <algorithm>
-#include <cstdlib>
 
 namespace
 {

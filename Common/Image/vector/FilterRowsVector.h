@@ -8,6 +8,8 @@
 #include "Common/Image/ConvolveRows.h"
 #include "Common/Image/vector/ConvolveSmoothing.h"
 
+#include <cstddef>
+
 namespace
 {
 
