@@ -251,21 +251,30 @@ class Job:
                 raise ValueError("the job has no audio: give encmgr.open audio=encmgr.Audio(rate, channels)")
             block = _samples16(samples, self._plan.audio.channels)
             rate = self._plan.audio.samplerate
-            start = round(Fraction(self._samples * _TICKS, rate)) if time is None else _ticks(time)
+            start = self._samples if time is None else round(Fraction(_ticks(time) * rate, _TICKS))
+            count = len(block)
+            if self._plan.video is None:  # without pictures the library keeps no clock
+                silence = np.zeros((_BLOCK, block.shape[1]), np.int16)
+                while self._samples < start:
+                    self._write_samples(handle, silence[:start - self._samples], self._samples)
+                block = block[self._samples - start:]
+                start = self._samples
+            self._write_samples(handle, block, start)
+            return count
+
+    def _write_samples(self, handle: int, samples: np.ndarray, start: int) -> None:
+        rate = self._plan.audio.samplerate
+        for done in range(0, len(samples), _BLOCK):
+            part = samples[done:done + _BLOCK]
+            ticks = round(Fraction((start + done) * _TICKS, rate))
+            media = r.MediaFrame(llTimeStamp=ticks, llStreamTime=ticks, nDuration=len(part) * _TICKS // rate)
+            media.audio = r.FrameAudio(rate, part.shape[1], 16, part.ctypes.data, part.nbytes, part.nbytes)
             mark = self._lib.log.mark()
-            for done in range(0, len(block), _BLOCK):
-                part = block[done:done + _BLOCK]
-                ticks = start + round(Fraction(done * _TICKS, rate))
-                media = r.MediaFrame(llTimeStamp=ticks, llStreamTime=ticks, nDuration=len(part) * _TICKS // rate)
-                media.audio = r.FrameAudio(rate, block.shape[1], 16, part.ctypes.data, part.nbytes, part.nbytes)
-                c.set_errno(0)
-                if self._lib.job.FCWriteAudioData(handle, media) <= 0 and c.get_errno() in _REFUSED:
-                    self._raise_if_refused("audio", self._lib.log.since(mark))
-            if time is None:
-                self._samples += len(block)
-            else:
-                self._samples = start * rate // _TICKS + len(block)
-            return len(block)
+            c.set_errno(0)
+            # A block that is cut as a whole gives 0, too, and a line.
+            if self._lib.job.FCWriteAudioData(handle, media) <= 0 and c.get_errno() in _REFUSED:
+                self._raise_if_refused("audio", self._lib.log.since(mark))
+            self._samples = start + done + len(part)
 
     def _raise_if_refused(self, what: str, log: list[str]) -> None:
         """A picture that isn't due leaves neither an error number of the system nor a line."""
@@ -292,6 +301,8 @@ class Job:
             number = self._refused or (c.get_errno() if c.get_errno() in _REFUSED else 0)
             log = self._log()
             try:
+                if not self._pictures and not self._samples:
+                    raise EncodeError(f"{self._output.path}: nothing was written", log)
                 if complete is False:
                     raise EncodeError(f"{self._output.path}: the file isn't whole"
                                       + (f": {os.strerror(number)}" if number else ""), log, number)

@@ -110,7 +110,7 @@ def _find() -> _Paths:
     )
 
 
-_SCALERS = ("nearest_32", "bilinear_32", "convolution_32", "nearest_8", "bilinear_8")
+_SCALERS = ("nearest_32", "bilinear_32", "convolution_32", "bilinear_8")
 
 
 def _declare(job: c.CDLL, toolbox: c.CDLL, log: c.CDLL) -> None:

@@ -199,11 +199,6 @@ def _image(array: np.ndarray, bits: int) -> r.Image:
     return r.Image(array.ctypes.data + (height - 1) * pitch, width, height, -pitch, bits, 0, 0, width, height)
 
 
-def _top_down(array: np.ndarray) -> r.Image:
-    height, width = array.shape
-    return r.Image(array.ctypes.data, width, height, width, 8, 0, 0, width, height)
-
-
 def _scale_32(source: np.ndarray, size: tuple[int, int], method: str) -> np.ndarray:
     target = np.zeros((size[1], size[0], 4), np.uint8)
     name = {"bilinear": "bilinear_32", "nearest": "nearest_32", "cubic": "convolution_32"}[method]
@@ -213,14 +208,10 @@ def _scale_32(source: np.ndarray, size: tuple[int, int], method: str) -> np.ndar
 
 
 def _scale_8(source: np.ndarray, size: tuple[int, int], method: str) -> np.ndarray:
-    if method == "cubic":  # which the toolbox has for four bytes
+    if method != "bilinear":  # as in pictures of four bytes, to the same positions
         return _scale_32(np.repeat(source[..., None], 4, axis=2), size, method)[..., 0].copy()
     source, target = np.ascontiguousarray(source), np.zeros((size[1], size[0]), np.uint8)
-    toolbox = _library.library().toolbox
-    if method == "nearest":
-        _done(toolbox.encmgr_nearest_8(c.byref(_top_down(source)), c.byref(_top_down(target))), "scale")
-    else:
-        _done(toolbox.encmgr_bilinear_8(c.byref(_image(source, 8)), c.byref(_image(target, 8))), "scale")
+    _done(_library.library().toolbox.encmgr_bilinear_8(c.byref(_image(source, 8)), c.byref(_image(target, 8))), "scale")
     return target
 
 
