@@ -28,7 +28,8 @@ def test_pictures_of_every_kind_come_back(width, height):
     rgb = noise(height, width, 3)
     planes = yuv_of(rgb)
     wide = [np.repeat(plane, 2, axis=0) for plane in planes]
-    kinds = [rgb, np.dstack([rgb, rgb[..., 0]]), planes, [w[::2] for w in wide], [p[::-1].copy()[::-1] for p in planes]]
+    kinds = [rgb, np.dstack([rgb, rgb[..., 0]]), planes, [w[::2] for w in wide], [p[::-1].copy()[::-1] for p in planes],
+             [np.repeat(plane, 2, axis=1)[:, ::2] for plane in planes]]
     if width % 2 == 0:
         kinds.append(np.concatenate([p.ravel() for p in planes]).reshape(height * 3 // 2, width))
     with encmgr.open("a.mkv", size=(width, height), rate=25, video="ffv1") as job:
@@ -103,15 +104,21 @@ def test_an_exception_leaves_the_old_file():
     assert sorted(os.listdir()) == ["a.y4m", "link.y4m"] and len(pictures_in("a.y4m", 64, 48)) == 3
 
 
-def test_failures_carry_the_log():
+def test_failures_carry_the_log(monkeypatch):
     with pytest.raises(encmgr.EncodeError, match="nosuch") as caught:
         written("a.mkv", video="FFV1", options={"nosuch": 1})
     assert any("nosuch" in line for line in caught.value.log)
     with pytest.raises(encmgr.EncodeError) as caught:
         written("/dev/full", count=3, format="Y4M")
     assert caught.value.errno == errno.ENOSPC
+    with pytest.raises(encmgr.EncodeError, match="whole"), encmgr.open("/dev/full", size=(8, 8), format="Y4M") as job:
+        job.write(noise(8, 8, 3))  # which waits for the close
     with pytest.raises(FileNotFoundError):
         written("nosuch/a.mkv")
+    with monkeypatch.context() as patch:  # as if an encoder couldn't be made
+        patch.setattr(encmgr._job, "_LOST", re.compile("Create File"))
+        with pytest.raises(encmgr.EncodeError, match="encoder can't"):
+            written()
     with pytest.raises(encmgr.EncodeError):
         encmgr.open("a.mkv", size=(64, 48), video="FFV1").close()  # not a single picture
     assert os.listdir() == []

@@ -20,6 +20,8 @@ def test_rgb_becomes_planes_and_back(width, height):
     for view in (rgba, rgba[..., :3], wide[::2, 4:4 + width], rgb[::-1].copy()[::-1], np.asfortranarray(rgb),
                  rgb[..., ::-1].copy()[..., ::-1]):
         assert same(encmgr.convert(view, "planes"), planes)
+    row = np.broadcast_to(rgb[:1], rgb.shape)
+    assert same(encmgr.convert(row, "planes"), yuv_of(row))
     y, u, v = (plane.astype(int) for plane in planes)
     u, v = (np.repeat(np.repeat(c, 2, 0), 2, 1)[:height, :width] for c in (u, v))
     model = np.stack([(9536 * y + 13074 * v - 1826095) >> 13, (9536 * y + 1109918 - 6660 * v - 3203 * u) >> 13,
