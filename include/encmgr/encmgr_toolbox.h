@@ -118,8 +118,8 @@ typedef struct encmgr_rgb {
     int bytes_per_pixel; /* 3 or 4 */
 } encmgr_rgb;
 
-/* Both of one size. The bytes of encmgr_bgra_to_i420 and encmgr_i420_to_bgra; an odd last column or row counts as if the
- * picture went on with a copy of it, so that every pixel is converted, and nothing is written beyond a row. */
+/* Both of one size. The bytes of encmgr_bgra_to_i420 and encmgr_i420_to_bgra; an odd last column or row counts as if
+ * the picture went on with a copy of it, so that every pixel is converted, and nothing is written beyond a row. */
 ENCMGR_API int encmgr_rgb_to_i420(const encmgr_rgb* src, const encmgr_planes* dst);
 ENCMGR_API int encmgr_i420_to_rgb(const encmgr_planes* src, const encmgr_rgb* dst);
 
