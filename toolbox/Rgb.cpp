@@ -5,6 +5,8 @@
 #include "toolbox/Checks.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 
 namespace
@@ -31,21 +33,21 @@ bool IsUsable(const encmgr_rgb* rgb, const encmgr_planes* planes)
 
 template <int bytes> void ToBgra(const unsigned char* from, int count, unsigned char* to)
 {
-    for (int i = 0; i < count; ++i) {
-        to[kBgra * i] = from[bytes * i + 2];
-        to[kBgra * i + 1] = from[bytes * i + 1];
-        to[kBgra * i + 2] = from[bytes * i];
+    for (int i = 0; i < count; ++i, from += bytes, to += kBgra) {
+        to[0] = from[2];
+        to[1] = from[1];
+        to[2] = from[0];
     }
 }
 
 template <int bytes> void FromBgra(const unsigned char* from, int count, unsigned char* to)
 {
-    for (int i = 0; i < count; ++i) {
-        to[bytes * i] = from[kBgra * i + 2];
-        to[bytes * i + 1] = from[kBgra * i + 1];
-        to[bytes * i + 2] = from[kBgra * i];
+    for (int i = 0; i < count; ++i, from += kBgra, to += bytes) {
+        to[0] = from[2];
+        to[1] = from[1];
+        to[2] = from[0];
         if (bytes == 4)
-            to[bytes * i + 3] = 255;
+            to[3] = 255;
     }
 }
 
@@ -88,7 +90,8 @@ int encmgr_rgb_to_i420(const encmgr_rgb* src, const encmgr_planes* dst)
         tagBITMAPINFOHEADER header = HeaderOf(even);
         Argb_2_yuv420(part.y, part.u, part.v, kPart, kPart / 2, kPart / 2, &header, part.pixels);
         for (int row = 0; row < rows; ++row)
-            std::memcpy(dst->y + (y + row) * dst->pitch_y + x, part.y + row * kPart, static_cast<size_t>(count));
+            std::memcpy(dst->y + (y + row) * dst->pitch_y + x, part.y + ptrdiff_t{row} * kPart,
+                        static_cast<size_t>(count));
         std::memcpy(dst->u + y / 2 * dst->pitch_u + x / 2, part.u, static_cast<size_t>(even / 2));
         std::memcpy(dst->v + y / 2 * dst->pitch_v + x / 2, part.v, static_cast<size_t>(even / 2));
     });
