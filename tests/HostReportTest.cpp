@@ -30,6 +30,45 @@ protected:
 
 } // namespace
 
+TEST_F(HostReportTest, TellsAnotherRunThatTheWorkIsDone)
+{
+    ASSERT_EQ(Shell("encmgr -q encode testcard:seconds=1,size=320x240 -o a.mkv --vc ffv1 && cp a.mkv b.mkv"), 0)
+        << m_said;
+    const auto isDone = [this](const std::string& arguments) {
+        EXPECT_EQ(Run("encode " + arguments + " --vc ffv1 -y --report r.json --skip-done"), 0) << m_said;
+        return Said("is there already, says r.json");
+    };
+    EXPECT_FALSE(isDone("a.mkv -o o.mkv"));
+    EXPECT_TRUE(isDone("a.mkv -o o.mkv"));
+    for (const std::string what : {
+             "touch a.mkv", // the input
+             "touch o.mkv", // or the output is another file
+             "rm o.mkv",
+             "echo >> o.mkv", //
+             "echo [] > r.json",
+             "echo {} > r.json", // not the report of it
+             "sed -i 's/\"code\":0/\"code\":3/' r.json",
+             "sed -i 's/encmgr 0/encmgr 9/' r.json",
+             "sed -i 's/\"schema\": 1/\"schema\": 2/' r.json",
+         }) {
+        ASSERT_EQ(Shell(what), 0) << m_said;
+        EXPECT_FALSE(isDone("a.mkv -o o.mkv")) << what;
+        EXPECT_TRUE(isDone("a.mkv -o o.mkv")) << what;
+    }
+    EXPECT_FALSE(isDone("a.mkv -o o.mkv --frames 20")); // other options
+    EXPECT_FALSE(isDone("a.mkv -o o.mkv"));
+    EXPECT_FALSE(isDone("a.mkv -o p.mkv")); // another output
+    EXPECT_FALSE(isDone("b.mkv -o p.mkv")); // or input
+    EXPECT_FALSE(isDone("b.mkv -a a.mkv -o p.mkv"));
+    EXPECT_TRUE(isDone("b.mkv -a a.mkv -o p.mkv"));
+    EXPECT_FALSE(isDone("testcard:seconds=1 -o t.mkv"));
+    EXPECT_TRUE(isDone("testcard:seconds=1 -o t.mkv"));
+    EXPECT_TRUE(isDone("testcard:seconds=1 -o t.mkv --dry-run"));
+    EXPECT_EQ(Run("encode a.mkv -o n.mkv --vc ffv1 --expect-frames 26"), 11);
+    EXPECT_TRUE(Said("25 pictures, and 26 are expected") && !std::filesystem::exists(Path("n.mkv"))) << m_said;
+    EXPECT_EQ(Run("encode a.mkv -o n.wav --expect-frames 26"), 2) << m_said;
+}
+
 TEST_F(HostReportTest, TellsWhatWasDone)
 {
     ASSERT_EQ(

@@ -48,6 +48,19 @@ TEST_F(HostSelectTest, APartHasThePicturesThatTheWholeHasThere)
         ASSERT_EQ(Run(std::string("-q encode ") + name + " -o whole.y4m -y"), 0) << m_said;
         const std::string whole = Bytes("whole.y4m");
         const size_t header = whole.find('\n') + 1;
+        // Chunks that begin where one ended make the whole again.
+        std::string joined = whole.substr(0, header);
+        for (int i = 0; i < 4; ++i) {
+            const long long nanoseconds = 45LL * i * 1'001'000'000'000 / 30'000;
+            const std::string time = std::to_string(nanoseconds / 1'000'000'000) + "." +
+                                     std::to_string(1'000'000'000 + nanoseconds % 1'000'000'000).substr(1);
+            ASSERT_EQ(Run(std::string("-q encode ") + name + " -o part.y4m -y --frames 45 --expect-frames 45 --start " +
+                          time),
+                      0)
+                << m_said;
+            joined += Bytes("part.y4m").substr(header);
+        }
+        EXPECT_TRUE(joined == whole) << name;
         for (const auto& [start, first] : {std::pair("0.334", 10), {"3.0363", 91}, {"00:00:05.839", 175}})
             for (const std::string& input : {std::string(name), "- <" + std::string(name)}) {
                 if (input == "- <a.mp4") // whose index stands at its end

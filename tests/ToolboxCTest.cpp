@@ -4,6 +4,7 @@
 #include "Common/Image/ImageResize.h"
 #include "encmgr/encmgr_toolbox.h"
 
+#include <algorithm>
 #include <array>
 #include <climits>
 #include <gtest/gtest.h>
@@ -143,6 +144,51 @@ TEST(ToolboxCTest, BitmapsAndPlanesBecomeEachOther)
     EXPECT_EQ(encmgr_yuv_to_rgb(16, 128, 128, &a, &b, &c), 1);
     EXPECT_EQ((std::array{a, b, c}), (std::array{0, 0, 0}));
     EXPECT_EQ(encmgr_rgb_to_yuv(256, 0, 0, &a, &b, &c) + encmgr_yuv_to_rgb(0, -1, 0, &a, &b, &c), 0);
+}
+
+TEST(ToolboxCTest, PixelsOfTheOtherOrderAreTheSame)
+{
+    const std::tuple<int, int, int> sizes[] = {{1, 1, 3}, {3, 2, 4}, {2, 5, 3}, {515, 3, 4}, {1026, 4, 3}};
+    for (const auto& [w, h, bytes] : sizes) {
+        SCOPED_TRACE(testing::Message() << w << "x" << h);
+        // Both as they are and, with a copy of an odd last column and row, as the library takes them.
+        const int even[] = {w + w % 2, h + h % 2};
+        Bytes pixels = Noise(1), bgra(pixels.size()), expected = Noise(2), target = expected;
+        const encmgr_rgb rgb = {pixels.data(), w, h, w * bytes + 1, bytes};
+        for (int y = 0; y < even[1]; ++y)
+            for (int x = 0; x < even[0]; ++x)
+                for (int c = 0; c < 3; ++c)
+                    bgra[4U * (y * even[0] + x) + 2 - c] =
+                        pixels[1U * std::min(y, h - 1) * rgb.pitch + std::min(x, w - 1) * bytes + c];
+        const auto planes = [&](Bytes& bytes_, int width, int height) {
+            return encmgr_planes{bytes_.data(), bytes_.data() + 20000, bytes_.data() + 40000, 1031, 517, 518, width,
+                                 height};
+        };
+        const encmgr_planes p = planes(target, w, h), q = planes(expected, even[0], even[1]);
+        EXPECT_EQ(encmgr_rgb_to_i420(&rgb, &p), 1);
+        EXPECT_EQ(encmgr_bgra_to_i420(bgra.data(), &q), 1);
+        for (int y = 0; y < h; ++y)
+            EXPECT_TRUE(std::equal(p.y + y * 1031, p.y + y * 1031 + w, q.y + y * 1031));
+        EXPECT_TRUE(std::equal(p.u, target.data() + target.size(), q.u));
+        EXPECT_EQ(target[w], Noise(2)[w]); // nothing beyond a row
+
+        EXPECT_EQ(encmgr_i420_to_rgb(&p, &rgb), 1);
+        EXPECT_EQ(encmgr_i420_to_bgra(&q, bgra.data()), 1);
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w * bytes; ++x) {
+                const int c = x % bytes;
+                ASSERT_EQ(pixels[1U * y * rgb.pitch + x], bgra[4U * (y * even[0] + x / bytes) + (c == 3 ? 3 : 2 - c)]);
+            }
+        EXPECT_EQ(pixels[1U * w * bytes], Noise(1)[1U * w * bytes]);
+
+        encmgr_rgb bad[] = {rgb, rgb, rgb, rgb};
+        bad[0].bits = nullptr;
+        bad[1].bytes_per_pixel = 2;
+        bad[2].width = w + 1;
+        bad[3].height = 0;
+        for (const encmgr_rgb& other : bad)
+            EXPECT_EQ(encmgr_rgb_to_i420(&other, &p) + encmgr_i420_to_rgb(&p, &other), 0);
+    }
 }
 
 TEST(ToolboxCTest, RectanglesStayInside)

@@ -147,6 +147,12 @@ TEST(Verdict, IsTheFirstThatKeepsTheFileFromBeingGood)
         {[](Ended& e) { e.Main().m_damaged = 2; }, "0; in: 2 errors; what couldn't be decoded is left out; " + good},
         {[](Ended& e) { e.Main().m_brokenOff = "gone", e.Main().m_duration = 900 * kSecond; },
          "3; in breaks off: gone; " + good},
+        {[](Ended& e) { e.options.expectedPictures = 100; }, "0; " + good},
+        {[](Ended& e) { e.options.expectedPictures = 101; }, "11; /dev/null: 100 pictures, and 101 are expected"},
+        {[](Ended& e) { e.options.expectedPictures = 100, e.report = {}; },
+         "11; /dev/null: 99 pictures, and 100 are expected"},
+        {[](Ended& e) { e.Main().m_brokenOff = "gone", e.options.expectedPictures = 101; },
+         "3; in breaks off: gone; /dev/null: 100 pictures, and 101 are expected"},
         {[](Ended& e) { e.Main().m_brokenOff = "gone", e.isLive = true; }, "3; in breaks off: gone; " + good},
         {[](Ended& e) { e.Main().m_duration = 5 * kSecond; }, "0; " + good},
         {[](Ended& e) { e.Main().m_duration = 5'100'000'000; },
@@ -283,12 +289,14 @@ TEST(Report, HasItsPlaceForEachFigure)
     EXPECT_EQ(json["input"]["path"], here + "/in");
     json["input"].erase("path"), json["audio_input"].erase("path"), json.erase("started");
     json.erase("program"), json.erase("resources");
+    EXPECT_EQ(json["options"]["start"], 1'500'000'000);
+    json.erase("options");
     EXPECT_EQ(
         JsonLine(json),
-        R"({"schema":1,"dry_run":false,"input":{"name":"in","duration_seconds":4.0,"video":{"width":64,"height":48,)"
+        R"({"schema":1,"dry_run":false,"input":{"name":"in","file":null,"duration_seconds":4.0,"video":{"width":64,"height":48,)"
         R"("pixel_aspect":"4:3","rate":"30000/1001"},"audio":{"sample_rate":8000,"channels":1},"errors":0,)"
-        R"("broken_off":null,"start_seconds":1.5},"audio_input":{"name":"sound","duration_seconds":null,"video":null,)"
-        R"("audio":{"sample_rate":8000,"channels":1},"errors":7,"broken_off":"gone"},"output":{"name":"-","path":null,)"
+        R"("broken_off":null,"start_seconds":1.5},"audio_input":{"name":"sound","file":null,"duration_seconds":null,"video":null,)"
+        R"("audio":{"sample_rate":8000,"channels":1},"errors":7,"broken_off":"gone"},"output":{"name":"-","path":null,"file":null,)"
         R"("bytes":null},"plan":"the plan","position_seconds":4.0,"video":{"pictures_in":4,"written":99,"repeated":98,)"
         R"("dropped":3,"largest_run_repeated":98,"largest_run_dropped":2},"audio":{"samples_in":60,"samples_out":50,)"
         R"("filled_seconds":0.01,"cut_seconds":0.04,"gaps":1,"dropped_blocks":1},"exit":{"code":1,"signal":null},)"

@@ -5,6 +5,7 @@
 #include "Common/Audio/AudioConverter.h"
 #include "Common/Image/ImageConvert.h"
 #include "Common/Image/ImageResize.h"
+#include "toolbox/Checks.h"
 
 #include <cstdint>
 #include <new>
@@ -16,12 +17,6 @@ struct encmgr_converter {
 
 namespace
 {
-
-// Whether rows of so many bytes don't overlap. One row has no pitch.
-bool IsPitch(int pitch, int64_t bytes, int rows)
-{
-    return rows == 1 || pitch >= bytes || -int64_t{pitch} >= bytes;
-}
 
 bool IsInside(int at, int64_t count, int size)
 {
@@ -36,11 +31,6 @@ int64_t Even(int count)
 bool AreEven(int a, int b, int c, int d)
 {
     return ((a | b | c | d) & 1) == 0;
-}
-
-int Chroma(int side)
-{
-    return side / 2 + side % 2;
 }
 
 // ---- scalers ----
@@ -85,15 +75,6 @@ int ScaleChroma(Scaler scaler, const encmgr_image* src, const encmgr_image* dst)
 }
 
 // ---- planar 4:2:0 ----
-
-bool IsUsable(const encmgr_planes* planes)
-{
-    if (!planes || !planes->y || !planes->u || !planes->v || planes->width <= 0 || planes->height <= 0)
-        return false;
-    const int width = Chroma(planes->width), height = Chroma(planes->height);
-    return IsPitch(planes->pitch_y, planes->width, planes->height) && IsPitch(planes->pitch_u, width, height) &&
-           IsPitch(planes->pitch_v, width, height);
-}
 
 bool AscendsInMemory(const encmgr_planes& planes)
 {

@@ -21,6 +21,7 @@ enum ExitCode {
     kExitPacing = 8,     // the source's clock breaks a limit that the job sets
     kExitInternal = 9,   // a fault of the program itself, or no memory is left
     kExitPluginEnd = 10, // a plug-in has ended the program, or doesn't come back from being loaded
+    kExitFewer = 11,     // fewer pictures came than were expected
     kExitSignal = 128,   // plus the signal's number; Ctrl-C gives 130
 };
 

@@ -64,8 +64,9 @@ const char* const kExitCodeHelp = R"(Exit codes:
   8    the input's clock breaks --max-gap or --strict-cfr
   9    an internal error, or no memory is left
   10   a plug-in ended the program, or didn't come back from being loaded
+  11   fewer pictures came than --expect-frames
   130  interrupted by Ctrl-C; the file is finished up to there
-After 1 to 9 nothing is left of a new file, and an old one is as it was; 3 may leave
+After 1 to 9, and 11, nothing is left of a new file, and an old one is as it was; 3 may leave
 the part of an input that broke off.
 )";
 

@@ -146,6 +146,15 @@ void AddLimits(CLI::App& command, EncodeOptions& options)
         ->group(group);
     command.add_flag("--strict-cfr", options.isStrict, "Fail if a picture has to be repeated or left out")
         ->group(group);
+    AddInteger(command, "--expect-frames", options.expectedPictures, {1, 2'000'000'000}, "a count from 1 to 2000000000",
+               "Fail, and leave no file, if it would have fewer pictures")
+        ->type_name("N")
+        ->group(group);
+    command
+        .add_flag("--skip-done", options.skipsDone,
+                  "End at once if --report FILE shows that OUTPUT was made from this INPUT by these options")
+        ->needs("--report")
+        ->group(kTold);
     command.add_flag("--dry-run", options.isDryRun, "Set the job up, print what it would do, and leave no file")
         ->group(kTold);
     AddPluginCheck(command, options.checksPlugins);

@@ -9,6 +9,7 @@
 #include "host/commands/JobGuard.h"
 #include "host/commands/OutputName.h"
 #include "host/commands/QualityCheck.h"
+#include "host/job/DoneJob.h"
 #include "host/job/DryRun.h"
 #include "host/job/Job.h"
 #include "host/job/MetadataOptions.h"
@@ -129,6 +130,8 @@ int RunPasses(const Task& task)
 int RunEncode(const EncodeOptions& options, const Catalogue& catalogue, Report& report, Messages& messages)
 {
     const Choice choice = catalogue.Choose(options);
+    if (options.expectedPictures && !choice.video)
+        throw HostError(kExitUsage, "--expect-frames: the file has no video");
     CheckQuality(options, choice);
     if (options.passes > 1)
         CheckReadableTwice(options);
@@ -167,6 +170,10 @@ void AddEncodeCommand(CLI::App& program, Run& chosen)
     AddEncodeArguments(*command, *options);
     command->callback([options, &chosen] {
         chosen = [options](const CommonOptions& common, Messages& messages) {
+            if (options->skipsDone && IsDone(*options)) {
+                messages.Say(Format("%s is there already, says %s", options->output.c_str(), options->report.c_str()));
+                return static_cast<int>(kExitGood);
+            }
             Report report(*options, messages);
             return report.Around([&] {
                 if (options->checksPlugins)

@@ -32,6 +32,21 @@ std::string FailureOf(const EndedJob& ended)
     return {};
 }
 
+// A file with fewer pictures than were expected is no good one, whoever is to blame.
+void CheckCount(const EndedJob& ended, bool isBroken, int signal)
+{
+    if (!ended.options.expectedPictures)
+        return;
+    const int64_t pictures = ended.report.wasCalled ? ended.report.pictures : ended.job.GetCounts().pictures;
+    if (pictures < *ended.options.expectedPictures)
+        throw HostError(signal     ? kExitSignal + signal
+                        : isBroken ? kExitInput
+                                   : kExitFewer,
+                        Format("%s: %lld pictures, and %lld are expected", ended.output.Path().c_str(),
+                               static_cast<long long>(pictures),
+                               static_cast<long long>(*ended.options.expectedPictures)));
+}
+
 void PrintSummary(const EndedJob& ended, Messages& messages)
 {
     const Counts& counts = ended.job.GetCounts();
@@ -106,6 +121,7 @@ int Judge(const EndedJob& ended, Messages& messages)
     if (isWhole && plan.hasAudio && !job.HadAudio() && sources.Audio()->Damaged())
         throw HostError(kExitInput, "none of the audio could be decoded (--an leaves it out)");
 
+    CheckCount(ended, isBroken, signal);
     output.Publish();
     PrintSummary(ended, messages);
     if (isLive)

@@ -41,8 +41,9 @@ struct EncodeOptions {
     int channels = 0;                 // 0: the source's
     bool isLibraryResampling = false; // rather than the source
     std::optional<int64_t> pictures;
-    std::optional<double> quality; // constant, on the encoder's scale
-    std::string preset;            // empty: the encoder's own
+    std::optional<int64_t> expectedPictures; // fewer are a failure
+    std::optional<double> quality;           // constant, on the encoder's scale
+    std::string preset;                      // empty: the encoder's own
     std::string tune;
     std::optional<int> keyDistance; // pictures from one that stands by itself to the next, at most
     int passes = 1;                 // over the source
@@ -62,6 +63,7 @@ struct EncodeOptions {
     bool neverOverwrite = false;
     bool isDryRun = false;
     bool checksPlugins = false; // each in a process of its own, before they are loaded
+    bool skipsDone = false;     // if the report says that the output is what would be made
     std::string report;         // empty: none; "-": the standard output
     ProgressKind progress = ProgressKind::kAuto;
 };

@@ -4,6 +4,7 @@
 #include "host/base/Interrupt.h"
 #include "host/base/Text.h"
 #include "host/base/WholeFile.h"
+#include "host/job/DoneJob.h"
 #include "host/job/JobPlan.h"
 
 #include <ctime>
@@ -26,17 +27,23 @@ std::string TimeText()
     return text;
 }
 
-// A name as it was given, and where the file is, for those who read the report elsewhere; null for what is no file.
+// A name as it was given, and where the file is.
 Json NamedJson(const std::string& name)
 {
-    std::error_code error;
-    const bool isFile = name != "-" && name.find("://") == std::string::npos && !name.starts_with("testcard:");
-    return {{"name", name}, {"path", isFile ? Json(std::filesystem::absolute(name, error).string()) : Json()}};
+    return {{"name", name}, {"path", AbsolutePath(name)}};
 }
 
-Json SourceJson(const std::string& name, const Source& source)
+// As the file is before anything is read of it.
+Json InputJson(const std::string& name)
 {
     Json json = NamedJson(name);
+    json["file"] = FileStateJson(name);
+    return json;
+}
+
+// Adds to what is known of it already.
+void AddSource(Json& json, const Source& source)
+{
     json["duration_seconds"] = source.Duration() > 0 ? Json(InSeconds(source.Duration())) : Json();
     json["video"] = nullptr;
     json["audio"] = nullptr;
@@ -49,7 +56,6 @@ Json SourceJson(const std::string& name, const Source& source)
         json["audio"] = {{"sample_rate", audio->sampleRate}, {"channels", audio->channels}};
     json["errors"] = source.Damaged();
     json["broken_off"] = source.BrokenOff().empty() ? Json() : Json(source.BrokenOff());
-    return json;
 }
 
 Json PicturesJson(const Counts& counts)
@@ -102,21 +108,31 @@ double Seconds(const timeval& time)
 
 } // namespace
 
+const char* const kReportProgram = "encmgr " ENCMGR_VERSION;
+
+Json AbsolutePath(const std::string& name)
+{
+    std::error_code error;
+    const bool isFile = name != "-" && name.find("://") == std::string::npos && !name.starts_with("testcard:");
+    return isFile ? Json(std::filesystem::absolute(name, error).string()) : Json();
+}
+
 Report::Report(const EncodeOptions& options, Messages& messages)
     : m_path(options.report), m_options(options), m_messages(messages), m_start(std::chrono::steady_clock::now()),
       m_json({{"schema", kReportSchema},
-              {"program", std::string("encmgr ") + ENCMGR_VERSION},
+              {"program", kReportProgram},
               {"started", TimeText()},
               {"dry_run", options.isDryRun},
-              {"input", NamedJson(options.input)},
-              {"audio_input", options.audioInput.empty() ? Json() : NamedJson(options.audioInput)},
+              {"options", OptionsJson(options)},
+              {"input", InputJson(options.input)},
+              {"audio_input", options.audioInput.empty() ? Json() : InputJson(options.audioInput)},
               {"output", NamedJson(options.output)},
               {"plan", nullptr},
               {"position_seconds", nullptr},
               {"video", nullptr},
               {"audio", nullptr}})
 {
-    m_json["output"]["bytes"] = nullptr;
+    m_json["output"]["bytes"] = m_json["output"]["file"] = nullptr;
     if (m_path.empty())
         return;
     if (m_path == "-" && options.output == "-")
@@ -145,10 +161,10 @@ int Report::Around(const std::function<int()>& job)
 
 void Report::SetInput(const Source& main, const Source* separateAudio)
 {
-    m_json["input"] = SourceJson(m_options.input, main);
+    AddSource(m_json["input"], main);
     m_json["input"]["start_seconds"] = InSeconds(m_options.start);
     if (separateAudio)
-        m_json["audio_input"] = SourceJson(m_options.audioInput, *separateAudio);
+        AddSource(m_json["audio_input"], *separateAudio);
 }
 
 void Report::SetResult(const Tally& tally, const JobPlan& plan, const OutputFile& output)
@@ -172,6 +188,8 @@ void Report::NoteEnd(int exitCode, const std::string* error)
     m_json["resources"] = {{"wall_seconds", wall.count()},
                            {"cpu_seconds", Seconds(used.ru_utime) + Seconds(used.ru_stime)},
                            {"peak_memory_bytes", int64_t{used.ru_maxrss} * 1024}};
+    if (exitCode == kExitGood && !m_options.isDryRun)
+        m_json["output"]["file"] = FileStateJson(m_options.output);
     m_json["exit"] = {{"code", exitCode}, {"signal", exitCode > kExitSignal ? Json(exitCode - kExitSignal) : Json()}};
     Json& said = m_json["messages"] = Json::array();
     for (const Said& one : m_messages.AllSaid())

@@ -18,6 +18,12 @@ namespace host
 // Of the reports. It rises when a member is taken away or means something else, and stays when one is added.
 constexpr int kReportSchema = 1;
 
+// Who writes them, with the version.
+extern const char* const kReportProgram;
+
+// Where the file of a name is, for those who read the report elsewhere; null for what is no file.
+Json AbsolutePath(const std::string& name);
+
 // Filled while the job comes to be; what it never came to stays null.
 class Report
 {

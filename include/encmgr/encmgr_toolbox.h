@@ -108,6 +108,21 @@ ENCMGR_API int encmgr_bgr32_to_i420_alpha(unsigned char* bits, const encmgr_plan
 /* Each pixel by encmgr_rgb_to_yuv. Leaves out an odd last column and row. */
 ENCMGR_API int encmgr_bgr24_to_i420_rounded(unsigned char* bits, const encmgr_planes* dst);
 
+/* Pixels in the order R, G, B, as numeric software has them, top-down. The fourth byte of four isn't read, and becomes
+ * 255 where pixels are written. */
+typedef struct encmgr_rgb {
+    unsigned char* bits;
+    int width;
+    int height;
+    int pitch;           /* bytes */
+    int bytes_per_pixel; /* 3 or 4 */
+} encmgr_rgb;
+
+/* Both of one size. The bytes of encmgr_bgra_to_i420 and encmgr_i420_to_bgra; an odd last column or row counts as if
+ * the picture went on with a copy of it, so that every pixel is converted, and nothing is written beyond a row. */
+ENCMGR_API int encmgr_rgb_to_i420(const encmgr_rgb* src, const encmgr_planes* dst);
+ENCMGR_API int encmgr_i420_to_rgb(const encmgr_planes* src, const encmgr_rgb* dst);
+
 /* One pixel, rounded and clamped. */
 ENCMGR_API int encmgr_rgb_to_yuv(int r, int g, int b, int* y, int* u, int* v);
 ENCMGR_API int encmgr_yuv_to_rgb(int y, int u, int v, int* r, int* g, int* b);
