@@ -3,6 +3,9 @@
 #
 #   lib/libEncMgr.so*, libencmgr_toolbox.so*   lib/cmake/EncMgr/, lib/pkgconfig/encmgr.pc   include/encmgr/
 #   lib/encmgr/encmgr, libLog.so*, PlugIns/    bin/encmgr, which leads there                share/
+if(NOT CMAKE_INSTALL_DOCDIR) # as Debian's packages have it
+    set(CMAKE_INSTALL_DOCDIR share/doc/encmgr CACHE PATH "Documents" FORCE)
+endif()
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
