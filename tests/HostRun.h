@@ -28,14 +28,15 @@ protected:
     }
 
     // The same of any command; "encmgr" is the program.
-    int Shell(const std::string& line)
+    int Shell(const std::string& line) { return Shell(line, m_said); }
+    int Shell(const std::string& line, std::string& said) const
     {
         const std::string command =
             "cd " + m_folder.string() + " && encmgr() { " ENCMGR_PROGRAM " \"$@\"; } && { " + line + "; } 2>&1";
-        m_said.clear();
+        said.clear();
         FILE* pipe = popen(command.c_str(), "r");
         for (int c; (c = std::fgetc(pipe)) != EOF;)
-            m_said += static_cast<char>(c);
+            said += static_cast<char>(c);
         const int status = pclose(pipe);
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <optional>
 #include <sys/stat.h>
 #include <type_traits>
 #include <unistd.h>
@@ -45,12 +46,13 @@ template <class Item> const Item& Find(const std::vector<Item>& items, KXDWORD f
     return *std::find_if(items.begin(), items.end(), [fourCC](const Item& item) { return item.dwFourCC == fourCC; });
 }
 
-// Grows with whatever is said, by the log or past it.
-uint64_t SaidSoFar()
+// How much has been said, by the log or past it; nothing where the error stream is no file that could tell.
+std::optional<uint64_t> SaidSoFar()
 {
     struct stat status = {};
-    const bool isFile = fstat(STDERR_FILENO, &status) == 0 && S_ISREG(status.st_mode);
-    return s_messages->Mark() + (isFile ? static_cast<uint64_t>(status.st_size) : 0);
+    if (fstat(STDERR_FILENO, &status) != 0 || !S_ISREG(status.st_mode))
+        return std::nullopt;
+    return s_messages->Mark() + static_cast<uint64_t>(status.st_size);
 }
 
 // Calls a slot and notes it.
@@ -59,14 +61,14 @@ auto Call(const char* name, KXDWORD fourCC, Slot slot, Args... args) -> decltype
 {
     using Result = decltype(slot(args...));
     const StepNote note(Format("%s of %s was called", name, FourCCText(fourCC).c_str()));
-    const uint64_t before = SaidSoFar();
+    const std::optional<uint64_t> before = SaidSoFar();
     SlotLog* const log = t_log;
     const size_t place = log ? log->size() : 0;
     if (log)
         log->push_back({name, fourCC});
     const auto end = [&](bool hasFailed, bool hasThrown) {
         if (log)
-            (*log)[place] = {name, fourCC, hasFailed, hasThrown, SaidSoFar() != before};
+            (*log)[place] = {name, fourCC, hasFailed, hasThrown, !before || SaidSoFar() != before};
     };
     try {
         if constexpr (std::is_void_v<Result>) {

@@ -17,7 +17,7 @@ struct SlotCall {
     KXDWORD fourCC;         // of the record
     bool hasFailed = false; // null or 0 came back
     bool hasThrown = false;
-    bool isTold = false; // a line of the log, or something on the standard error stream, came meanwhile
+    bool isTold = false; // the log or the standard error stream grew meanwhile, or can't be watched
 };
 
 // The calls of one job, in their order.
