@@ -2,7 +2,7 @@
 # have them, and the log library beside them, which is nobody else's:
 #
 #   lib/libEncMgr.so*, libencmgr_toolbox.so*   lib/cmake/EncMgr/, lib/pkgconfig/encmgr.pc   include/encmgr/
-#   lib/encmgr/encmgr, libLog.so*, PlugIns/    bin/encmgr, which leads there                share/
+#   lib/encmgr/encmgr, libLog.so, PlugIns/     bin/encmgr, which leads there                share/
 if(NOT CMAKE_INSTALL_DOCDIR) # as Debian's packages have it
     set(CMAKE_INSTALL_DOCDIR share/doc/encmgr CACHE PATH "Documents" FORCE)
 endif()
