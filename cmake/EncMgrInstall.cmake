@@ -2,15 +2,16 @@
 # have them, and the log library beside them, which is nobody else's:
 #
 #   lib/libEncMgr.so*, libencmgr_toolbox.so*   lib/cmake/EncMgr/, lib/pkgconfig/encmgr.pc   include/encmgr/
-#   lib/encmgr/encmgr, libLog.so*, PlugIns/    bin/encmgr, which leads there                share/
+#   lib/encmgr/encmgr, libLog.so, PlugIns/     bin/encmgr, which leads there                share/
+if(NOT CMAKE_INSTALL_DOCDIR) # as Debian's packages have it
+    set(CMAKE_INSTALL_DOCDIR share/doc/encmgr CACHE PATH "Documents" FORCE)
+endif()
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
 set(app_dir ${CMAKE_INSTALL_LIBDIR}/encmgr)
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/EncMgr)
 
-set_target_properties(EncMgr EncMgrToolbox EncMgrLog PROPERTIES VERSION ${PROJECT_VERSION}
-    SOVERSION ${PROJECT_VERSION_MAJOR})
 set_target_properties(EncMgr EncMgrToolbox PROPERTIES INSTALL_RPATH "$ORIGIN;$ORIGIN/encmgr")
 install(TARGETS EncMgr EncMgrToolbox EncMgrHeaders EXPORT EncMgrTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(TARGETS EncMgrLog EXPORT EncMgrTargets LIBRARY DESTINATION ${app_dir})
@@ -37,6 +38,10 @@ install(FILES ${PROJECT_BINARY_DIR}/installed/EncMgrConfig.cmake ${PROJECT_BINAR
     cmake/EncMgrPlugin.cmake cmake/plugin.map DESTINATION ${package_dir})
 install(EXPORT EncMgrTargets NAMESPACE EncMgr:: DESTINATION ${package_dir})
 export(EXPORT EncMgrTargets NAMESPACE EncMgr:: FILE EncMgrTargets.cmake)
+file(RELATIVE_PATH prefix_from_pc ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+foreach(dir LIBDIR INCLUDEDIR DATADIR)
+    file(RELATIVE_PATH ${dir}_from_prefix ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_${dir}})
+endforeach()
 configure_file(cmake/encmgr.pc.in encmgr.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/encmgr.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 

@@ -5,8 +5,6 @@
 #
 # It is put into a folder PlugIns where programs are: in CMAKE_RUNTIME_OUTPUT_DIRECTORY if that is set, else at the top
 # of the build; below that in the folder of the configuration where there are several.
-set(ENCMGR_PLUGIN_MAP ${CMAKE_CURRENT_LIST_DIR}/plugin.map)
-
 function(encmgr_add_plugin name)
     if(NOT name MATCHES "^wp")
         message(FATAL_ERROR "encmgr_add_plugin: the name of a plug-in begins with \"wp\", unlike \"${name}\"")
@@ -32,8 +30,9 @@ function(encmgr_add_plugin name)
     target_link_libraries(${name} PRIVATE EncMgr::Headers EncMgr::Log)
     target_compile_definitions(${name} PRIVATE _FILE_OFFSET_BITS=64) # files over 2 GiB on 32-bit targets too
     if(NOT APPLE)
-        target_link_options(${name} PRIVATE "LINKER:--version-script=${ENCMGR_PLUGIN_MAP}")
-        set_property(TARGET ${name} APPEND PROPERTY LINK_DEPENDS ${ENCMGR_PLUGIN_MAP})
+        set(map ${CMAKE_CURRENT_FUNCTION_LIST_DIR}/plugin.map) # whoever calls it
+        target_link_options(${name} PRIVATE "LINKER:--version-script=${map}")
+        set_property(TARGET ${name} APPEND PROPERTY LINK_DEPENDS ${map})
         if(NOT "${CMAKE_C_FLAGS} ${CMAKE_CXX_FLAGS}" MATCHES "-fsanitize") # its run-time is resolved in the program
             target_link_options(${name} PRIVATE "LINKER:-z,defs")
         endif()

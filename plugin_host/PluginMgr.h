@@ -68,6 +68,9 @@ public:
     static std::atomic<const char*> m_pszInWork;
     // Names of files that InitPlugins passes over: the host's to fill.
     static std::vector<std::string> m_arLeftOut;
+    // The folder that InitPlugins reads in the place of the application's "PlugIns", in UTF-8; empty for that one. The
+    // host's to set.
+    static std::string m_strFolder;
     static ENCODER_INFO* m_pEncInfo; // public tables, each ended by an all-zero entry
     static FILEFORMAT_INFO* m_pFileFormatInfo;
 

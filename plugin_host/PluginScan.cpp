@@ -20,6 +20,7 @@ std::vector<ENCODER_ITEM> PluginMgr::m_arEncoder;
 std::vector<FILEFORMAT_ITEM> PluginMgr::m_arFileFormat;
 std::atomic<const char*> PluginMgr::m_pszInWork = nullptr;
 std::vector<std::string> PluginMgr::m_arLeftOut;
+std::string PluginMgr::m_strFolder;
 ENCODER_INFO* PluginMgr::m_pEncInfo = nullptr;
 FILEFORMAT_INFO* PluginMgr::m_pFileFormatInfo = nullptr;
 
@@ -37,6 +38,11 @@ constexpr char kSuffix[] = ".dylib"; // the same on every platform
 // Puts the plug-in folder, with its trailing "/", into szFolder. False if it doesn't fit.
 bool PluginFolder(char (&szFolder)[kBufferUnits])
 {
+    if (const std::string folder = PluginMgr::m_strFolder + "/"; folder.size() > 1) {
+        if (folder.size() < kBufferUnits)
+            std::memcpy(szFolder, folder.c_str(), folder.size() + 1);
+        return folder.size() < kBufferUnits;
+    }
     wchar_t szAppPath[kBufferUnits] = {};
     GetAppPath(szAppPath, kTextUnits);
     WtoUTF8(szAppPath, -1, szFolder, kTextUnits, false);

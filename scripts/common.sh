@@ -35,6 +35,6 @@ configure() {
         libavutil-dev libswscale-dev libswresample-dev libcli11-dev nlohmann-json3-dev ffmpeg python3)
     # For 64-bit ARM Clang and these libraries: Debian's cross compilers of GCC can't stand beside g++-multilib.
     test_packages=(g++-multilib clang libclang-rt-dev googletest libbenchmark-dev clang-format clang-tidy iwyu shellcheck
-        parallel python3-numpy python3-pytest zsh fish mandoc groff libx11-dev libpulse-dev xvfb pulseaudio abigail-tools
-        binutils-aarch64-linux-gnu libstdc++-12-dev-arm64-cross qemu-user)
+        parallel python3-numpy python3-pytest dpkg-dev file zsh fish mandoc groff libx11-dev libpulse-dev xvfb pulseaudio
+        abigail-tools binutils-aarch64-linux-gnu libstdc++-12-dev-arm64-cross qemu-user)
 }

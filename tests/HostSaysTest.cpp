@@ -82,6 +82,11 @@ TEST_F(HostSaysTest, FilesThatAreNoPluginsAreTold)
     ASSERT_EQ(Shell("cp " + good + " a/PlugIns/wp1.dylib && cp " + good + " a/PlugIns/wp2.dylib"), 0) << m_said;
     EXPECT_EQ(Run("--plugins a list"), 0) << m_said;
     EXPECT_TRUE(Said("which has the same FourCC, I420")) << m_said;
+    ASSERT_EQ(Shell("mkdir flat && cp a/PlugIns/wp1.dylib flat"), 0) << m_said;
+    for (const char* folder : {"a/PlugIns/", "flat", "."}) { // itself one, or with plug-ins in it, or without
+        EXPECT_EQ(Run(std::string("list --plugins ") + folder, "env ENCMGR_PLUGINS=/nowhere"), *folder == '.' ? 5 : 0);
+        EXPECT_EQ(Run("list", std::string("env ENCMGR_PLUGINS=") + folder), *folder == '.' ? 5 : 0) << m_said;
+    }
     EXPECT_EQ(Run("list"), 0);
     EXPECT_FALSE(Said("warning")) << m_said;
 }

@@ -46,8 +46,12 @@ void AddCommonOptions(CLI::App& program, CommonOptions& common)
     volume("-v,--verbose", Volume::kVerbose, "Print the logs of the library and of libav, too")->excludes(quiet);
     program.add_option("--log", common.logFile, "Add everything that happens to the end of this file, with the time")
         ->type_name("FILE");
-    program.add_option("--plugins", common.pluginsFolder, "The folder that holds PlugIns (default: the program's own)")
-        ->type_name("DIR");
+    program
+        .add_option("--plugins", common.pluginsFolder,
+                    "Use the plug-ins in this folder or its PlugIns, not those beside the program (default: "
+                    "$ENCMGR_PLUGINS)")
+        ->type_name("DIR")
+        ->envname("ENCMGR_PLUGINS");
 }
 
 } // namespace

@@ -19,7 +19,7 @@ namespace host
 struct CommonOptions {
     Volume volume = Volume::kNormal;
     std::string logFile;       // empty: none
-    std::string pluginsFolder; // the folder that holds PlugIns; empty: the program's own
+    std::string pluginsFolder; // as in PluginFolder.h
 };
 
 // A command with its options, ready to go. Returns the exit code; throws HostError.

@@ -1,8 +1,8 @@
 #include "host/commands/PresetFile.h"
 
-#include "encmgr/Log.h"
 #include "host/base/ExitCode.h"
 #include "host/base/Folder.h"
+#include "host/base/PluginFolder.h"
 #include "host/base/Suggestion.h"
 #include "host/base/Text.h"
 #include "host/commands/Completion.h"
@@ -37,11 +37,16 @@ std::vector<fs::path> PresetFolders()
         folders.push_back(fs::path(config) / "encmgr" / "presets");
     else if (home && *home)
         folders.push_back(fs::path(home) / ".config" / "encmgr" / "presets");
-    wchar_t program[4096] = {};
-    GetAppPath(program, static_cast<int>(std::size(program)) - 1);
-    const fs::path folder = text::Utf8FromWide(program).value_or("");
-    folders.push_back(folder / "presets");
-    folders.push_back(folder / ".." / "share" / "encmgr" / "presets");
+    const fs::path program = ProgramFolder();
+    folders.push_back(program / "presets");
+    // Installed, the program lies in bin, in lib/encmgr or in lib/<machine>/encmgr, and share where these begin.
+    std::error_code unreadable;
+    for (const char* const up : {"..", "../..", "../../.."})
+        if (const fs::path shared = (program / up / "share/encmgr/presets").lexically_normal();
+            fs::is_directory(shared, unreadable)) {
+            folders.push_back(shared);
+            break;
+        }
     return folders;
 }
 

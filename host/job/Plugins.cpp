@@ -1,10 +1,10 @@
 #include "host/job/Plugins.h"
 
 #include "encmgr/EncMgr.h"
-#include "encmgr/Log.h"
 #include "host/base/ExitCode.h"
 #include "host/base/Folder.h"
 #include "host/base/Messages.h"
+#include "host/base/PluginFolder.h"
 #include "host/base/Text.h"
 #include "host/job/LoadWatch.h"
 #include "plugin_host/PluginMgr.h"
@@ -18,28 +18,18 @@ namespace host
 namespace
 {
 
-void SetFolder(const std::string& folder)
-{
-    const auto wide = text::WideFromUtf8(folder);
-    if (!wide)
-        throw HostError(kExitUsage, "--plugins: the folder's name isn't UTF-8");
-    KXLogSetAppPath(wide->c_str());
-}
-
 // What people call a shared library, on any system, without a plug-in's name.
 bool IsMisnamed(const std::string& name)
 {
     const std::string lower = Lower(name);
     const bool isLibrary = lower.ends_with(".so") || lower.find(".so.") != std::string::npos ||
                            lower.ends_with(".dll") || lower.ends_with(".dylib");
-    return isLibrary && !(name.starts_with("wp") && name.ends_with(".dylib"));
+    return isLibrary && !IsPluginName(name);
 }
 
-void WarnOfMisnamed(Messages& messages)
+void WarnOfMisnamed(const std::string& folder, Messages& messages)
 {
-    wchar_t folder[4096] = {};
-    GetAppPath(folder, static_cast<int>(std::size(folder)) - 1);
-    for (const std::string& name : NamesIn(text::Utf8FromWide(folder).value_or("") + "/PlugIns"))
+    for (const std::string& name : NamesIn(folder))
         if (IsMisnamed(name))
             messages.Warn(
                 Format("%s isn't loaded: the names of plug-ins begin with \"wp\" and end in \".dylib\"", name.c_str()));
@@ -60,10 +50,10 @@ template <class Item> void WarnOfHidden(const std::vector<Item>& items, const ch
 
 } // namespace
 
-Plugins::Plugins(const std::string& folder, Messages& messages) : m_messages(messages), m_mark(messages.Mark())
+Plugins::Plugins(const std::string& folder, Messages& messages)
+    : m_messages(messages), m_folder(PluginFolder(folder)), m_mark(messages.Mark())
 {
-    if (!folder.empty())
-        SetFolder(folder);
+    UsePluginFolder(folder);
     const bool isFolderRead = [&messages] {
         const LoadWatch watch(messages);
         return FCInitPlugins() != 0;
@@ -73,11 +63,13 @@ Plugins::Plugins(const std::string& folder, Messages& messages) : m_messages(mes
         return;
     WarnOfUnusable();
     FCUninitPlugins();
-    throw HostError(kExitPlugins,
-                    Format(isFolderRead
-                               ? "the folder PlugIns %s holds no plug-in with a file format and an encoder for it"
-                               : "there is no folder PlugIns %s",
-                           folder.empty() ? "beside the program" : ("in " + folder).c_str()));
+    throw HostError(
+        kExitPlugins,
+        isFolderRead
+            ? Format("the folder %s holds no plug-in with a file format and an encoder for it", m_folder.c_str())
+            : Format("there is no folder PlugIns %s",
+                     folder.empty() ? "beside the program"
+                                    : ("in " + folder + ", nor are there plug-ins, wp*.dylib").c_str()));
 }
 
 Plugins::~Plugins()
@@ -97,7 +89,7 @@ bool Plugins::IsSequence(KXDWORD format)
 void Plugins::WarnOfUnusable() const
 {
     WarnOfRefused();
-    WarnOfMisnamed(m_messages);
+    WarnOfMisnamed(m_folder, m_messages);
     WarnOfHidden(PluginMgr::m_arFileFormat, "file format", m_messages);
     WarnOfHidden(PluginMgr::m_arEncoder, "encoder", m_messages);
 }

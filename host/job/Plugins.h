@@ -15,7 +15,7 @@ class Messages;
 class Plugins
 {
 public:
-    // folder: the one that holds PlugIns; empty: the program's own. Throws HostError if there is no file format.
+    // folder: as in PluginFolder.h. Throws HostError if there is no file format.
     Plugins(const std::string& folder, Messages& messages);
     ~Plugins();
     Plugins(const Plugins&) = delete;
@@ -34,7 +34,8 @@ private:
     void WarnOfRefused() const;
 
     Messages& m_messages;
-    uint64_t m_mark; // in the log, where loading began
+    std::string m_folder; // with the files
+    uint64_t m_mark;      // in the log, where loading began
     Catalogue m_catalogue{nullptr};
 };
 

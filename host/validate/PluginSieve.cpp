@@ -1,16 +1,14 @@
 #include "host/validate/PluginSieve.h"
 
-#include "encmgr/Log.h"
 #include "host/base/Messages.h"
+#include "host/base/PluginFolder.h"
 #include "host/base/Text.h"
 #include "host/validate/CheckRunner.h"
 #include "plugin_host/PluginMgr.h"
-#include "text/Strings.h"
 
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
-#include <iterator>
 
 namespace host
 {
@@ -22,13 +20,6 @@ namespace fs = std::filesystem;
 
 constexpr std::chrono::seconds kTime(10); // for one plug-in
 
-std::string ProgramFolder()
-{
-    wchar_t folder[4096] = {};
-    GetAppPath(folder, static_cast<int>(std::size(folder)) - 1);
-    return text::Utf8FromWide(folder).value_or("");
-}
-
 const Check& ScanCheck()
 {
     const auto& all = AllChecks();
@@ -39,12 +30,11 @@ const Check& ScanCheck()
 
 void LeaveOutBadPlugins(const std::string& folder, Messages& messages)
 {
-    const fs::path plugins = fs::path(folder.empty() ? ProgramFolder() : folder) / "PlugIns";
     std::vector<fs::path> files;
     std::error_code unreadable, ignored;
-    for (const auto& entry : fs::directory_iterator(plugins, unreadable))
+    for (const auto& entry : fs::directory_iterator(PluginFolder(folder), unreadable))
         if (const std::string name = entry.path().filename().string();
-            name.starts_with("wp") && name.ends_with(".dylib") && entry.is_regular_file(ignored))
+            IsPluginName(name) && entry.is_regular_file(ignored))
             files.push_back(entry.path());
     std::sort(files.begin(), files.end());
 

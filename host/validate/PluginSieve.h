@@ -9,8 +9,8 @@ namespace host
 
 class Messages;
 
-// Loads and scans each plug-in of the folder's PlugIns in a process of its own. Those that crash, hang or end it are
-// warned of, and the library passes over them from then on. An empty folder is the program's own.
+// Loads and scans each plug-in of the folder (PluginFolder.h) in a process of its own. Those that crash, hang or end it
+// are warned of, and the library passes over them from then on.
 void LeaveOutBadPlugins(const std::string& folder, Messages& messages);
 
 } // namespace host
