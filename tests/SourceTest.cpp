@@ -197,17 +197,6 @@ TEST_F(SourceTest, APipeIsReadAheadAndLosesNothing)
     EXPECT_TRUE(piped.bytes == file.bytes);
 }
 
-TEST_F(SourceTest, AudioAloneKeepsItsTimeInTheFile)
-{
-    Ffmpeg("-f lavfi -i testsrc2=size=64x48:rate=25 -itsoffset 0.5 -f lavfi -i sine=r=48000 -t 2 -c:v mpeg4 -c:a flac "
-           "late.mkv");
-    Messages messages;
-    MediaInput input(Path("late.mkv"), {false, true}, messages);
-    const Item first = input.Next();
-    EXPECT_EQ(first.kind, Item::Kind::kAudio);
-    EXPECT_NEAR(static_cast<double>(first.time), 0.5e9, 2e6);
-}
-
 // A grey that becomes lighter every second, from 1.5 s on in the file's own time; pixels of 2:1, stood on their side.
 TEST_F(SourceTest, StillsAndBytesAreThoseOfTheirTimes)
 {
