@@ -255,6 +255,9 @@ TEST_F(SourceTest, EachFileGivesWhatItAlwaysGave)
         "yuv444p odd.mkv");
     Ffmpeg(card + "-t 2 -c:v mpeg4 -bf 2 -q:v 3 a.avi");
     Ffmpeg(tone + "-t 1 -c:a pcm_s16le sound.wav");
+    Ffmpeg("-i a.mkv -c copy -output_ts_offset 2.3 late.mkv");
+    Ffmpeg("-i a.mkv -f lavfi -i color=s=20x30:d=0.04 -map 1 -map 0 -c copy -c:v png -disposition:v:0 attached_pic "
+           "cover.mov");
     ASSERT_EQ(
         std::system(("cd " + m_folder.string() +
                      " && cat a.ts b.ts a.ts > joined.ts && head -c 60000 a.mkv > cut.mkv && head -c 20000 full.avi "
@@ -271,6 +274,8 @@ TEST_F(SourceTest, EachFileGivesWhatItAlwaysGave)
         {"a.mkv", {true, true}},
         {"a.mkv", {true, true, {}, "", "", 1'550'000'000}},
         {"a.mkv", {false, true, {11025, 2}, "", "", 2 * kSecond}},
+        {"late.mkv", {true, true, {}, "", "", 1'550'000'000}},
+        {"cover.mov", {true, true}},
         {"cut.mkv", {true, true}},
         {"holes.mkv", {true, true}},
         {"six.mkv", {true, true}},
@@ -314,6 +319,8 @@ TEST_F(SourceTest, EachFileGivesWhatItAlwaysGave)
 a.mkv 48x32 10/1 aspect 3:2 fields 1 matrix 6 audio 8000x1 first 0 250000 of 3066; 30, 0 to 2900000, 6a094bcb; 22528, 250000 to 2938000, 71118303
 a.mkv 48x32 10/1 aspect 3:2 fields 1 matrix 6 audio 8000x1 first 0 250000 of 3066; 20, 1000000 to 2900000, b937e25f; 16384, 1018000 to 2938000, 2289c674
 a.mkv  audio 11025x2 first -1 250000 of 3066; 0, 0 to 0, 811c9dc5; 36692, 1402000 to 3064040, 8d53b215
+late.mkv 48x32 10/1 aspect 3:2 fields 1 matrix 6 audio 8000x1 first 0 250000 of 5366; 20, 1000000 to 2900000, b937e25f; 16384, 1018000 to 2938000, 2289c674
+cover.mov 48x32 10/1 aspect 3:2 fields 1 matrix 6 audio 8000x1 first 0 250000 of 3066; 30, 0 to 2900000, 87603110; 22528, 250000 to 2938000, 71118303; brought from rgb24 to 4:2:0 of 8 bits; brought from RGB to YUV by the matrix smpte170m
 cut.mkv 48x32 10/1 aspect 3:2 fields 1 matrix 6 audio 8000x1 first 0 250000 of 3066; 27, 0 to 2600000, 9ca92c20; 20480, 250000 to 2682000, a5c7421b
 holes.mkv 48x32 10/1 aspect 3:2 fields 1 matrix 6 audio 8000x1 first 0 250000 of 3066; 25, 0 to 2900000, d7e1eac0; 19456, 250000 to 2938000, 8bb96eb0
 six.mkv 48x32 10/1 aspect 1:1 fields 1 matrix 6 audio 8000x1 first 0 0 of 2000; 20, 0 to 1900000, 0ed9c3a8; 16000, 0 to 1920000, 484f1a7a; without audio 1 (Six)
@@ -335,6 +342,37 @@ sound.wav  audio 8000x1 first -1 -1 of 1000; 0, 0 to 0, 811c9dc5; 8000, 0 to 768
 turned.mov 32x48 10/1 aspect 1:1 fields 0 matrix 6 audio 8000x1 first -1 -1 of 0; 11, 0 to 1200000, 48cc4f52; 8192, 0 to 896000, be2900e5
 odd.mkv 46x30 25/1 aspect 1:1 fields 3 matrix 6 first -1 -1 of 0; 25, 0 to 960000, 5bc6ee96; 0, 0 to 0, 811c9dc5
 )");
+}
+
+TEST(StreamInfo, TakesRatesAndFieldsFromWhatIsStated)
+{
+    const LibavOwned<AVFormatContext> container(avformat_alloc_context());
+    AVStream& stream = *avformat_new_stream(container.get(), nullptr);
+    const struct {
+        AVRational average, steady, rate;
+    } rates[] = {{{0, 0}, {0, 0}, {25, 1}},       {{0, 0}, {50, 1}, {50, 1}},
+                 {{0, 0}, {90000, 1}, {25, 1}},   {{24, 1}, {25, 1}, {24, 1}},
+                 {{2999, 100}, {30, 1}, {30, 1}}, {{2990, 100}, {30, 1}, {2990, 100}},
+                 {{30, 1}, {3001, 100}, {30, 1}}, {{30000, 1001}, {30, 1}, {30000, 1001}}};
+    for (const auto& [average, steady, rate] : rates) {
+        stream.avg_frame_rate = average, stream.r_frame_rate = steady;
+        EXPECT_EQ(av_cmp_q(StatedRateOf(stream), rate), 0) << average.num << " " << steady.num;
+    }
+    const std::pair<AVFieldOrder, Fields> orders[] = {
+        {AV_FIELD_UNKNOWN, Fields::kUnknown}, {AV_FIELD_PROGRESSIVE, Fields::kNone},
+        {AV_FIELD_TT, Fields::kTopFirst},     {AV_FIELD_BT, Fields::kTopFirst},
+        {AV_FIELD_BB, Fields::kBottomFirst},  {AV_FIELD_TB, Fields::kBottomFirst}};
+    for (const auto& [order, fields] : orders) {
+        stream.codecpar->field_order = order;
+        EXPECT_EQ(FieldsOf(stream), fields);
+        EXPECT_EQ(IsOfFields(stream, {50, 1}, {25, 1}), order > AV_FIELD_PROGRESSIVE);
+        EXPECT_FALSE(IsOfFields(stream, {49, 1}, {25, 1}) || IsOfFields(stream, {25, 1}, {25, 1}));
+    }
+    stream.codecpar->field_order = AV_FIELD_UNKNOWN;
+    stream.codecpar->codec_id = AV_CODEC_ID_DVVIDEO;
+    for (const int height : {480, 576, 720})
+        EXPECT_EQ((stream.codecpar->height = height, FieldsOf(stream)),
+                  height == 720 ? Fields::kUnknown : Fields::kBottomFirst);
 }
 
 TEST(TurnOf, TellsWhatTheFilterDoes)
