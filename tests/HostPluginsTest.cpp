@@ -270,10 +270,14 @@ TEST_F(HostPluginsTest, WhatEndsAProcessIsFoundByItsCheck)
         {"hang-in-encode", "jobs crashed: it hasn't come back within 2000 ms while pfnEncode of BADV was called",
          "jobs"},
         {"crash-in-encode", "jobs crashed: it has crashed (SIGSEGV) while pfnEncode of BADV was called", "jobs"},
-        {"crash-when-empty", "empty-jobs crashed: it has crashed (SIGFPE) while BAD with BADV and BADA was closed, "
-                             "pfnClose of BAD was called"},
-        {"null-callback", "null-callback crashed: it has crashed (SIGSEGV) while BAD with BADV and BADA was closed, "
-                          "pfnClose of BAD was called"},
+        {"crash-when-empty",
+         "empty-jobs crashed: it has crashed (SIGFPE) while BAD with BADV and BADA was closed, "
+         "pfnClose of BAD was called",
+         "^empty-jobs"},
+        {"null-callback",
+         "null-callback crashed: it has crashed (SIGSEGV) while BAD with BADV and BADA was closed, "
+         "pfnClose of BAD was called",
+         "^null-callback"},
         {"crash-in-revise",
          "revise-video crashed: it has crashed (SIGFPE) while pfnReviseVideo of BADV was called: bad: no such picture",
          "revise-video|jobs"},
