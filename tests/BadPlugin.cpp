@@ -1,5 +1,6 @@
 // A plug-in that breaks one rule, by its file's name: "wpexit-in-scan.dylib" calls exit() in the scan. As
-// "wpgood.dylib" it breaks none.
+// "wpgood.dylib" it breaks none, nor as "wptraces.dylib", which tells each call and what it was given on the error
+// stream.
 #include "encmgr/Export.h"
 #include "encmgr/PluginRecords.h"
 
@@ -13,6 +14,7 @@
 #include <cwchar>
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <unistd.h>
@@ -25,6 +27,17 @@ char g_fault[64]; // is there before the constructors run
 bool Is(const char* fault)
 {
     return std::strcmp(g_fault, fault) == 0;
+}
+
+template <class... Values> void Trace(const char* slot, Values... values)
+{
+    if (!Is("traces"))
+        return;
+    std::ostringstream line;
+    line.precision(12);
+    line << "trace " << slot;
+    ((line << ' ' << values), ...);
+    std::fprintf(stderr, "%s\n", line.str().c_str());
 }
 
 int g_file = -1;
@@ -43,6 +56,7 @@ __attribute__((constructor)) void Loaded()
     const size_t start = path.find_last_of('/') + 3; // behind "wp"
     path.copy(g_fault, sizeof(g_fault) - 1, start);
     *std::strrchr(g_fault, '.') = 0;
+    Trace("load");
     if (Is("exit-in-scan"))
         std::exit(0);
     if (Is("_exit-in-scan"))
@@ -86,6 +100,10 @@ struct Encoder {
 
 void* CreateEncoder(KXDWORD dwFourCC, EncodeParam* pParam)
 {
+    const EncodeParamVideo& video = pParam->video;
+    const EncodeParamAudio& audio = pParam->audio;
+    Trace("create", dwFourCC, video.nWidth, video.nHeight, video.dFrameRate, video.nBitRate, audio.nSampleRate,
+          audio.nChannels, audio.nBitsPerSample, audio.nBitRate, pParam->bVideoDisabled, pParam->bAudioDisabled);
     if (Is("no-encoder") || (Is("no-odd") && pParam->video.nWidth % 2))
         return nullptr;
     t_shared = 0;
@@ -100,6 +118,30 @@ unsigned char SumOf(const MEDIA_FRAME_VIDEO& picture)
         for (int x = 0; x < picture.nWidth; ++x)
             sum += picture.pY[y * (Is("no-pitch") ? picture.nWidth : picture.nPitchY) + x];
     return static_cast<unsigned char>(sum);
+}
+
+// Of all the bytes of rows, but for what is behind the last one.
+uint32_t HashOf(const unsigned char* bytes, int width, int height, int pitch)
+{
+    uint32_t hash = 2166136261u;
+    for (int i = 0; i < pitch * (height - 1) + width; ++i)
+        hash = (hash ^ bytes[i]) * 16777619u;
+    return hash;
+}
+
+void TraceFrame(bool isVideo, const MEDIA_FRAME& frame)
+{
+    const MEDIA_FRAME_VIDEO& picture = frame.video;
+    const MEDIA_FRAME_AUDIO& sound = frame.audio;
+    const int width = (picture.nWidth + 1) / 2, height = (picture.nHeight + 1) / 2;
+    if (isVideo)
+        Trace("picture", picture.nWidth, picture.nHeight, picture.nPitchY, picture.nPitchU, picture.nPitchV,
+              HashOf(picture.pY, picture.nWidth, picture.nHeight, picture.nPitchY),
+              HashOf(picture.pU, width, height, picture.nPitchU), HashOf(picture.pV, width, height, picture.nPitchV));
+    else
+        Trace("sound", sound.nSampleRate, sound.nChannels, sound.nBitsPerSample, sound.nDataSize,
+              HashOf(static_cast<const unsigned char*>(sound.pData), sound.nDataSize, 1, 0));
+    Trace("time", frame.llStreamTime, frame.llTimeStamp, frame.nDuration);
 }
 
 // Calls the library, which hosts have in their process.
@@ -156,6 +198,8 @@ void BreakInEncode(Encoder& encoder, const MEDIA_FRAME& frame)
 int Encode(void* hEncoder, const MEDIA_FRAME* pFrame, void** ppOut, KXDWORD* pnOut)
 {
     Encoder& encoder = *static_cast<Encoder*>(hEncoder);
+    if (Is("traces"))
+        TraceFrame(encoder.isVideo, *pFrame);
     BreakInEncode(encoder, *pFrame);
     if (encoder.isVideo)
         encoder.sum = static_cast<unsigned char>(encoder.sum + SumOf(pFrame->video));
@@ -169,6 +213,7 @@ int Encode(void* hEncoder, const MEDIA_FRAME* pFrame, void** ppOut, KXDWORD* pnO
 
 void DestroyEncoder(void* hEncoder)
 {
+    Trace("destroy");
     delete static_cast<Encoder*>(hEncoder);
 }
 
@@ -177,6 +222,8 @@ void GetExtra(void*, uintptr_t*, uintptr_t*, uintptr_t*, uintptr_t*) {}
 int ReviseVideo(EncodeParam* pParam)
 {
     EncodeParamVideo& video = pParam->video;
+    Trace("revise-video", pParam->dwFileFourCC, video.nWidth, video.nHeight, video.dFrameRate, video.nBitRate,
+          video.nPixelAspectX, video.nPixelAspectY, video.dwColour, video.nFieldOrder, video.nRotation);
     if (Is("throw-in-revise") && video.nWidth < 0)
         throw 1;
     if (Is("crash-in-revise") && video.nWidth > 100000)
@@ -194,6 +241,7 @@ int ReviseVideo(EncodeParam* pParam)
 
 int ReviseAudio(EncodeParamAudio* pAudio)
 {
+    Trace("revise-audio", pAudio->nSampleRate, pAudio->nChannels, pAudio->nBitsPerSample, pAudio->nBitRate);
     if (pAudio->nChannels < 1 || pAudio->nChannels > 2 || pAudio->nSampleRate < 1) {
         std::fprintf(stderr, "bad: no such sound\n");
         if (!Is("six-channels") || pAudio->nChannels < 2)
@@ -217,6 +265,7 @@ void* CreateFile(const wchar_t* pszPath, EncodeParam* pParam)
     char path[4096];
     std::snprintf(path, sizeof(path), "%ls", pszPath);
     FILE* const file = std::fopen(path, "wb");
+    Trace(file ? "create-file" : "no-file");
     if (!file) {
         if (!Is("silent"))
             std::fprintf(stderr, "bad: no file\n");
@@ -265,6 +314,7 @@ void CloseFile(void* hFile, FC_CLOSE_CALLBACK pfnCallback, void* pParam)
 {
     File* const file = static_cast<File*>(hFile);
     const int error = errno;
+    Trace(pfnCallback ? "close" : "close-alone");
     if (Is("crash-when-empty") && file->pictures == 0 && file->soundBytes == 0)
         std::raise(SIGFPE);
     file->isGood &= std::fclose(file->file) == 0;

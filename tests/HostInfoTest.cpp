@@ -73,6 +73,39 @@ TEST_F(HostInfoTest, ProbeNamesEveryStream)
     EXPECT_EQ(Shell("seq 99 >junk && encmgr probe junk"), 3);
 }
 
+// What ffprobe reads of one file of each kind.
+TEST_F(HostInfoTest, FilesStateWhatTheyHold)
+{
+    if (Shell("ffprobe -version | grep -q 'libavformat *59'") != 0)
+        GTEST_SKIP() << "other releases of libav state other things";
+    ASSERT_EQ(
+        Shell("printf 'hevc.mp4 --vc hevc --ac aac\\nh264.mov --vc h264 --ac pcm\\nmpeg4.mp4 --vc mp4v --ac mp3\\n"
+              "vp9.webm --vc vp9 --ac opus\\nmjpeg.mkv --vc mjpg --ac vorb\\nprores.mov --vc apcn --ac pcm\\n"
+              "h264.ts --ac opus\\nh264.avi --ac pcm\\na.mka --vn --ac flac\\np.ogg --ac vorb\\ng.gif --an\\n"
+              "g.apng --an\\n' | while read -r out options; do encmgr -q encode "
+              "testcard:seconds=1,size=130x98,rate=30000/1001,audio=44100x2 -o $out $options </dev/null; "
+              "printf \"$out \"; ffprobe -v error -of compact=p=0:nk=1 -show_entries format=nb_streams:stream="
+              "codec_name,codec_tag_string,profile,width,height,sample_aspect_ratio,pix_fmt,color_range,"
+              "color_space,color_transfer,color_primaries,field_order,sample_fmt,sample_rate,channels,"
+              "r_frame_rate,time_base,start_pts,duration_ts:stream_tags=language $out </dev/null | tr '\\n' ';'; "
+              "echo; done"),
+        0);
+    EXPECT_EQ("\n" + m_said, R"(
+hevc.mp4 hevc|Main|hvc1|130|98|1:1|yuv420p|tv|smpte170m|unknown|unknown|unknown|30000/1001|1/30000|0|30030|und;aac|LC|mp4a|fltp|44100|2|0/0|1/44100|0|44144|und;2;
+h264.mov h264|High|avc1|130|98|1:1|yuv420p|tv|smpte170m|unknown|unknown|progressive|30000/1001|1/30000|0|30030;pcm_s16le|unknown|sowt|s16|44100|2|0/0|1/44100|0|44144;2;
+mpeg4.mp4 mpeg4|Simple Profile|mp4v|130|98|1:1|yuv420p|unknown|unknown|unknown|unknown|unknown|30000/1001|1/30000|0|30030|und;mp3|unknown|mp4a|fltp|44100|2|0/0|1/44100|0|44144|und;2;
+vp9.webm vp9|Profile 0|[0][0][0][0]|130|98|1:1|yuv420p|tv|smpte170m|unknown|unknown|unknown|30000/1001|1/1000|7|N/A;opus|unknown|[0][0][0][0]|fltp|48000|2|0/0|1/1000|-7|N/A;2;
+mjpeg.mkv mjpeg|Baseline|[0][0][0][0]|130|98|1:1|yuvj420p|pc|bt470bg|unknown|unknown|unknown|30000/1001|1/1000|0|N/A;vorbis|unknown|[0][0][0][0]|fltp|44100|2|0/0|1/1000|0|N/A;2;
+prores.mov prores|Standard|apcn|130|98|1:1|yuv422p10le|tv|smpte170m|unknown|unknown|unknown|30000/1001|1/30000|0|30030;pcm_s16le|unknown|sowt|s16|44100|2|0/0|1/44100|0|44144;2;
+h264.ts h264|High|[27][0][0][0]|130|98|1:1|yuv420p|tv|smpte170m|unknown|unknown|progressive|30000/1001|1/90000|6006|90090;opus|unknown|Opus|fltp|48000|2|0/0|1/90000|5421|90000;;h264|High|[27][0][0][0]|130|98|1:1|yuv420p|tv|smpte170m|unknown|unknown|progressive|30000/1001|1/90000|6006|90090;opus|unknown|Opus|fltp|48000|2|0/0|1/90000|5421|90000;2;
+h264.avi h264|High|H264|130|98|1:1|yuv420p|tv|smpte170m|unknown|unknown|progressive|30000/1001|1001/30000|0|30;pcm_s16le|unknown|[1][0][0][0]|s16|44100|2|0/0|1/44100|0|N/A;2;
+a.mka flac|unknown|[0][0][0][0]|s16|44100|2|0/0|1/1000|0|N/A;1;
+p.ogg vp8|0|[0][0][0][0]|130|98|1:1|yuv420p|unknown|unknown|unknown|unknown|progressive|30000/1001|1001/30000|0|30;vorbis|unknown|[0][0][0][0]|fltp|44100|2|0/0|1/44100|0|44144;2;
+g.gif gif|unknown|[0][0][0][0]|130|98|1:1|bgra|unknown|unknown|unknown|unknown|unknown|30000/1001|1/100|0|101;1;
+g.apng apng|unknown|[0][0][0][0]|130|98|1:1|rgb24|pc|unknown|unknown|unknown|unknown|100000/3337|1/100000|N/A|N/A;1;
+)");
+}
+
 TEST_F(HostInfoTest, ListAndHelpTellWhatThereIs)
 {
     const auto json = RunJson("list --json");

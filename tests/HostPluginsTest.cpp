@@ -5,6 +5,7 @@
 #include <fstream>
 #include <future>
 #include <nlohmann/json.hpp>
+#include <regex>
 #include <sstream>
 #include <sys/stat.h>
 
@@ -34,7 +35,8 @@ protected:
         std::ofstream(Path(name), std::ios::binary) << bytes;
     }
 
-    // What "encmgr validate" finds, but for what has passed: "id outcome" of each check, but for skipped ones.
+    // What "encmgr validate" finds: "id outcome: text" of each check that has neither passed nor been skipped, with the
+    // first text and how many more there are. Digits of what changes are cut out.
     std::string Findings(const std::string& arguments, const std::string& errors = "errors") const
     {
         // Of some, what they leak is the fault.
@@ -47,7 +49,12 @@ protected:
         std::string findings;
         for (const auto& check : json["files"][0]["checks"])
             if (const std::string outcome = check["outcome"]; outcome != "passed" && outcome != "skipped")
-                findings += (findings.empty() ? "" : ", ") + check["id"].get<std::string>() + " " + outcome;
+                findings += (findings.empty() ? "" : ", ") + check["id"].get<std::string>() + " " + outcome + ": " +
+                            check["texts"][0].get<std::string>() +
+                            (check["texts"].size() > 1 ? " +" + std::to_string(check["texts"].size() - 1) : "");
+        for (const auto& [what, with] : {std::pair(m_folder.string(), "HERE"),
+                                         {"0x[0-9a-f]{12,}|(?:takes|keeps|leaves|open) [0-9]+|C;LC_.*(?= now)", "N"}})
+            findings = std::regex_replace(findings, std::regex(what), with);
         EXPECT_EQ(code, json["files"][0]["isGood"] ? 0 : 1) << arguments;
         return findings;
     }
@@ -155,14 +162,22 @@ TEST_F(HostPluginsTest, FilesThatAreNoPluginsAreFound)
     std::filesystem::create_directory(Path("wpfolder.dylib"));
 
     const std::pair<const char*, const char*> cases[] = {
-        {"wpexports.dylib", "exports failed"},     {"wpother.dylib", "other-exports warning"},
-        {"wpclash.dylib", "other-exports failed"}, {"wplinks.dylib", "dependencies failed"},
-        {"wpsymbol.dylib", "symbols failed"},      {"libwpx.so", "file-name failed"},
-        {"WPX.dylib", "file-name failed"},         {"wptext.dylib", "shared-library failed"},
-        {"wpempty.dylib", "regular-file failed"},  {"wpcut.dylib", "shared-library failed"},
-        {"wparm.dylib", "architecture failed"},    {"wp32.dylib", "word-size failed"},
-        {"wppipe.dylib", "regular-file failed"},   {"wpfolder.dylib", "regular-file failed"},
-        {"wpgone.dylib", "regular-file failed"},
+        {"wpexports.dylib", "exports failed: it exports neither GetEncoders nor GetFileFormats"},
+        {"wpother.dylib", "other-exports warning: it exports GetEncoderOptionz, which hosts don't ask for; "
+                          "-fvisibility=hidden keeps it in"},
+        {"wpclash.dylib", "other-exports failed: it exports FCCreateMediaFile, which the host's process has already"},
+        {"wplinks.dylib", "dependencies failed: libstdc++.so.0 isn't found"},
+        {"wpsymbol.dylib", "symbols failed: setlocbad is nowhere; is a library missing where the plug-in is linked?"},
+        {"libwpx.so", "file-name failed: hosts pass over \"libwpx.so\"; \"wpx.dylib\" would be loaded"},
+        {"WPX.dylib", "file-name failed: hosts pass over \"WPX.dylib\"; \"wpX.dylib\" would be loaded"},
+        {"wptext.dylib", "shared-library failed: it doesn't begin as an ELF file does"},
+        {"wpempty.dylib", "regular-file failed: it is empty"},
+        {"wpcut.dylib", "shared-library failed: it is cut off: its header speaks of more than the file holds"},
+        {"wparm.dylib", "architecture failed: plug-in for ARM, host for x86-64"},
+        {"wp32.dylib", "word-size failed: 32-bit plug-in, 64-bit host"},
+        {"wppipe.dylib", "regular-file failed: it is a pipe, and opening one may wait for ever"},
+        {"wpfolder.dylib", "regular-file failed: it is a folder"},
+        {"wpgone.dylib", "regular-file failed: there is no such file"},
     };
     for (const auto& [file, findings] : cases)
         EXPECT_EQ(Findings("--strictness 2 --in-process " + std::string(file)), findings) << file;
@@ -176,41 +191,53 @@ TEST_F(HostPluginsTest, EachFaultIsFoundByItsCheck)
 #endif
     const std::vector<Fault> faults = {
         {"good", ""},
-        {"throw-in-scan", "scan failed"},
-        {"stride", "record-stride failed"},
-        {"endless", "record-end failed"},
-        {"four-cc", "four-cc failed"},
-        {"type", "encoder-type failed"},
-        {"full-texts", "texts failed"},
-        {"text", "texts failed"},
-        {"wild-slot", "slot-addresses failed"},
-        {"no-encode", "required-slots failed"},
-        {"no-set-extra", "extra-slots warning"},
-        {"endless-modes", "mode-list-end failed"},
-        {"wrong-list", "listed-encoders failed"},
-        {"absent", "listed-encoders warning"},
-        {"slow", "scan-time failed", "scan"},
-        {"file", "load-files failed"},
-        {"no-encoder", "jobs failed"},
-        {"empty-file", "jobs failed"},
-        {"calls-library", "slot-order failed"},
-        {"loses-picture", "frames-out failed"},
-        {"loses-sound", "frames-out failed"},
-        {"odd-results", "write-results failed"},
-        {"silent", "failures-told warning"},
-        {"takes-any", "revise-video failed"},
-        {"six-channels", "revise-audio failed"},
-        {"restless", "revise-twice failed"},
-        {"throw-in-revise", "no-exceptions failed"},
-        {"throw-in-encode", "no-exceptions failed"},
-        {"shared-state", "interleaved-jobs warning"},
-        {"leaks-file", "job-growth failed"},
-        {"no-odd", "odd-sizes failed"},
-        {"no-pitch", "wide-pitch failed"},
-        {"loses-errno", "write-errno failed"},
+        {"throw-in-scan", "scan failed: an exception left it: bad"},
+        {"stride", "record-stride failed: ENCODER_ITEM is 840 bytes, but the second record lies 848 behind the first; "
+                   "is the plug-in built with another PluginRecords.h?"},
+        {"endless", "record-end failed: behind record 2 of GetEncoders comes neither another nor dwFourCC 0"},
+        {"four-cc", "four-cc failed: encoder BAD?: 0x01444142 isn't four characters from space to tilde"},
+        {"type", "encoder-type failed: encoder BADV: nType 2 is neither audio nor video"},
+        {"full-texts", "texts failed: encoder BADV: szName fills all its 64 characters, without a 0 at the end +6"},
+        {"text", "texts failed: format BAD: szName holds a value that is no Unicode character"},
+        {"wild-slot", "slot-addresses failed: encoder BADV: pfnDestroy is N, where no code lies +1"},
+        {"no-encode", "required-slots failed: encoder BADV: pfnEncode is null +1"},
+        {"no-set-extra", "extra-slots warning: format BAD: what pfnGetVideoExtra of encoder BADV gives is lost, since "
+                         "there is no pfnSetVideoExtra"},
+        {"endless-modes",
+         "mode-list-end failed: format BAD: pVideoModes: behind entry 1 comes neither another nor dwFourCC 0"},
+        {"wrong-list", "listed-encoders failed: format BAD: pVideoModes: BADA is an encoder of the other kind"},
+        {"absent", "listed-encoders warning: format BAD: pVideoModes: 1111 is in no plug-in of the folder"},
+        {"slow", "scan-time failed: it N ms, and each start of a host waits for it", "scan"},
+        {"file", "load-files failed: it leaves N -> /dev/null"},
+        {"no-encoder", "jobs failed: BAD with BADV and BADA: a stream is lost: pfnCreate of BADA returns 0 +2"},
+        {"empty-file", "jobs failed: BAD with BADV and BADA: there is no file, or an empty one +2"},
+        {"calls-library", "slot-order failed: BAD with BADV and BADA: pfnReviseVideo of BADV is called out of its "
+                          "order; does a slot call the library?"},
+        {"loses-picture", "frames-out failed: BAD with BADV and BADA: 3 of 30 pictures are in the file"},
+        {"loses-sound", "frames-out failed: BAD with BADV and BADA: 600 ms of 1200 ms of sound are in the file"},
+        {"odd-results", "write-results failed: BAD with BADV and BADA: a write slot returns -1"},
+        {"silent", "failures-told warning: pfnCreate of BAD fails without a word in the log"},
+        {"takes-any", "revise-video failed: BADV takes -2147483648x240, 25 fps, 400000 bit/s and leaves "
+                      "-2147483648x240, 25 fps, 400000 bit/s: a picture without an area +13"},
+        {"six-channels", "revise-audio failed: BADA takes -2147483648 Hz, 2 channels, 16 bits, 128000 bit/s and leaves "
+                         "-2147483648 Hz, 6 channels, 16 bits, 128000 bit/s: no usable sample rate +5"},
+        {"restless", "revise-twice failed: BADV: of 320x1, 25 fps, 400000 bit/s it makes 318x1, 25 fps, 400000 bit/s, "
+                     "and of that 316x1, 25 fps, 400000 bit/s +24"},
+        {"throw-in-revise", "no-exceptions failed: an exception leaves pfnReviseVideo of BADV"},
+        {"throw-in-encode", "no-exceptions failed: an exception leaves pfnEncode of BADV"},
+        {"shared-state",
+         "interleaved-jobs warning: BAD with BADV and BADA: two jobs at a time leave other files than one after "
+         "another; do they share something? (Encoders with threads of their own may not be exact.)"},
+        {"leaks-file", "job-growth failed: BAD with BADV and BADA: each job leaves files open: 5 after 5 of them"},
+        {"no-odd", "odd-sizes failed: BAD with BADV, 1x1: the revise slot takes the size, and then a stream is lost: "
+                   "pfnCreate of BADV returns 0 +4"},
+        {"no-pitch",
+         "wide-pitch failed: BAD with BADV and BADA: pictures with a pitch wider than they are come out otherwise"},
+        {"loses-errno",
+         "write-errno failed: BAD with BADV and BADA: the system says \"File too large\", and errno \"Success\""},
 #ifndef __SANITIZE_ADDRESS__ // whose memory malloc doesn't count
-        {"leaks-by-job", "job-growth failed"},
-        {"leaks-by-frame", "frame-growth failed"},
+        {"leaks-by-job", "job-growth failed: BAD with BADV and BADA: each job N bytes"},
+        {"leaks-by-frame", "frame-growth failed: BAD with BADV and BADA: each frame N bytes"},
 #endif
     };
     ExpectFindings(faults, "--strictness 9 --in-process");
@@ -233,23 +260,72 @@ TEST_F(HostPluginsTest, WhatEndsAProcessIsFoundByItsCheck)
     GTEST_SKIP() << "processes with the sanitizer start too slowly for the checks' time limits";
 #endif
     const std::vector<Fault> faults = {
-        {"exit-in-scan", "loads crashed", "loads"},
-        {"hang-in-scan", "loads crashed", "loads"},
-        {"locale", "load-locale failed", "^load-"},
-        {"rounding", "load-floating-point failed", "^load-"},
-        {"signal", "load-signals failed", "^load-"},
-        {"environment", "load-settings failed", "^load-"},
-        {"exit-in-slot", "jobs crashed", "jobs"},
-        {"hang-in-encode", "jobs crashed", "jobs"},
-        {"crash-in-encode", "jobs crashed", "jobs"},
-        {"crash-when-empty", "empty-jobs crashed"},
-        {"null-callback", "null-callback crashed"},
-        {"crash-in-revise", "revise-video crashed", "revise-video|jobs"},
-        {"one-thread", "threads crashed", "threads|jobs"},
-        {"reads-beyond", "frame-bounds crashed", "frame|jobs"},
-        {"reads-before", "frame-bounds crashed", "frame|jobs"},
-        {"writes-frame", "frame-const crashed", "frame|jobs"},
-        {"keeps-frame", "frame-kept crashed", "frame|jobs"},
+        {"exit-in-scan", "loads crashed: it has ended the program", "loads"},
+        {"hang-in-scan", "loads crashed: it hasn't come back within 2000 ms", "loads"},
+        {"locale", "load-locale failed: the locale was C and is LC_CTYPE=N now", "^load-"},
+        {"rounding", "load-floating-point failed: the rounding of doubles is another now", "^load-"},
+        {"signal", "load-signals failed: another handler stands for SIGUSR1", "^load-"},
+        {"environment", "load-settings failed: the environment is another now: BAD=1", "^load-"},
+        {"exit-in-slot", "jobs crashed: it has ended the program while pfnEncode of BADV was called", "jobs"},
+        {"hang-in-encode", "jobs crashed: it hasn't come back within 2000 ms while pfnEncode of BADV was called",
+         "jobs"},
+        {"crash-in-encode", "jobs crashed: it has crashed (SIGSEGV) while pfnEncode of BADV was called", "jobs"},
+        {"crash-when-empty",
+         "empty-jobs crashed: it has crashed (SIGFPE) while BAD with BADV and BADA was closed, "
+         "pfnClose of BAD was called",
+         "^empty-jobs"},
+        {"null-callback",
+         "null-callback crashed: it has crashed (SIGSEGV) while BAD with BADV and BADA was closed, "
+         "pfnClose of BAD was called",
+         "^null-callback"},
+        {"crash-in-revise",
+         "revise-video crashed: it has crashed (SIGFPE) while pfnReviseVideo of BADV was called: bad: no such picture",
+         "revise-video|jobs"},
+        {"one-thread", "threads crashed: it has crashed (SIGFPE) while pfnEncode of BADV was called", "threads|jobs"},
+        {"reads-beyond", "frame-bounds crashed: it has crashed (SIGSEGV) while pfnEncode of BADV was called",
+         "frame|jobs"},
+        {"reads-before", "frame-bounds crashed: it has crashed (SIGSEGV) while pfnEncode of BADV was called",
+         "frame|jobs"},
+        {"writes-frame", "frame-const crashed: it has crashed (SIGSEGV) while pfnEncode of BADV was called",
+         "frame|jobs"},
+        {"keeps-frame", "frame-kept crashed: it has crashed (SIGSEGV) while pfnEncode of BADV was called",
+         "frame|jobs"},
     };
     ExpectFindings(faults, "--strictness 9 --timeout-ms 2000");
+}
+
+// All that a plug-in is given, from its loading to its last frame, summed up for each check.
+TEST_F(HostPluginsTest, EachCheckCallsAsItAlwaysDid)
+{
+    Install("traces");
+    ASSERT_EQ(
+        Shell("for id in jobs slot-order frames-out null-callback empty-jobs failures-told revise-video revise-audio "
+              "revise-twice no-exceptions interleaved-jobs reload job-growth frame-bounds frame-const odd-sizes "
+              "wide-pitch size-limit bad-path frame-growth random-jobs; do encmgr validate --in-process "
+              "--strictness 10 --seed 7 --timeout-ms 2000 -t ^$id'$' traces/PlugIns/*.dylib 2>&1 >/dev/null | "
+              "grep ^trace | head -n 300 | cksum | cut -d' ' -f1 | sed \"s/$/ $id/\"; done"),
+        0);
+    EXPECT_EQ("\n" + m_said, R"(
+845360265 jobs
+4208745466 slot-order
+3837523086 frames-out
+3268374771 null-callback
+892027849 empty-jobs
+920234363 failures-told
+3471646208 revise-video
+547320602 revise-audio
+2574595724 revise-twice
+2475402129 no-exceptions
+3876271721 interleaved-jobs
+2693123880 reload
+3508171516 job-growth
+2830653467 frame-bounds
+2249043519 frame-const
+773966982 odd-sizes
+3403863397 wide-pitch
+2055391453 size-limit
+1718565062 bad-path
+1710209246 frame-growth
+1124340020 random-jobs
+)");
 }
