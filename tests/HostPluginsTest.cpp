@@ -97,6 +97,7 @@ TEST_F(HostPluginsTest, TheOneThatEndsTheProgramIsNamed)
         {"exit-in-scan", "list", 10, "has ended the program while it was loaded"},
         {"_exit-in-scan", "list", 10, "has ended the program while it was loaded"},
         {"crash-in-scan", "list; (exit $?)", 128 + 6, "(SIGABRT) while it was loaded"},
+        {"overflow-in-scan", "list; (exit $?)", 128 + 11, "(SIGSEGV) while it was loaded"},
         {"hang-in-scan", "list", 130, "interrupted while the plug-in"},
         {"exit-in-slot", "encode testcard:seconds=1,size=160x90 -o a.bad", 10, "has ended the program"},
         {"good", "encode testcard:seconds=1,size=160x90 -o a.bad", 0, "a.bad: 25 pictures"},
@@ -200,6 +201,7 @@ TEST_F(HostPluginsTest, EachFaultIsFoundByItsCheck)
         {"type", "encoder-type failed: encoder BADV: nType 2 is neither audio nor video"},
         {"full-texts", "texts failed: encoder BADV: szName fills all its 64 characters, without a 0 at the end +6"},
         {"text", "texts failed: format BAD: szName holds a value that is no Unicode character"},
+        {"control", "texts failed: format BAD: szName holds a control character"},
         {"wild-slot", "slot-addresses failed: encoder BADV: pfnDestroy is N, where no code lies +1"},
         {"no-encode", "required-slots failed: encoder BADV: pfnEncode is null +1"},
         {"no-set-extra", "extra-slots warning: format BAD: what pfnGetVideoExtra of encoder BADV gives is lost, since "
