@@ -183,6 +183,10 @@ TEST_F(HostPluginsTest, FilesThatAreNoPluginsAreFound)
     };
     for (const auto& [file, findings] : cases)
         EXPECT_EQ(Findings("--strictness 2 --in-process " + std::string(file)), findings) << file;
+    EXPECT_EQ(Run("validate --strictness 1 -t 'name|word' wptext.dylib"), 1);
+    EXPECT_EQ(m_said, "wptext.dylib\n  failed    1  shared-library  it doesn't begin as an ELF file does\n"
+                      "  skipped   1  word-size       it needs shared-library to pass\n"
+                      "  not good: 3 checks, 1 passed, 1 skipped, 1 failed\n");
 }
 
 // Each fault is found by one check, and hardly disturbs the others.
