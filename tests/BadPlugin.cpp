@@ -250,6 +250,8 @@ int ReviseVideo(EncodeParam* pParam)
 int ReviseAudio(EncodeParamAudio* pAudio)
 {
     Trace("revise-audio", pAudio->nSampleRate, pAudio->nChannels, pAudio->nBitsPerSample, pAudio->nBitRate);
+    if (Is("throw-in-sound") && pAudio->nChannels < 0)
+        throw 2;
     if (pAudio->nChannels < 1 || pAudio->nChannels > 2 || pAudio->nSampleRate < 1) {
         std::fprintf(stderr, "bad: no such sound\n");
         if (!Is("six-channels") || pAudio->nChannels < 2)

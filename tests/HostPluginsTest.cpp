@@ -231,6 +231,7 @@ TEST_F(HostPluginsTest, EachFaultIsFoundByItsCheck)
         {"restless", "revise-twice failed: BADV: of 320x1, 25 fps, 400000 bit/s it makes 318x1, 25 fps, 400000 bit/s, "
                      "and of that 316x1, 25 fps, 400000 bit/s +24"},
         {"throw-in-revise", "no-exceptions failed: an exception leaves pfnReviseVideo of BADV"},
+        {"throw-in-sound", "no-exceptions failed: an exception leaves pfnReviseAudio of BADA"},
         {"throw-in-encode", "no-exceptions failed: an exception leaves pfnEncode of BADV"},
         {"shared-state",
          "interleaved-jobs warning: BAD with BADV and BADA: two jobs at a time leave other files than one after "
@@ -248,6 +249,16 @@ TEST_F(HostPluginsTest, EachFaultIsFoundByItsCheck)
 #endif
     };
     ExpectFindings(faults, "--strictness 9 --in-process");
+}
+
+TEST_F(HostPluginsTest, WhatAPluginHidesIsFound)
+{
+    Install("twice");
+    for (const char* other : {"wpthrow-in-scan.dylib", "wpgood.dylib"})
+        Patch("twice/PlugIns/" + std::string(other), "", "");
+    EXPECT_EQ(Findings("--strictness 3 --in-process " + Plugin("twice")),
+              "duplicates failed: encoder BADV is there twice; jobs only ever take the first, hidden-records warning: "
+              "encoder BADV is in wpgood.dylib, too; the one that is found first hides the other +2");
 }
 
 TEST_F(HostPluginsTest, TheDocumentHasEveryCheck)
