@@ -183,6 +183,11 @@ TEST_F(HostPluginsTest, FilesThatAreNoPluginsAreFound)
     };
     for (const auto& [file, findings] : cases)
         EXPECT_EQ(Findings("--strictness 2 --in-process " + std::string(file)), findings) << file;
+    Patch("wpgood.dylib", "", "");
+    EXPECT_EQ(Run("--plugins . -v list"), 0) << "a scan goes on";
+    EXPECT_TRUE(Said("BAD   Bad file")) << m_said;
+    for (const char* file : {"text", "empty", "arm", "32", "links", "pipe", "folder"})
+        EXPECT_TRUE(Said("***Failed to Load Plugin[./wp" + std::string(file) + ".dylib]")) << file << m_said;
     EXPECT_EQ(Run("validate --strictness 1 -t 'name|word' wptext.dylib"), 1);
     EXPECT_EQ(m_said, "wptext.dylib\n  failed    1  shared-library  it doesn't begin as an ELF file does\n"
                       "  skipped   1  word-size       it needs shared-library to pass\n"
