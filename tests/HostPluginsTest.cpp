@@ -264,6 +264,8 @@ TEST_F(HostPluginsTest, WhatAPluginHidesIsFound)
     EXPECT_EQ(Findings("--strictness 3 --in-process " + Plugin("twice")),
               "duplicates failed: encoder BADV is there twice; jobs only ever take the first, hidden-records warning: "
               "encoder BADV is in wpgood.dylib, too; the one that is found first hides the other +2");
+    EXPECT_EQ(Shell("mkdir tmp && TMPDIR=$PWD/tmp encmgr validate -t ^jobs " + Plugin("twice") + "; rmdir tmp"), 0)
+        << "a check leaves files behind" << m_said;
 }
 
 TEST_F(HostPluginsTest, TheDocumentHasEveryCheck)
