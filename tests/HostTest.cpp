@@ -225,7 +225,8 @@ TEST_F(HostTest, ConvertsPictures)
     ASSERT_EQ(Run("convert grey.ppm -o laid.png --overlay white.ppm --at 1x1"), 0) << m_said;
     EXPECT_EQ(pixels("laid.png")[0], 0x50);
     EXPECT_EQ(pixels("laid.png")[3 * (5 + 1)], 0xff);
-    EXPECT_EQ(Run("convert grey.ppm -o out.png --overlay white.ppm --at 4x2"), 2) << m_said;
+    for (const auto& [place, code] : {std::pair{"3x0", 0}, {"4x0", 2}, {"0x2", 2}})
+        EXPECT_EQ(Run(std::string("convert grey.ppm -o out.png --overlay white.ppm --at ") + place), code) << m_said;
     for (const auto& [wish, size] : {std::pair{"x8", "13x8"},
                                      {"8x", "8x5"},
                                      {"8x-2", "8x4"},
