@@ -226,7 +226,8 @@ TEST_F(HostTest, ConvertsPictures)
     EXPECT_EQ(pixels("laid.png")[0], 0x50);
     EXPECT_EQ(pixels("laid.png")[3 * (5 + 1)], 0xff);
     for (const auto& [place, code] : {std::pair{"3x0", 0}, {"4x0", 2}, {"0x2", 2}})
-        EXPECT_EQ(Run(std::string("convert grey.ppm -o out.png --overlay white.ppm --at ") + place), code) << m_said;
+        EXPECT_EQ(Run(std::string("convert grey.ppm -y -o edge.png --overlay white.ppm --at ") + place), code)
+            << m_said;
     for (const auto& [wish, size] : {std::pair{"x8", "13x8"},
                                      {"8x", "8x5"},
                                      {"8x-2", "8x4"},
