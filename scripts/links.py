@@ -9,9 +9,8 @@ PAGES = subprocess.run(["git", "ls-files", "-co", "--exclude-standard", "*.md"],
 
 
 def text_of(page):
-    """Without what stands in fences and backquotes."""
-    text = re.sub(r"^```.*?^```", "", page.read_text(encoding="utf-8"), flags=re.M | re.S)
-    return text
+    """Without what stands in fences."""
+    return re.sub(r"^```.*?^```", "", page.read_text(encoding="utf-8"), flags=re.M | re.S)
 
 
 def anchors(page):
