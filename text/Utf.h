@@ -13,6 +13,7 @@ enum ConversionFlags {
                           result */
 };
 
+/* How a conversion ended. */
 enum ConversionResult {
     conversionOK,    /* all input was converted */
     sourceExhausted, /* the input ends inside a sequence */

@@ -33,8 +33,8 @@ public:
     int ConvertData(const short* pSamples, int nSamples);
     // Hands out up to nMax waiting samples, the oldest first, and returns how many.
     int Get(short* pOut, int nMax);
-    int GetFreeSize() const;
-    int GetValidSize() const;
+    int GetFreeSize() const;  // samples that fit behind those that wait, before the buffer grows
+    int GetValidSize() const; // samples that wait
     // Drops the waiting samples. History and balance stay.
     void Reset();
 

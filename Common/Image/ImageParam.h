@@ -22,6 +22,7 @@ struct IMG_PARAM {
 };
 static_assert(sizeof(IMG_PARAM) == (sizeof(void*) == 4 ? 36 : 40));
 
+// The scaler's method.
 enum IMAGE_INTERPOLATION : int {
     IMAGE_INTERPOLATION_DEFAULT = 0, // bilinear
     IMAGE_INTERPOLATION_NEAR = 1,
@@ -31,23 +32,23 @@ enum IMAGE_INTERPOLATION : int {
 
 // The published bitmap header.
 struct tagBITMAPINFOHEADER {
-    uint32_t biSize;
-    int32_t biWidth;
-    int32_t biHeight;
-    uint16_t biPlanes;
-    uint16_t biBitCount;
-    uint32_t biCompression;
-    uint32_t biSizeImage;
-    int32_t biXPelsPerMeter;
-    int32_t biYPelsPerMeter;
-    uint32_t biClrUsed;
-    uint32_t biClrImportant;
+    uint32_t biSize;         // 40
+    int32_t biWidth;         // pixels
+    int32_t biHeight;        // pixels, positive
+    uint16_t biPlanes;       // not read
+    uint16_t biBitCount;     // 24 or 32, as the function says
+    uint32_t biCompression;  // not read
+    uint32_t biSizeImage;    // not read
+    int32_t biXPelsPerMeter; // not read
+    int32_t biYPelsPerMeter; // not read
+    uint32_t biClrUsed;      // not read
+    uint32_t biClrImportant; // not read
 };
 static_assert(sizeof(tagBITMAPINFOHEADER) == 40);
 
 // The header with whatever follows it.
 struct tagBITMAPINFO {
-    tagBITMAPINFOHEADER bmiHeader;
+    tagBITMAPINFOHEADER bmiHeader; // the picture follows it in memory, where a function says so
 };
 
 #endif // ENCMGR_IMAGE_PARAM_H

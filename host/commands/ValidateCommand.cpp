@@ -76,18 +76,18 @@ PluginReport Validate(const std::string& file, std::span<const ChosenCheck> chec
 {
     PluginReport report = {file, {}};
     const std::string path = std::filesystem::absolute(file).lexically_normal().string();
-    Stage last = Stage::kJobs;     // that holds
-    const Check* failed = nullptr; // where the next didn't
+    Stage last = Stage::kJobs; // that holds
+    const char* failed = "";   // the check where the next didn't
     for (const auto& [check, isAsked] : checks) {
         if (check->stage > last) {
             if (isAsked)
-                report.results.push_back({check, Outcome::kSkipped, {Format("it needs %s to pass", failed->id)}});
+                report.results.push_back({check, Outcome::kSkipped, {Format("it needs %s to pass", failed)}});
             continue;
         }
         const CheckResult result = RunCheck(*check, path, options, messages);
         if (check->isGate && result.outcome >= Outcome::kFailed && check->stage < last) {
             last = check->stage;
-            failed = check;
+            failed = check->id;
         }
         if (isAsked || result.outcome >= Outcome::kFailed)
             report.results.push_back(result);

@@ -93,71 +93,71 @@ enum { KX_FIELDS_PROGRESSIVE = 1, KX_FIELDS_TOP_FIRST = 2, KX_FIELDS_BOTTOM_FIRS
 /* EncodeParam.video: the output picture. A video revise slot may change it. The host sets the encoder and both sides;
  * what else stays 0 has the meaning that is said for it. */
 typedef struct EncodeParamVideo {
-    KXDWORD dwFourCC; /* video encoder */
-    int nWidth;       /* output picture, pixels; 1 and more, there is no "as the source" */
-    int nHeight;
+    KXDWORD dwFourCC;  /* video encoder */
+    int nWidth;        /* output picture, pixels; 1 and more, there is no "as the source" */
+    int nHeight;       /* pixels */
     double dFrameRate; /* output frames per second; 0 takes the source's rate. 29.97 and 30000.0 / 1001 both stand for
                           30000/1001: a plug-in looks for n * 1000 / 1001 with a whole n before other fractions */
     int nBitRate;      /* bits per second; 0: the encoder's usual quality */
-    KXDWORD dwOptions[2];
-    int nResizeMethod;  /* an IMAGE_RESIZE_METHOD: 0 stretch, 1 keep, 2 16:9, 3 4:3, 5 crop */
-    int nInterpolation; /* an IMAGE_INTERPOLATION: 0 default, 1 nearest, 2 bilinear */
-    int nPixelAspectX;  /* width of a pixel to its height, 16 and 15 say; 0 and 0: not said */
-    int nPixelAspectY;
-    KXDWORD dwColour;
-    int nFieldOrder; /* a KX_FIELDS value */
-    int nRotation;   /* degrees by which a player is to turn the pictures clockwise: 0, 90, 180 or 270 */
-    KXDWORD reserved;
+    KXDWORD dwOptions[2]; /* KXSetOptions */
+    int nResizeMethod;    /* an IMAGE_RESIZE_METHOD: 0 stretch, 1 keep, 2 16:9, 3 4:3, 5 crop */
+    int nInterpolation;   /* an IMAGE_INTERPOLATION: 0 default, 1 nearest, 2 bilinear */
+    int nPixelAspectX;    /* width of a pixel to its height, 16 and 15 say; 0 and 0: not said */
+    int nPixelAspectY;    /* the other part of nPixelAspectX */
+    KXDWORD dwColour;     /* KX_COLOUR; 0: not said */
+    int nFieldOrder;      /* a KX_FIELDS value */
+    int nRotation;        /* degrees by which a player is to turn the pictures clockwise: 0, 90, 180 or 270 */
+    KXDWORD reserved;     /* 0 */
 } EncodeParamVideo;
 
 /* EncodeParam.audio: the output audio. An audio revise slot may change it. The host sets the encoder, the rate, the
  * channels and the bits. */
 typedef struct EncodeParamAudio {
-    KXDWORD dwFourCC; /* audio encoder */
-    int nSampleRate;
-    int nChannels;
-    int nBitRate; /* bits per second; 0: the encoder's usual */
-    KXDWORD dwOptions[2];
-    int nBitsPerSample; /* 16 wherever the library converts or paces */
+    KXDWORD dwFourCC;     /* audio encoder */
+    int nSampleRate;      /* Hz */
+    int nChannels;        /* 1 or 2 wherever the library converts */
+    int nBitRate;         /* bits per second; 0: the encoder's usual */
+    KXDWORD dwOptions[2]; /* KXSetOptions */
+    int nBitsPerSample;   /* 16 wherever the library converts or paces */
 } EncodeParamAudio;
 
 /* Parameters of one job. The library works on a copy of its own, which plug-ins see and may change during the
  * set-up; the copy lives as long as the job. The library reads neither options nor aspect, colour, fields and rotation:
  * it carries them along. */
 typedef struct EncodeParam {
-    EncodeParamVideo video;
-    EncodeParamAudio audio;
-    int bVideoDisabled; /* non-zero: the job has no video; the set-up sets it where there can be none */
-    int bAudioDisabled;
-    KXDWORD dwFileFourCC; /* file format; never 0 */
+    EncodeParamVideo video; /* the output picture and its encoder */
+    EncodeParamAudio audio; /* the output audio and its encoder */
+    int bVideoDisabled;     /* non-zero: the job has no video; the set-up sets it where there can be none */
+    int bAudioDisabled;     /* likewise for audio */
+    KXDWORD dwFileFourCC;   /* file format; never 0 */
 } EncodeParam;
 
 /* The host's description of its source video. */
 typedef struct KXVideoInfo {
-    int width; /* pixels */
-    int height;
-    double framerate; /* frames per second; 0 if unknown */
-    KXDWORD reserved1;
-    int aspectx; /* display aspect of the picture, 16 and 9 say; 0 and 0: that of width and height */
-    int aspecty;
-    KXDWORD reserved2[3];
+    int width;            /* pixels */
+    int height;           /* pixels */
+    double framerate;     /* frames per second; 0 if unknown */
+    KXDWORD reserved1;    /* 0 */
+    int aspectx;          /* display aspect of the picture, 16 and 9 say; 0 and 0: that of width and height */
+    int aspecty;          /* the other part of aspectx */
+    KXDWORD reserved2[3]; /* 0 */
 } KXVideoInfo;
 
 /* The host's description of its source audio. */
 typedef struct KXAudioInfo {
-    int samplerate;
-    int channels;
-    int bitspersample;
+    int samplerate;    /* Hz */
+    int channels;      /* of each sample block */
+    int bitspersample; /* 16 wherever the library converts */
 } KXAudioInfo;
 
 /* An audio block of a MEDIA_FRAME: raw samples, interleaved, in the format that the three words state. */
 typedef struct MEDIA_FRAME_AUDIO {
-    int nSampleRate;
-    int nChannels;
-    int nBitsPerSample;
-    void* pData;
-    int nDataSize;   /* bytes in pData, 0 for an empty block */
-    int nBufferSize; /* not read by the library */
+    int nSampleRate;    /* Hz */
+    int nChannels;      /* of each sample block */
+    int nBitsPerSample; /* of one sample; 16 wherever the library converts or paces */
+    void* pData;        /* whole sample blocks */
+    int nDataSize;      /* bytes in pData, 0 for an empty block */
+    int nBufferSize;    /* not read by the library */
 } MEDIA_FRAME_AUDIO;
 
 /* A picture of a MEDIA_FRAME: planar YUV 4:2:0 of 8 bits. pY has nHeight rows of nWidth bytes; pU and pV have
@@ -166,16 +166,16 @@ typedef struct MEDIA_FRAME_AUDIO {
  * Nothing is aligned, and nobody reads what lies between rows or behind the last one. A host sets nWidth and nHeight to
  * the size that its KXVideoInfo states; plug-ins refuse pictures of another one than the job's, in the log. */
 typedef struct MEDIA_FRAME_VIDEO {
-    KXDWORD reserved1[2];
-    unsigned char* pY;
-    unsigned char* pU;
-    unsigned char* pV;
-    KXDWORD reserved2;
-    int nWidth;
-    int nHeight;
-    int nPitchY;
-    int nPitchU;
-    int nPitchV;
+    KXDWORD reserved1[2]; /* 0 */
+    unsigned char* pY;    /* luma, the top row */
+    unsigned char* pU;    /* blue difference, the top row */
+    unsigned char* pV;    /* red difference, the top row */
+    KXDWORD reserved2;    /* 0 */
+    int nWidth;           /* pixels */
+    int nHeight;          /* pixels */
+    int nPitchY;          /* bytes from row to row of pY */
+    int nPitchU;          /* of pU */
+    int nPitchV;          /* of pV */
 } MEDIA_FRAME_VIDEO;
 
 /* One block of audio or one picture. Whoever hands it over owns it and its buffers, and may reuse them when the
@@ -183,13 +183,13 @@ typedef struct MEDIA_FRAME_VIDEO {
 typedef struct MEDIA_FRAME {
     KXDWORD nFrameType; /* carried along; 3 marks the silence that drains an audio encoder */
     union {
-        MEDIA_FRAME_AUDIO audio;
-        MEDIA_FRAME_VIDEO video;
+        MEDIA_FRAME_AUDIO audio; /* for FCWriteAudioData and audio slots */
+        MEDIA_FRAME_VIDEO video; /* for FCWriteVideoFrame and video slots */
     };
-    KXDWORD reserved[2];
+    KXDWORD reserved[2];  /* 0 */
     int64_t llTimeStamp;  /* the frame's own time, compared in a job without pacing */
     int64_t llStreamTime; /* place on the host's clock, from 0 at the start of the file; paced jobs follow it */
-    int32_t nDuration;
+    int32_t nDuration;    /* 100 ns; 0: not said */
 } MEDIA_FRAME;
 
 /* Handed by the host to FCCloseMediaFile and from there to pfnClose. What it reports is settled between host and
@@ -210,6 +210,7 @@ typedef unsigned int (*FC_CLOSE_CALLBACK)(void* pParam, unsigned int n1, unsigne
  * its files: so take one that nobody else has.
  */
 
+/* ENCODER_ITEM.nType. */
 #define ENCODER_TYPE_AUDIO 0
 #define ENCODER_TYPE_VIDEO 1
 
@@ -218,10 +219,10 @@ typedef unsigned int (*FC_CLOSE_CALLBACK)(void* pParam, unsigned int n1, unsigne
  * Required unless every format that names the encoder marks it inline: pfnCreate, pfnEncode, pfnDestroy.
  * Optional, null if absent: all other slots. */
 typedef struct ENCODER_ITEM {
-    KXDWORD dwFourCC;
-    wchar_t szName[64];
-    wchar_t szDescription[128];
-    int nType; /* ENCODER_TYPE_AUDIO or ENCODER_TYPE_VIDEO */
+    KXDWORD dwFourCC;           /* see above */
+    wchar_t szName[64];         /* for menus */
+    wchar_t szDescription[128]; /* a sentence for people who choose; may be empty */
+    int nType;                  /* ENCODER_TYPE_AUDIO or ENCODER_TYPE_VIDEO */
 
     /* [set-up, once a job, after the revise slot, never for an inline stream] Returns the encoder's handle. Null
      * disables the stream, and the job goes on without it. */
@@ -258,7 +259,7 @@ typedef struct ENCODER_ITEM {
      * library delivers: sides of 1 and more, rates above 0, 16 bits, one or two channels where the source has others.
      * Nobody tells the host what was changed. */
     int (*pfnReviseAudio)(EncodeParamAudio* pAudio);
-    int (*pfnReviseVideo)(EncodeParam* pParam);
+    int (*pfnReviseVideo)(EncodeParam* pParam); /* the same for video */
 } ENCODER_ITEM;
 
 /* One entry of a format's list of encoders; the list ends with dwFourCC 0, and its order is the host's menu. */
@@ -290,12 +291,12 @@ typedef struct ENCODER_MODE {
  * A slot that fails because the system refuses to write leaves errno as the system has set it (ENOSPC, EPIPE), at the
  * latest when pfnClose calls back: a host tells by it what may pass, such as a full disk, and gives up at once. */
 typedef struct FILEFORMAT_ITEM {
-    KXDWORD dwFourCC;
-    wchar_t szShortName[10];
-    wchar_t szName[64];
-    wchar_t szDescription[128];
+    KXDWORD dwFourCC;                /* see above */
+    wchar_t szShortName[10];         /* a few letters, for columns */
+    wchar_t szName[64];              /* for menus */
+    wchar_t szDescription[128];      /* a sentence for people who choose; may be empty */
     const ENCODER_MODE* pAudioModes; /* stays in place until the plug-in is unloaded */
-    const ENCODER_MODE* pVideoModes;
+    const ENCODER_MODE* pVideoModes; /* likewise */
 
     /* [set-up, once a job, after both encoders] bVideoDisabled and bAudioDisabled are final. Null fails the job. The
      * path is the host's, as it came: in the working folder or a whole one, perhaps of no regular file ("/dev/stdout"),
@@ -316,6 +317,7 @@ typedef struct FILEFORMAT_ITEM {
 
     /* [close, if the encoder has the matching get slot] */
     void (*pfnSetAudioExtra)(void* hFile, void* pValue1, KXDWORD nValue2);
+    /* [close, if the encoder has the matching get slot] */
     void (*pfnSetVideoExtra)(void* hFile, uintptr_t nValue1, uintptr_t nValue2, uintptr_t nValue3, uintptr_t nValue4);
 
     KXDWORD dwFlags; /* FFF_NOPACING, FFF_METADATA, FFF_SEQUENCE */
@@ -341,14 +343,14 @@ enum {
 
 /* One option that an encoder takes in the text of dwOptions. Texts are UTF-8. */
 typedef struct ENCODER_OPTION {
-    const char* pszKey;
+    const char* pszKey;     /* null in the item that ends the array */
     const char* pszHelp;    /* a few words on what it does; may be empty */
     const char* pszDefault; /* the value where the host gives none, as it would write it; empty: the encoder decides */
     const char* pszWords;   /* a space between each two; empty: there are none */
     double dLeast;          /* the range of numbers, ends included; both 0 for texts, switches and flags */
-    double dMost;
-    int nKind; /* a KX_OPTION value */
-    int reserved;
+    double dMost;           /* the other end */
+    int nKind;              /* a KX_OPTION value */
+    int reserved;           /* 0 */
 } ENCODER_OPTION;
 
 /* The optional export GetEncoderOptions: the options of the encoder with this FourCC, first those that hosts may know
@@ -361,22 +363,23 @@ typedef const ENCODER_OPTION* (*PFN_GetEncoderOptions)(KXDWORD dwFourCC);
  * The public catalogue, read by the host
  */
 
+/* An encoder as the catalogue shows it; the texts are those of its ENCODER_ITEM. */
 typedef struct ENCODER_INFO {
-    KXDWORD dwFourCC;
-    wchar_t szName[64];
-    wchar_t szDescription[128];
+    KXDWORD dwFourCC;           /* to be named in EncodeParam */
+    wchar_t szName[64];         /* for menus */
+    wchar_t szDescription[128]; /* a sentence for people who choose; may be empty */
 } ENCODER_INFO;
 
 /* One file format and those of its encoders that are present. The arrays have no terminator. */
 typedef struct FILEFORMAT_INFO {
-    KXDWORD dwFourCC;
-    wchar_t szShortName[10];
-    wchar_t szName[64];
-    wchar_t szDescription[128];
-    int nAudioEncoders;
-    int nVideoEncoders;
+    KXDWORD dwFourCC;               /* to be named in EncodeParam; 0 ends the array */
+    wchar_t szShortName[10];        /* a few letters, for columns */
+    wchar_t szName[64];             /* for menus */
+    wchar_t szDescription[128];     /* a sentence for people who choose; may be empty */
+    int nAudioEncoders;             /* in ppAudioEncoders */
+    int nVideoEncoders;             /* in ppVideoEncoders */
     ENCODER_INFO** ppAudioEncoders; /* may be null when the count is 0 */
-    ENCODER_INFO** ppVideoEncoders;
+    ENCODER_INFO** ppVideoEncoders; /* likewise */
 } FILEFORMAT_INFO;
 
 #ifdef __cplusplus

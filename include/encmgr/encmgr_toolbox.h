@@ -32,13 +32,13 @@ extern "C" {
 typedef struct encmgr_image {
     unsigned char* bits; /* the row that comes first in memory */
     int width;           /* of the whole picture, pixels */
-    int height;
-    int pitch;          /* bytes */
-    int bits_per_pixel; /* 32 or 8, as the function says */
-    int x;              /* the rectangle, counted from the picture's upper left corner */
-    int y;
-    int cx;
-    int cy;
+    int height;          /* likewise */
+    int pitch;           /* bytes */
+    int bits_per_pixel;  /* 32 or 8, as the function says */
+    int x;               /* the rectangle, counted from the picture's upper left corner */
+    int y;               /* its top row */
+    int cx;              /* its width */
+    int cy;              /* its height */
 } encmgr_image;
 
 /* 32 bits: B, G, R and a fourth byte, bottom-up. */
@@ -69,18 +69,22 @@ ENCMGR_API int encmgr_mean_y(const encmgr_image* src, const encmgr_image* dst); 
 
 /* A picture, top-down: y has height rows of width bytes, u and v (height + 1) / 2 rows of (width + 1) / 2. */
 typedef struct encmgr_planes {
-    unsigned char* y;
-    unsigned char* u;
-    unsigned char* v;
-    int pitch_y;
-    int pitch_u;
-    int pitch_v;
-    int width;
-    int height;
+    unsigned char* y; /* luma */
+    unsigned char* u; /* blue difference */
+    unsigned char* v; /* red difference */
+    int pitch_y;      /* bytes */
+    int pitch_u;      /* bytes */
+    int pitch_v;      /* bytes */
+    int width;        /* pixels */
+    int height;       /* pixels */
 } encmgr_planes;
 
+/* A rectangle of a picture, in pixels of luma. */
 typedef struct encmgr_rect {
-    int x, y, cx, cy;
+    int x;  /* left column */
+    int y;  /* top row */
+    int cx; /* width */
+    int cy; /* height */
 } encmgr_rect;
 
 enum { ENCMGR_NEAREST = 1, ENCMGR_BILINEAR = 2 };
@@ -111,9 +115,9 @@ ENCMGR_API int encmgr_bgr24_to_i420_rounded(unsigned char* bits, const encmgr_pl
 /* Pixels in the order R, G, B, as numeric software has them, top-down. The fourth byte of four isn't read, and becomes
  * 255 where pixels are written. */
 typedef struct encmgr_rgb {
-    unsigned char* bits;
-    int width;
-    int height;
+    unsigned char* bits; /* the top row */
+    int width;           /* pixels */
+    int height;          /* pixels */
     int pitch;           /* bytes */
     int bytes_per_pixel; /* 3 or 4 */
 } encmgr_rgb;
@@ -133,19 +137,19 @@ enum { ENCMGR_UYVY = 0, ENCMGR_YUY2 = 1 };
 
 /* Pairs of pixels in 4 bytes, top-down. The width is even. */
 typedef struct encmgr_packed {
-    unsigned char* bits;
-    int width;
-    int height;
-    int pitch;
-    int order; /* ENCMGR_YUY2: Y0 U Y1 V; ENCMGR_UYVY: U Y0 V Y1 */
+    unsigned char* bits; /* the top row */
+    int width;           /* pixels, even */
+    int height;          /* pixels */
+    int pitch;           /* bytes */
+    int order;           /* ENCMGR_YUY2: Y0 U Y1 V; ENCMGR_UYVY: U Y0 V Y1 */
 } encmgr_packed;
 
 /* A 24-bit bitmap with a pitch, bottom-up. */
 typedef struct encmgr_bitmap {
     unsigned char* bits; /* the row that comes first in memory, which is the picture's last one */
-    int width;
-    int height;
-    int pitch; /* positive */
+    int width;           /* pixels */
+    int height;          /* pixels */
+    int pitch;           /* positive */
 } encmgr_bitmap;
 
 /* Rectangles of cx columns and cy rows from (x_src, y_src) to (x_dst, y_dst). Where both sides hold pairs, an odd cx is
