@@ -14,9 +14,9 @@
 namespace
 {
 
-constexpr const char* kSetNames[kInstructionSets] = {"plain", "sse41", "avx2"};
+constexpr const char* kSetNames[kInstructionSets] = {"plain", "sse41", "avx2", "avx512"};
 
-constexpr char kUsage[] = "usage: encmgr-bench [--set=plain|sse41|avx2] [--filter=REGEX] [--json=FILE] [--list]\n"
+constexpr char kUsage[] = "usage: encmgr-bench [--set=plain|sse41|avx2|avx512] [--filter=REGEX] [--json=FILE] [--list]\n"
                           "  --set      limits the library, not its peers, to an instruction set\n"
                           "  --filter   runs the works whose names match; -REGEX those whose names don't\n"
                           "  --json     writes the results to a file\n"

@@ -95,5 +95,6 @@ const ScaleRowTable& ScaleRows();
 
 void OverwriteScaleRowsSse41(ScaleRowTable& table);
 void OverwriteScaleRowsAvx2(ScaleRowTable& table);
+void OverwriteScaleRowsAvx512(ScaleRowTable& table);
 
 #endif // ENCMGR_SCALE_ROWS_H
