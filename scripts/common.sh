@@ -37,4 +37,5 @@ configure() {
     test_packages=(g++-multilib clang libclang-rt-dev googletest libbenchmark-dev clang-format clang-tidy iwyu shellcheck
         parallel python3-numpy python3-pytest dpkg-dev file zsh fish mandoc groff libx11-dev libpulse-dev xvfb pulseaudio
         abigail-tools binutils-aarch64-linux-gnu libstdc++-12-dev-arm64-cross qemu-user)
+    many_packages=(slurmctld slurmd slurm-client munge procps python3-yaml)
 }

@@ -42,6 +42,12 @@ template <class... Values> void Trace(const char* slot, Values... values)
 
 int g_file = -1;
 
+int Deepen(int depth)
+{
+    volatile char room[4096] = {};
+    return depth > 0 ? Deepen(depth + 1) + room[depth % 7] : 0;
+}
+
 __attribute__((destructor)) void Unloaded()
 {
     close(g_file);
@@ -63,6 +69,8 @@ __attribute__((constructor)) void Loaded()
         _exit(0);
     if (Is("crash-in-scan"))
         std::abort();
+    if (Is("overflow-in-scan"))
+        g_file = Deepen(1);
     while (Is("hang-in-scan"))
         pause();
     if (Is("slow"))
@@ -242,6 +250,8 @@ int ReviseVideo(EncodeParam* pParam)
 int ReviseAudio(EncodeParamAudio* pAudio)
 {
     Trace("revise-audio", pAudio->nSampleRate, pAudio->nChannels, pAudio->nBitsPerSample, pAudio->nBitRate);
+    if (Is("throw-in-sound") && pAudio->nChannels < 0)
+        throw 2;
     if (pAudio->nChannels < 1 || pAudio->nChannels > 2 || pAudio->nSampleRate < 1) {
         std::fprintf(stderr, "bad: no such sound\n");
         if (!Is("six-channels") || pAudio->nChannels < 2)
@@ -377,7 +387,7 @@ ENCMGR_API const FILEFORMAT_ITEM* GetFileFormats()
     FILEFORMAT_ITEM& item = items[0];
     item.dwFourCC = KX_FOURCC('B', 'A', 'D', ' ');
     SetText(item.szShortName, L"BAD");
-    SetText(item.szName, Is("text") ? L"Bad\x110000" : L"Bad file");
+    SetText(item.szName, Is("text") ? L"Bad\x110000" : Is("control") ? L"Bad\tfile" : L"Bad file");
     SetText(item.szDescription, L"Letters");
     item.pVideoModes = Is("endless-modes") ? &endless.mode : modes;
     item.pAudioModes = audioModes;

@@ -97,6 +97,7 @@ TEST_F(HostPluginsTest, TheOneThatEndsTheProgramIsNamed)
         {"exit-in-scan", "list", 10, "has ended the program while it was loaded"},
         {"_exit-in-scan", "list", 10, "has ended the program while it was loaded"},
         {"crash-in-scan", "list; (exit $?)", 128 + 6, "(SIGABRT) while it was loaded"},
+        {"overflow-in-scan", "list; (exit $?)", 128 + 11, "(SIGSEGV) while it was loaded"},
         {"hang-in-scan", "list", 130, "interrupted while the plug-in"},
         {"exit-in-slot", "encode testcard:seconds=1,size=160x90 -o a.bad", 10, "has ended the program"},
         {"good", "encode testcard:seconds=1,size=160x90 -o a.bad", 0, "a.bad: 25 pictures"},
@@ -182,6 +183,15 @@ TEST_F(HostPluginsTest, FilesThatAreNoPluginsAreFound)
     };
     for (const auto& [file, findings] : cases)
         EXPECT_EQ(Findings("--strictness 2 --in-process " + std::string(file)), findings) << file;
+    Patch("wpgood.dylib", "", "");
+    EXPECT_EQ(Run("--plugins . -v list"), 0) << "a scan goes on";
+    EXPECT_TRUE(Said("BAD   Bad file")) << m_said;
+    for (const char* file : {"text", "empty", "arm", "32", "links", "pipe", "folder"})
+        EXPECT_TRUE(Said("***Failed to Load Plugin[./wp" + std::string(file) + ".dylib]")) << file << m_said;
+    EXPECT_EQ(Run("validate --strictness 1 -t 'name|word' wptext.dylib"), 1);
+    EXPECT_EQ(m_said, "wptext.dylib\n  failed    1  shared-library  it doesn't begin as an ELF file does\n"
+                      "  skipped   1  word-size       it needs shared-library to pass\n"
+                      "  not good: 3 checks, 1 passed, 1 skipped, 1 failed\n");
 }
 
 // Each fault is found by one check, and hardly disturbs the others.
@@ -200,6 +210,7 @@ TEST_F(HostPluginsTest, EachFaultIsFoundByItsCheck)
         {"type", "encoder-type failed: encoder BADV: nType 2 is neither audio nor video"},
         {"full-texts", "texts failed: encoder BADV: szName fills all its 64 characters, without a 0 at the end +6"},
         {"text", "texts failed: format BAD: szName holds a value that is no Unicode character"},
+        {"control", "texts failed: format BAD: szName holds a control character"},
         {"wild-slot", "slot-addresses failed: encoder BADV: pfnDestroy is N, where no code lies +1"},
         {"no-encode", "required-slots failed: encoder BADV: pfnEncode is null +1"},
         {"no-set-extra", "extra-slots warning: format BAD: what pfnGetVideoExtra of encoder BADV gives is lost, since "
@@ -225,6 +236,7 @@ TEST_F(HostPluginsTest, EachFaultIsFoundByItsCheck)
         {"restless", "revise-twice failed: BADV: of 320x1, 25 fps, 400000 bit/s it makes 318x1, 25 fps, 400000 bit/s, "
                      "and of that 316x1, 25 fps, 400000 bit/s +24"},
         {"throw-in-revise", "no-exceptions failed: an exception leaves pfnReviseVideo of BADV"},
+        {"throw-in-sound", "no-exceptions failed: an exception leaves pfnReviseAudio of BADA"},
         {"throw-in-encode", "no-exceptions failed: an exception leaves pfnEncode of BADV"},
         {"shared-state",
          "interleaved-jobs warning: BAD with BADV and BADA: two jobs at a time leave other files than one after "
@@ -242,6 +254,18 @@ TEST_F(HostPluginsTest, EachFaultIsFoundByItsCheck)
 #endif
     };
     ExpectFindings(faults, "--strictness 9 --in-process");
+}
+
+TEST_F(HostPluginsTest, WhatAPluginHidesIsFound)
+{
+    Install("twice");
+    for (const char* other : {"wpthrow-in-scan.dylib", "wpgood.dylib"})
+        Patch("twice/PlugIns/" + std::string(other), "", "");
+    EXPECT_EQ(Findings("--strictness 3 --in-process " + Plugin("twice")),
+              "duplicates failed: encoder BADV is there twice; jobs only ever take the first, hidden-records warning: "
+              "encoder BADV is in wpgood.dylib, too; the one that is found first hides the other +2");
+    EXPECT_EQ(Shell("mkdir tmp && TMPDIR=$PWD/tmp encmgr validate -t ^jobs " + Plugin("twice") + "; rmdir tmp"), 0)
+        << "a check leaves files behind" << m_said;
 }
 
 TEST_F(HostPluginsTest, TheDocumentHasEveryCheck)

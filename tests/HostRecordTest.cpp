@@ -3,7 +3,11 @@
 #include "tests/HostRun.h"
 #include "tests/MediaReader.h"
 
+#include <arpa/inet.h>
 #include <chrono>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 namespace
 {
@@ -82,6 +86,20 @@ TEST_F(HostRecordTest, EndsWellBySignalAndRefusesWhatIsNotThere)
         EXPECT_TRUE(Said(row.says)) << row.arguments << m_said;
     }
     EXPECT_FALSE(std::filesystem::exists(Path("new.mkv")));
+}
+
+TEST_F(HostRecordTest, WhoeverDoesNotAnswerIsGivenUpBySignal)
+{
+    const int listener = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address = {AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
+    socklen_t size = sizeof(address);
+    ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), size), 0);
+    ASSERT_EQ(listen(listener, 8), 0);
+    ASSERT_EQ(getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size), 0);
+    const std::string name = "http://127.0.0.1:" + std::to_string(ntohs(address.sin_port));
+    for (const std::string& command : {"probe " + name, "encode -o a.mkv " + name, "record -o a.mkv " + name})
+        EXPECT_EQ(Run(command, "timeout --preserve-status -k 9 -s INT 0.5"), 130) << command << m_said;
+    close(listener);
 }
 
 } // namespace

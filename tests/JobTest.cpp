@@ -74,6 +74,17 @@ protected:
     std::pair<int, int> m_written; // what the block and the picture gave
 };
 
+TEST_F(JobTest, OutlivesThePluginsFile)
+{
+    Init();
+    std::filesystem::remove_all(m_app / "PlugIns");
+    EXPECT_EQ(Create(), kVideo + kAudio + kFile);
+    EXPECT_EQ(m_created, 1);
+    m_job.Close(nullptr, nullptr);
+    EXPECT_EQ(PluginMgr::InitPlugins(), 0);
+    EXPECT_EQ(PluginMgr().Create(L"out", &m_param), 0);
+}
+
 TEST_F(JobTest, CallsOfAWholeJobInOrder)
 {
     m_script.delay = 12;

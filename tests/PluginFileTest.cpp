@@ -1,6 +1,7 @@
 // Whole jobs with the plug-ins that need no other library: the raw files and the template's log of packets, to the
 // byte.
 #include "encmgr/Log.h"
+#include "media_file/MediaFile.h"
 #include "plugins/raw/WavHeader.h"
 #include "tests/Bytes.h"
 #include "tests/FileJob.h"
@@ -191,6 +192,7 @@ TEST_F(PluginFileTest, Y4mIsAHeaderAndPlanesOfAnyPitch)
     const Planes planes = TestPicture(5, 3, 0);
     void* job = Open(Path("a.y4m"), JobParam("Y4M ").Video("I420", 5, 3, 29.97));
     ASSERT_TRUE(job);
+    EXPECT_EQ(static_cast<MediaFile*>(job)->m_EncParam.video.dFrameRate, 30000.0 / 1001);
     MEDIA_FRAME frame = FrameOf(planes, 5, 3);
     EXPECT_EQ(FCWriteVideoFrame(job, &frame), 1);
     Planes upwards; // the same rows from the last to the first, with two bytes between them

@@ -17,6 +17,10 @@
 #include <tuple>
 #include <unistd.h>
 
+extern "C" {
+#include <libavutil/cpu.h>
+}
+
 namespace
 {
 
@@ -239,7 +243,8 @@ TEST_F(SourceTest, EachFileGivesWhatItAlwaysGave)
 {
     if (avcodec_version() >> 16 != 59)
         GTEST_SKIP() << "other releases of libav make and decode other bytes";
-    const std::string card = "-bitexact -f lavfi -i testsrc2=size=48x32:rate=10 ",
+    av_force_cpu_flags(0); // so do its forms for each processor
+    const std::string card = "-cpuflags 0 -bitexact -f lavfi -i testsrc2=size=48x32:rate=10 ",
                       tone = "-f lavfi -i sine=r=8000:b=3 ";
     Ffmpeg(card + "-itsoffset 0.25 " + tone + "-t 3 -vf setsar=3/2 -c:v ffv1 -g 5 -c:a pcm_s16le a.mkv");
     Ffmpeg(card + tone +
@@ -250,13 +255,14 @@ TEST_F(SourceTest, EachFileGivesWhatItAlwaysGave)
     Ffmpeg(card + "-t 2 -vf format=yuvj422p -c:v mjpeg full.avi");
     Ffmpeg(card + tone + "-t 2 -c:v mpeg2video -q:v 2 -bf 2 -g 6 -c:a mp2 a.ts");
     Ffmpeg(card + "-t 1 -vf scale=40:24:flags=bitexact,interlace -c:v mpeg2video -q:v 2 -flags +ilme+ildct b.ts");
-    Ffmpeg(
-        "-f lavfi -i testsrc2=size=47x31:rate=50 -t 1 -vf tinterlace=interleave_top,fieldorder=tff -c:v ffv1 -pix_fmt "
-        "yuv444p odd.mkv");
+    Ffmpeg("-cpuflags 0 -f lavfi -i testsrc2=size=47x31:rate=50 -t 1 -vf tinterlace=interleave_top,fieldorder=tff -c:v "
+           "ffv1 -pix_fmt "
+           "yuv444p odd.mkv");
     Ffmpeg(card + "-t 2 -c:v mpeg4 -bf 2 -q:v 3 a.avi");
     Ffmpeg(tone + "-t 1 -c:a pcm_s16le sound.wav");
     Ffmpeg("-i a.mkv -c copy -output_ts_offset 2.3 late.mkv");
-    Ffmpeg("-i a.mkv -f lavfi -i color=s=20x30:d=0.04 -map 1 -map 0 -c copy -c:v png -disposition:v:0 attached_pic "
+    Ffmpeg("-cpuflags 0 -i a.mkv -f lavfi -i color=s=20x30:d=0.04 -map 1 -map 0 -c copy -c:v png -disposition:v:0 "
+           "attached_pic "
            "cover.mov");
     ASSERT_EQ(
         std::system(("cd " + m_folder.string() +
@@ -315,32 +321,33 @@ TEST_F(SourceTest, EachFileGivesWhatItAlwaysGave)
         all += name + (" " + Told(*input, messages, isLive ? -1 : 0)) + "\n";
         testing::internal::GetCapturedStderr();
     }
+    av_force_cpu_flags(-1);
     EXPECT_EQ(all, R"(
 a.mkv 48x32 10/1 aspect 3:2 fields 1 matrix 6 audio 8000x1 first 0 250000 of 3066; 30, 0 to 2900000, 6a094bcb; 22528, 250000 to 2938000, 71118303
 a.mkv 48x32 10/1 aspect 3:2 fields 1 matrix 6 audio 8000x1 first 0 250000 of 3066; 20, 1000000 to 2900000, b937e25f; 16384, 1018000 to 2938000, 2289c674
 a.mkv  audio 11025x2 first -1 250000 of 3066; 0, 0 to 0, 811c9dc5; 36692, 1402000 to 3064040, 8d53b215
 late.mkv 48x32 10/1 aspect 3:2 fields 1 matrix 6 audio 8000x1 first 0 250000 of 5366; 20, 1000000 to 2900000, b937e25f; 16384, 1018000 to 2938000, 2289c674
-cover.mov 48x32 10/1 aspect 3:2 fields 1 matrix 6 audio 8000x1 first 0 250000 of 3066; 30, 0 to 2900000, 87603110; 22528, 250000 to 2938000, 71118303; brought from rgb24 to 4:2:0 of 8 bits; brought from RGB to YUV by the matrix smpte170m
+cover.mov 48x32 10/1 aspect 3:2 fields 1 matrix 6 audio 8000x1 first 0 250000 of 3066; 30, 0 to 2900000, e9128086; 22528, 250000 to 2938000, 71118303; brought from rgb24 to 4:2:0 of 8 bits; brought from RGB to YUV by the matrix smpte170m
 cut.mkv 48x32 10/1 aspect 3:2 fields 1 matrix 6 audio 8000x1 first 0 250000 of 3066; 27, 0 to 2600000, 9ca92c20; 20480, 250000 to 2682000, a5c7421b
 holes.mkv 48x32 10/1 aspect 3:2 fields 1 matrix 6 audio 8000x1 first 0 250000 of 3066; 25, 0 to 2900000, d7e1eac0; 19456, 250000 to 2938000, 8bb96eb0
-six.mkv 48x32 10/1 aspect 1:1 fields 1 matrix 6 audio 8000x1 first 0 0 of 2000; 20, 0 to 1900000, 0ed9c3a8; 16000, 0 to 1920000, 484f1a7a; without audio 1 (Six)
-six.mkv 48x32 10/1 aspect 1:1 fields 1 matrix 6 audio 44100x1 first 0 0 of 2000; 16, 400000 to 1900000, 53abace2; 88200, 0 to 1996916, 13a05f14; without audio 0 (deu)
-six.mkv 48x32 10/1 aspect 1:1 fields 1 matrix 6 first 0 -1 of 2000; 20, 0 to 1900000, 4a097780; 0, 0 to 0, 811c9dc5
+six.mkv 48x32 10/1 aspect 1:1 fields 1 matrix 6 audio 8000x1 first 0 0 of 2000; 20, 0 to 1900000, b73eb3c8; 16000, 0 to 1920000, 484f1a7a; without audio 1 (Six)
+six.mkv 48x32 10/1 aspect 1:1 fields 1 matrix 6 audio 44100x1 first 0 0 of 2000; 16, 400000 to 1900000, 2652271e; 88200, 0 to 1996916, 13a05f14; without audio 0 (deu)
+six.mkv 48x32 10/1 aspect 1:1 fields 1 matrix 6 first 0 -1 of 2000; 20, 0 to 1900000, 1767f74e; 0, 0 to 0, 811c9dc5
 six.mkv  audio 8000x1 first -1 0 of 2000; 0, 0 to 0, 811c9dc5; 16000, 0 to 1920000, 484f1a7a; without audio 1 (Six)
-turned.mov 32x48 10/1 aspect 1:1 fields 0 matrix 6 audio 8000x1 first 0 0 of 1300; 11, 0 to 1200000, a10102b2; 8192, 0 to 896000, be2900e5; turned left by 90 degrees
-askew.mov 48x32 10/1 aspect 1:1 fields 0 matrix 6 first 0 -1 of 2000; 20, 0 to 1900000, 0ed9c3a8; 0, 0 to 0, 811c9dc5; askew.mov is to be shown turned left by 20 degrees; its pictures are taken as they are stored
-full.avi 48x32 10/1 aspect 1:1 fields 0 matrix 5 first 0 -1 of 2000; 20, 0 to 1900000, 72020d63; 0, 0 to 0, 811c9dc5; brought from yuvj422p to 4:2:0 of 8 bits; brought from full range to limited range; left in the matrix bt470bg
-cut.avi 48x32 10/1 aspect 1:1 fields 0 matrix 5 first 0 -1 of 1300; 12, 0 to 1100000, e90f4773; 0, 0 to 0, 811c9dc5; brought from yuvj422p to 4:2:0 of 8 bits; brought from full range to limited range; left in the matrix bt470bg
-a.ts 48x32 10/1 aspect 1:1 fields 1 matrix 6 audio 16000x1 first 30067 0 of 2030; 20, 30067 to 1930067, 7f565185; 32256, 0 to 1944000, 5c663fb6
-a.ts 48x32 10/1 aspect 1:1 fields 1 matrix 6 audio 16000x1 first 30067 0 of 2030; 16, 430067 to 1930067, 62f1b0ea; 32256, 0 to 1944000, 5c663fb6
-tail.ts 48x32 10/1 aspect 1:1 fields 1 matrix 6 audio 16000x1 first 230067 0 of 2030; 14, 630067 to 1930067, af4ecb70; 32256, 0 to 1944000, 5c663fb6
-joined.ts 48x32 10/1 aspect 1:1 fields 1 matrix 6 audio 16000x1 first 30067 0 of 2030; 43, 30067 to 4530067, e9ca7c13; 64512, 0 to 3744000, 47943b48; joined.ts: its time stamps jump at 1.930 s; the jump is closed up
-odd.mkv 46x30 25/1 aspect 1:1 fields 3 matrix 6 first 0 -1 of 1000; 25, 0 to 960000, bf8bb10d; 0, 0 to 0, 811c9dc5; brought from yuv444p to 4:2:0 of 8 bits
-odd.mkv 46x30 25/1 aspect 1:1 fields 3 matrix 6 first 0 -1 of 1000; 25, 0 to 960000, 22ed0456; 0, 0 to 0, 811c9dc5; brought from yuv444p to 4:2:0 of 8 bits
-a.avi 48x32 10/1 aspect 1:1 fields 0 matrix 6 first 0 -1 of 2000; 16, 400000 to 1900000, 53abace2; 0, 0 to 0, 811c9dc5
+turned.mov 32x48 10/1 aspect 1:1 fields 0 matrix 6 audio 8000x1 first 0 0 of 1300; 11, 0 to 1200000, e3bd8c11; 8192, 0 to 896000, be2900e5; turned left by 90 degrees
+askew.mov 48x32 10/1 aspect 1:1 fields 0 matrix 6 first 0 -1 of 2000; 20, 0 to 1900000, b73eb3c8; 0, 0 to 0, 811c9dc5; askew.mov is to be shown turned left by 20 degrees; its pictures are taken as they are stored
+full.avi 48x32 10/1 aspect 1:1 fields 0 matrix 5 first 0 -1 of 2000; 20, 0 to 1900000, ba87c59c; 0, 0 to 0, 811c9dc5; brought from yuvj422p to 4:2:0 of 8 bits; brought from full range to limited range; left in the matrix bt470bg
+cut.avi 48x32 10/1 aspect 1:1 fields 0 matrix 5 first 0 -1 of 1300; 11, 0 to 1000000, 6383b38d; 0, 0 to 0, 811c9dc5; 1 damaged; brought from yuvj422p to 4:2:0 of 8 bits; brought from full range to limited range; left in the matrix bt470bg; cut.avi: error in its video: Invalid data found when processing input
+a.ts 48x32 10/1 aspect 1:1 fields 1 matrix 6 audio 16000x1 first 30067 0 of 2030; 20, 30067 to 1930067, 119552b0; 32256, 0 to 1944000, 5c663fb6
+a.ts 48x32 10/1 aspect 1:1 fields 1 matrix 6 audio 16000x1 first 30067 0 of 2030; 16, 430067 to 1930067, 7f9fd02a; 32256, 0 to 1944000, 5c663fb6
+tail.ts 48x32 10/1 aspect 1:1 fields 1 matrix 6 audio 16000x1 first 230067 0 of 2030; 14, 630067 to 1930067, 570773b2; 32256, 0 to 1944000, 5c663fb6
+joined.ts 48x32 10/1 aspect 1:1 fields 1 matrix 6 audio 16000x1 first 30067 0 of 2030; 43, 30067 to 4530067, 4605d6a3; 64512, 0 to 3744000, 47943b48; joined.ts: its time stamps jump at 1.930 s; the jump is closed up
+odd.mkv 46x30 25/1 aspect 1:1 fields 3 matrix 6 first 0 -1 of 1000; 25, 0 to 960000, 0d159f7f; 0, 0 to 0, 811c9dc5; brought from yuv444p to 4:2:0 of 8 bits
+odd.mkv 46x30 25/1 aspect 1:1 fields 3 matrix 6 first 0 -1 of 1000; 25, 0 to 960000, 438d654f; 0, 0 to 0, 811c9dc5; brought from yuv444p to 4:2:0 of 8 bits
+a.avi 48x32 10/1 aspect 1:1 fields 0 matrix 6 first 0 -1 of 2000; 16, 400000 to 1900000, 2652271e; 0, 0 to 0, 811c9dc5
 sound.wav  audio 8000x1 first -1 -1 of 1000; 0, 0 to 0, 811c9dc5; 8000, 0 to 768000, 76106cde
-turned.mov 32x48 10/1 aspect 1:1 fields 0 matrix 6 audio 8000x1 first -1 -1 of 0; 11, 0 to 1200000, 48cc4f52; 8192, 0 to 896000, be2900e5
-odd.mkv 46x30 25/1 aspect 1:1 fields 3 matrix 6 first -1 -1 of 0; 25, 0 to 960000, 5bc6ee96; 0, 0 to 0, 811c9dc5
+turned.mov 32x48 10/1 aspect 1:1 fields 0 matrix 6 audio 8000x1 first -1 -1 of 0; 11, 0 to 1200000, d0893d31; 8192, 0 to 896000, be2900e5
+odd.mkv 46x30 25/1 aspect 1:1 fields 3 matrix 6 first -1 -1 of 0; 25, 0 to 960000, 8105f38f; 0, 0 to 0, 811c9dc5
 )");
 }
 

@@ -6,7 +6,6 @@
 #include "host/base/Suggestion.h"
 #include "host/base/Text.h"
 #include "host/commands/Completion.h"
-#include "text/Strings.h"
 
 #include <CLI/CLI.hpp>
 

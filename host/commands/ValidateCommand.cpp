@@ -47,44 +47,59 @@ std::optional<std::regex> Expression(const char* option, const std::string& text
     }
 }
 
-std::vector<const Check*> ChosenChecks(const ValidateOptions& options)
+struct ChosenCheck {
+    const Check* check;
+    bool isAsked; // else it is only told of if it fails
+};
+
+// Before anything is loaded, the file is looked at in any case, unless -x says otherwise.
+std::vector<ChosenCheck> ChosenChecks(const ValidateOptions& options)
 {
     const auto only = Expression("-t", options.only), without = Expression("-x", options.without);
-    std::vector<const Check*> chosen;
-    for (const Check& check : AllChecks())
-        if (check.level <= options.strictness && (!only || std::regex_search(check.id, *only)) &&
-            (!without || !std::regex_search(check.id, *without)))
-            chosen.push_back(&check);
-    if (chosen.empty())
+    std::vector<ChosenCheck> chosen;
+    bool isAnyAsked = false;
+    for (const Check& check : AllChecks()) {
+        const bool isAsked = !only || std::regex_search(check.id, *only);
+        if (check.level > options.strictness || (without && std::regex_search(check.id, *without)) ||
+            !(isAsked || (check.isGate && check.stage < Stage::kResolved)))
+            continue;
+        chosen.push_back({&check, isAsked});
+        isAnyAsked |= isAsked;
+    }
+    if (!isAnyAsked)
         throw HostError(kExitUsage, "no check is left; --list shows them all");
     return chosen;
 }
 
-PluginReport Validate(const std::string& file, std::span<const Check* const> checks, const RunOptions& options,
+PluginReport Validate(const std::string& file, std::span<const ChosenCheck> checks, const RunOptions& options,
                       Messages& messages)
 {
     PluginReport report = {file, {}};
     const std::string path = std::filesystem::absolute(file).lexically_normal().string();
     Stage last = Stage::kJobs;     // that holds
     const Check* failed = nullptr; // where the next didn't
-    for (const Check* check : checks) {
+    for (const auto& [check, isAsked] : checks) {
         if (check->stage > last) {
-            report.results.push_back({check, Outcome::kSkipped, {Format("it needs %s to pass", failed->id)}});
+            if (isAsked)
+                report.results.push_back({check, Outcome::kSkipped, {Format("it needs %s to pass", failed->id)}});
             continue;
         }
-        report.results.push_back(RunCheck(*check, path, options, messages));
-        if (check->isGate && report.results.back().outcome >= Outcome::kFailed && check->stage < last) {
+        const CheckResult result = RunCheck(*check, path, options, messages);
+        if (check->isGate && result.outcome >= Outcome::kFailed && check->stage < last) {
             last = check->stage;
             failed = check;
         }
+        if (isAsked || result.outcome >= Outcome::kFailed)
+            report.results.push_back(result);
     }
     return report;
 }
 
 int ListChecksOf(const ValidateOptions& options)
 {
-    for (const Check* check : ChosenChecks(options))
-        std::printf("%2d  %-20s  %s\n", check->level, check->id, check->sentence);
+    for (const auto& [check, isAsked] : ChosenChecks(options))
+        if (isAsked)
+            std::printf("%2d  %-20s  %s\n", check->level, check->id, check->sentence);
     return kExitGood;
 }
 

@@ -5,7 +5,6 @@
 #include "host/base/WholeFile.h"
 #include "host/job/Report.h"
 
-#include <filesystem>
 #include <sys/stat.h>
 
 namespace host

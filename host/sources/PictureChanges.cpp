@@ -48,7 +48,7 @@ std::vector<std::string> ChangesOf(const AVCodecParameters& stream, const Turn& 
     if (isFull)
         changes.emplace_back("brought from full range to limited range");
     const char* const matrix = av_color_space_name(static_cast<AVColorSpace>(colour.matrix));
-    const bool isNamed = !isRgb && stream.color_space == colour.matrix;
+    const bool isNamed = !isRgb && StoredNumber(stream.color_space) == colour.matrix;
     changes.push_back(Format(isRgb     ? "brought from RGB to YUV by the matrix %s"
                              : isNamed ? "left in the matrix %s"
                                        : "taken to have the matrix %s, which is usual for their size",

@@ -93,7 +93,7 @@ AVRational StatedRateOf(const AVStream& stream)
 
 bool IsOfFields(const AVStream& stream, AVRational measured, AVRational stated)
 {
-    return stream.codecpar->field_order > AV_FIELD_PROGRESSIVE &&
+    return StoredNumber(stream.codecpar->field_order) > AV_FIELD_PROGRESSIVE &&
            std::fabs(av_q2d(measured) / av_q2d(stated) - 2.0) < 0.01;
 }
 
@@ -127,7 +127,7 @@ Turn TurnOf(const AVStream& stream)
 
 Fields FieldsOf(const AVStream& stream)
 {
-    switch (stream.codecpar->field_order) {
+    switch (StoredNumber(stream.codecpar->field_order)) {
     case AV_FIELD_PROGRESSIVE:
         return Fields::kNone;
     case AV_FIELD_TT: // the second letter is that of the field shown first

@@ -27,11 +27,10 @@ std::vector<Neighbour> LoadNeighbours(const std::string& file)
     for (const fs::path& path : paths) {
         const StepNote note(Format("its neighbour %s is loaded", path.filename().c_str()));
         try {
-            neighbours.push_back({path.filename().string(), LoadedPlugin(path.string())});
-            neighbours.back().plugin.Scan();
+            LoadedPlugin plugin(path.string());
+            plugin.Scan();
+            neighbours.push_back({path.filename().string(), std::move(plugin)});
         } catch (const std::exception&) { // it is that one's fault
-            if (!neighbours.empty() && neighbours.back().name == path.filename())
-                neighbours.pop_back();
         }
     }
     return neighbours;

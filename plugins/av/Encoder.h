@@ -9,7 +9,6 @@
 #include "plugins/av/PassStatistics.h"
 #include "plugins/av/Tables.h"
 
-#include <string>
 #include <vector>
 
 // What one call leaves for the file format. An encoder may hold back what it took, so a frame that was taken well may

@@ -32,14 +32,11 @@ FrameRate NearestFraction(double rate, int maxTerm)
             break;
         previousNum = num, num = nextNum;
         previousDen = den, den = nextDen;
-        const double fraction = rest - whole;
         // A rate below 1 starts with the convergent 0/1, which is no rate.
         if (num > 0 &&
             std::abs(static_cast<double>(num) / static_cast<double>(den) - rate) <= rate * kFractionTolerance)
             break;
-        if (fraction <= 0.0)
-            break;
-        rest = 1.0 / fraction;
+        rest = 1.0 / (rest - whole); // a whole number has been exact
     }
     return {static_cast<int>(num), static_cast<int>(den)};
 }
