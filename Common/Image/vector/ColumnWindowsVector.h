@@ -6,6 +6,7 @@
 #define ENCMGR_COLUMN_WINDOWS_VECTOR_H
 
 #include "Common/Image/ScaleRows.h"
+#include "Common/Prefetch.h"
 
 #include <new>
 
@@ -27,7 +28,7 @@ template <class S> struct ColumnWindowsVector {
     class Row
     {
     public:
-        Row(const Columns& columns, const unsigned char* src, int vectors) : m_src(src)
+        Row(const Columns& columns, const unsigned char* src, int vectors) : m_src(src), m_ahead(columns.ahead)
         {
             const int window = vectors * S::kBytes;
             if (columns.rowBytes >= window)
@@ -45,8 +46,11 @@ template <class S> struct ColumnWindowsVector {
 
         const unsigned char* operator+(ptrdiff_t offset) const { return m_src + offset; }
 
+        ptrdiff_t Ahead() const { return m_ahead; }
+
     private:
         const unsigned char* m_src;
+        ptrdiff_t m_ahead;
         alignas(kLongestVector) unsigned char m_copy[2 * S::kBytes];
     };
 
@@ -115,6 +119,7 @@ template <class S> struct ColumnWindowsVector {
     {
         const Vec places = S::Load(table.places + 2 * i);
         const unsigned char* const window = row + table.offsets[i / kWords];
+        PrefetchLine(window, row.Ahead());
         if constexpr (vectors == 1)
             return S::Permute8(places, S::Load(window));
         else
