@@ -8,6 +8,12 @@ namespace
 
 InstructionSet Detect()
 {
+#if ENCMGR_X86_SETS >= 3
+    // These also ask whether the system keeps the registers.
+    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512dq") &&
+        __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512vbmi"))
+        return InstructionSet::Avx512;
+#endif
 #if ENCMGR_X86_SETS
     if (__builtin_cpu_supports("avx2"))
         return InstructionSet::Avx2;

@@ -2,9 +2,13 @@
 #ifndef ENCMGR_INSTRUCTION_SET_H
 #define ENCMGR_INSTRUCTION_SET_H
 
-enum class InstructionSet : int { Plain, Sse41, Avx2 };
+#include <initializer_list>
 
-constexpr int kInstructionSets = 3;
+// Avx512 is its foundation with the parts for bytes and words, double and quad words, shorter vectors, and permutations
+// of bytes (F, BW, DQ, VL, VBMI). Builds for 32 bits, which have a quarter of its registers, go without it.
+enum class InstructionSet : int { Plain, Sse41, Avx2, Avx512 };
+
+constexpr int kInstructionSets = 4;
 
 // Bytes; no set has longer ones. Memory that vectors fill from its beginning is aligned to it.
 constexpr int kLongestVector = 64;
@@ -25,14 +29,15 @@ template <class Table> class RowTables
 public:
     using Overwrite = void (*)(Table& table);
 
-    // A null pointer leaves a set's table as it is.
-    RowTables(const Table& plain, Overwrite sse41, Overwrite avx2) : m_tables{plain, plain, plain}
+    // overwrites: those of the sets that this build holds, in their order.
+    RowTables(const Table& plain, std::initializer_list<Overwrite> overwrites) : m_tables{plain}
     {
-        if (sse41)
-            sse41(m_tables[1]);
-        m_tables[2] = m_tables[1];
-        if (avx2)
-            avx2(m_tables[2]);
+        const Overwrite* overwrite = overwrites.begin();
+        for (int set = 1; set < kInstructionSets; ++set) {
+            m_tables[set] = m_tables[set - 1];
+            if (overwrite != overwrites.end())
+                (*overwrite++)(m_tables[set]);
+        }
     }
 
     const Table& Active() const { return m_tables[static_cast<int>(ActiveInstructionSet())]; }

@@ -14,14 +14,15 @@
 namespace
 {
 
-constexpr const char* kSetNames[kInstructionSets] = {"plain", "sse41", "avx2"};
+constexpr const char* kSetNames[kInstructionSets] = {"plain", "sse41", "avx2", "avx512"};
 
-constexpr char kUsage[] = "usage: encmgr-bench [--set=plain|sse41|avx2] [--filter=REGEX] [--json=FILE] [--list]\n"
-                          "  --set      limits the library, not its peers, to an instruction set\n"
-                          "  --filter   runs the works whose names match; -REGEX those whose names don't\n"
-                          "  --json     writes the results to a file\n"
-                          "  --list     names the works\n"
-                          "Google Benchmark's own options work too.\n";
+constexpr char kUsage[] =
+    "usage: encmgr-bench [--set=plain|sse41|avx2|avx512] [--filter=REGEX] [--json=FILE] [--list]\n"
+    "  --set      limits the library, not its peers, to an instruction set\n"
+    "  --filter   runs the works whose names match; -REGEX those whose names don't\n"
+    "  --json     writes the results to a file\n"
+    "  --list     names the works\n"
+    "Google Benchmark's own options work too.\n";
 
 // The value of an option, or null.
 const char* ValueOf(const char* argument, const char* option)

@@ -37,7 +37,7 @@ inline std::vector<InstructionSet> InstructionSets()
 
 inline std::string NameOfSet(const testing::TestParamInfo<InstructionSet>& info)
 {
-    const char* const names[kInstructionSets] = {"Plain", "Sse41", "Avx2"};
+    const char* const names[kInstructionSets] = {"Plain", "Sse41", "Avx2", "Avx512"};
     return names[static_cast<int>(info.param)];
 }
 

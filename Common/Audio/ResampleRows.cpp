@@ -56,10 +56,13 @@ void StereoToMono(const int16_t* src, int16_t* dst, int count)
 const ResampleTable& ResampleRows()
 {
     constexpr ResampleTable plain = {ResampleMono, ResampleStereo, MonoToStereo, StereoToMono};
-#if ENCMGR_X86_SETS
-    static const RowTables<ResampleTable> tables(plain, OverwriteResampleSse41, OverwriteResampleAvx2);
+#if ENCMGR_X86_SETS >= 3
+    static const RowTables<ResampleTable> tables(
+        plain, {OverwriteResampleSse41, OverwriteResampleAvx2, OverwriteResampleAvx512});
+#elif ENCMGR_X86_SETS
+    static const RowTables<ResampleTable> tables(plain, {OverwriteResampleSse41, OverwriteResampleAvx2});
 #else
-    static const RowTables<ResampleTable> tables(plain, nullptr, nullptr);
+    static const RowTables<ResampleTable> tables(plain, {});
 #endif
     return tables.Active();
 }

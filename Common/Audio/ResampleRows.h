@@ -45,5 +45,6 @@ void StereoToMono(const int16_t* src, int16_t* dst, int count);
 // ---- these put the forms of a set over those in the table ----
 void OverwriteResampleSse41(ResampleTable& table);
 void OverwriteResampleAvx2(ResampleTable& table);
+void OverwriteResampleAvx512(ResampleTable& table);
 
 #endif // ENCMGR_RESAMPLE_ROWS_H

@@ -189,10 +189,13 @@ const ColourTable& PlainColourRows()
 
 const ColourTable& ColourRows()
 {
-#if ENCMGR_X86_SETS
-    static const RowTables<ColourTable> s_tables(kPlain, OverwriteColourRowsSse41, OverwriteColourRowsAvx2);
+#if ENCMGR_X86_SETS >= 3
+    static const RowTables<ColourTable> s_tables(
+        kPlain, {OverwriteColourRowsSse41, OverwriteColourRowsAvx2, OverwriteColourRowsAvx512});
+#elif ENCMGR_X86_SETS
+    static const RowTables<ColourTable> s_tables(kPlain, {OverwriteColourRowsSse41, OverwriteColourRowsAvx2});
 #else
-    static const RowTables<ColourTable> s_tables(kPlain, nullptr, nullptr);
+    static const RowTables<ColourTable> s_tables(kPlain, {});
 #endif
     return s_tables.Active();
 }

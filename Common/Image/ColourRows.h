@@ -68,5 +68,6 @@ const ColourTable& PlainColourRows();
 
 void OverwriteColourRowsSse41(ColourTable& table);
 void OverwriteColourRowsAvx2(ColourTable& table);
+void OverwriteColourRowsAvx512(ColourTable& table);
 
 #endif // ENCMGR_COLOUR_ROWS_H

@@ -118,10 +118,13 @@ void FilterRows(const FilteredRows& rows, unsigned char* dst, int count)
 const ConvolveTable& ConvolveRows()
 {
     constexpr ConvolveTable plain = {Prepare, FilterColumns, FilterRows};
-#if ENCMGR_X86_SETS
-    static const RowTables<ConvolveTable> tables(plain, OverwriteConvolveSse41, OverwriteConvolveAvx2);
+#if ENCMGR_X86_SETS >= 3
+    static const RowTables<ConvolveTable> tables(
+        plain, {OverwriteConvolveSse41, OverwriteConvolveAvx2, OverwriteConvolveAvx512});
+#elif ENCMGR_X86_SETS
+    static const RowTables<ConvolveTable> tables(plain, {OverwriteConvolveSse41, OverwriteConvolveAvx2});
 #else
-    static const RowTables<ConvolveTable> tables(plain, nullptr, nullptr);
+    static const RowTables<ConvolveTable> tables(plain, {});
 #endif
     return tables.Active();
 }

@@ -73,5 +73,6 @@ void FilterRows(const FilteredRows& rows, unsigned char* dst, int count);
 // ---- these put the forms of a set over those in the table ----
 void OverwriteConvolveSse41(ConvolveTable& table);
 void OverwriteConvolveAvx2(ConvolveTable& table);
+void OverwriteConvolveAvx512(ConvolveTable& table);
 
 #endif // ENCMGR_CONVOLVE_ROWS_H

@@ -134,10 +134,13 @@ const ScaleRowTable& PlainScaleRows()
 
 const ScaleRowTable& ScaleRows()
 {
-#if ENCMGR_X86_SETS
-    static const RowTables<ScaleRowTable> s_tables(kPlain, OverwriteScaleRowsSse41, OverwriteScaleRowsAvx2);
+#if ENCMGR_X86_SETS >= 3
+    static const RowTables<ScaleRowTable> s_tables(
+        kPlain, {OverwriteScaleRowsSse41, OverwriteScaleRowsAvx2, OverwriteScaleRowsAvx512});
+#elif ENCMGR_X86_SETS
+    static const RowTables<ScaleRowTable> s_tables(kPlain, {OverwriteScaleRowsSse41, OverwriteScaleRowsAvx2});
 #else
-    static const RowTables<ScaleRowTable> s_tables(kPlain, nullptr, nullptr);
+    static const RowTables<ScaleRowTable> s_tables(kPlain, {});
 #endif
     return s_tables.Active();
 }

@@ -38,7 +38,8 @@ constexpr int kStripBytes = 2048; // of pixels
 constexpr int kRowUnit = kLongestVector;
 
 // Memory for what a set prepares from columns. It is the caller's and opaque to it.
-constexpr int kPreparedColumnBytes = 12 * kStripBytes + 320;
+constexpr int kShuffleBytes = 12 * kStripBytes + 320; // of columns as shuffles of lanes
+constexpr int kPreparedColumnBytes = kShuffleBytes + 4 * kStripBytes + kStripBytes / 8 + kLongestVector;
 
 // The columns of a strip.
 struct Columns {
@@ -95,5 +96,6 @@ const ScaleRowTable& ScaleRows();
 
 void OverwriteScaleRowsSse41(ScaleRowTable& table);
 void OverwriteScaleRowsAvx2(ScaleRowTable& table);
+void OverwriteScaleRowsAvx512(ScaleRowTable& table);
 
 #endif // ENCMGR_SCALE_ROWS_H

@@ -39,7 +39,7 @@ struct ShuffleTable {
     alignas(kLongestVector) unsigned char masks[kMostLoads][kStripBytes * 2];
     alignas(kLongestVector) int16_t weights[kStripBytes]; // of the bytes that are mixed in
 };
-static_assert(sizeof(ShuffleTable) <= kPreparedColumnBytes && alignof(ShuffleTable) <= kLongestVector);
+static_assert(sizeof(ShuffleTable) <= kShuffleBytes && alignof(ShuffleTable) <= kLongestVector);
 
 // What Prepare left in the columns' memory.
 inline const ShuffleTable& ShufflesOf(const Columns& columns)

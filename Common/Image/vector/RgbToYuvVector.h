@@ -56,6 +56,18 @@ template <class S> struct RgbToYuvVector {
     // They give vector i of 4 of a block, interleaved: lane l has quadruple i * kLanes + l. Pixels are B, R, G, R,
     // those of a quadruple in the order 0, 2, 1, 3.
 
+    // Of 16 pixels of 24 bits from byte `first` on: where the bytes of the quadruples lie.
+    struct BytesOfQuadruples {
+        int8_t bytes[64] = {};
+
+        constexpr explicit BytesOfQuadruples(int first)
+        {
+            constexpr int pixels[4] = {0, 2, 1, 3}, channels[4] = {0, 2, 1, 2};
+            for (int i = 0; i < 64; ++i)
+                bytes[i] = static_cast<int8_t>(first + 12 * (i / 16) + 3 * pixels[i / 4 % 4] + channels[i % 4]);
+        }
+    };
+
     struct FromRgb24 {
         static constexpr int bytes = 3;
 
@@ -70,7 +82,13 @@ template <class S> struct RgbToYuvVector {
                                                  4, 6, 5, 6, 10, 12, 11, 12, 7, 9, 8, 9, 13, 15, 14, 15, //
                                                  0, 2, 1, 2, 6,  8,  7,  8,  3, 5, 4, 5, 9,  11, 10, 11};
             const auto quadruple = [=](int lane) { return block + 12 * (S::kLanes * i + lane); };
-            if constexpr (S::kLanes == 1 || (S::kLanes == 2 && (i == 1 || i == 2))) {
+            if constexpr (S::kLanes == 4) {
+                // One load has all 48 bytes; the last one begins before them.
+                static constexpr BytesOfQuadruples from0(0), from16(16);
+                const unsigned char* const first = quadruple(0);
+                return i < 3 ? S::Permute8(S::Load(from0.bytes), S::Load(first))
+                             : S::Permute8(S::Load(from16.bytes), S::Load(first - 16));
+            } else if constexpr (S::kLanes == 1 || (S::kLanes == 2 && (i == 1 || i == 2))) {
                 constexpr int from = i == 0 ? 0 : 4;
                 return S::Shuffle8(S::Load(quadruple(0) - from), S::Load(order + 4 * from));
             } else {
