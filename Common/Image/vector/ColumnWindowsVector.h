@@ -1,7 +1,7 @@
 // The scalers' columns for sets that permute the bytes of whole vectors: what half a vector of output needs lies in a
 // window of the source row, of one vector or two, from which one permutation brings each byte and the one that is mixed
-// in beside each other, as the low and the high half of a word. Columns that lie further apart stay with the set
-// before.
+// in beside each other, as the low and the high half of a word. Columns that lie further apart, and rows that are
+// halved, stay with the set before.
 #ifndef ENCMGR_COLUMN_WINDOWS_VECTOR_H
 #define ENCMGR_COLUMN_WINDOWS_VECTOR_H
 
@@ -91,9 +91,21 @@ template <class S> struct ColumnWindowsVector {
         }
     }
 
-    // False: the columns lie too far apart. After the last one it is repeated, so that whole vectors can be made.
+    // Every other byte of the row: words of it are the pairs, and the set before permutes nothing.
+    static bool IsHalved(const Columns& columns)
+    {
+        return columns.pixelBytes == 1 &&
+               columns.index[columns.count - 1] - columns.index[0] == 2 * (columns.count - 1);
+    }
+
+    // False: the set before serves, where columns lie far apart, too. After the last one it is repeated, so that whole
+    // vectors can be made.
     static bool Prepare(Columns& columns, WindowTable& table)
     {
+        if (IsHalved(columns)) {
+            table.vectors = 0;
+            return false;
+        }
         const int bytes = (columns.count * columns.pixelBytes + S::kBytes - 1) / S::kBytes * S::kBytes;
         for (int c = columns.count; c < bytes / columns.pixelBytes; ++c) {
             columns.index[c] = columns.index[columns.count - 1];
