@@ -97,7 +97,9 @@ TEST_F(HostPluginsTest, TheOneThatEndsTheProgramIsNamed)
         {"exit-in-scan", "list", 10, "has ended the program while it was loaded"},
         {"_exit-in-scan", "list", 10, "has ended the program while it was loaded"},
         {"crash-in-scan", "list; (exit $?)", 128 + 6, "(SIGABRT) while it was loaded"},
+#ifndef __SANITIZE_ADDRESS__ // which takes this signal itself
         {"overflow-in-scan", "list; (exit $?)", 128 + 11, "(SIGSEGV) while it was loaded"},
+#endif
         {"hang-in-scan", "list", 130, "interrupted while the plug-in"},
         {"exit-in-slot", "encode testcard:seconds=1,size=160x90 -o a.bad", 10, "has ended the program"},
         {"good", "encode testcard:seconds=1,size=160x90 -o a.bad", 0, "a.bad: 25 pictures"},
@@ -322,6 +324,9 @@ TEST_F(HostPluginsTest, WhatEndsAProcessIsFoundByItsCheck)
 // All that a plug-in is given, from its loading to its last frame, summed up for each check.
 TEST_F(HostPluginsTest, EachCheckCallsAsItAlwaysDid)
 {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "the sanitizer makes it last for minutes";
+#endif
     Install("traces");
     ASSERT_EQ(
         Shell("for id in jobs slot-order frames-out null-callback empty-jobs failures-told revise-video revise-audio "
