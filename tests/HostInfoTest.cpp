@@ -30,7 +30,7 @@ TEST_F(HostInfoTest, ProbeNamesEveryStream)
                     "ffmpeg -nostdin -v error -i a.mp4 -i s.srt -i c.txt -f lavfi -i sine=d=2 -map 0 -map 3 -map 1 "
                     "-metadata title=\"$(printf 'Film\\033[2J')\" -map_chapters 2 -c:v copy -ac:a:1 6 -c:a flac "
                     "-metadata:s:a:1 language=deu "
-                    "-color_trc:v bt709 -aspect 4:3 a.mkv && "
+                    "-attach s.srt -metadata:s:t mimetype=text/plain -color_trc:v bt709 -aspect 4:3 a.mkv && "
                     "ffmpeg -nostdin -v error -i a.mp4 -f lavfi -i color=s=30x20:d=0.04 -map 0:a -map 1 -c:v png "
                     "-disposition:v attached_pic a.mp3"),
               0)
@@ -42,7 +42,8 @@ TEST_F(HostInfoTest, ProbeNamesEveryStream)
     EXPECT_NEAR(json["duration"].get<double>(), 2.0, 0.1);
     EXPECT_EQ(json["chapters"][0]["start"], 0.5);
     EXPECT_EQ(json["chapters"][0]["title"], "End");
-    ASSERT_EQ(json["streams"].size(), 4u);
+    ASSERT_EQ(json["streams"].size(), 5u);
+    EXPECT_EQ(json["streams"][4]["title"], "s.srt");
     const auto& video = json["streams"][0]["video"];
     EXPECT_EQ(video["frameRate"], "30000/1001"); // of stamps in milliseconds
     EXPECT_EQ(video["rateKind"], "steady");

@@ -105,7 +105,10 @@ TEST_F(OutputFileTest, TheOldFileStaysUntilTheNewOneIsGood)
     fs::create_symlink("target.y4m", Path("link.y4m"));
     fs::create_symlink("nowhere.y4m", Path("dangling.y4m"));
     chmod(Filled("target.y4m").c_str(), 0640);
-    const std::string longest = std::string(250, 'x') + "ö.y"; // a temporary name is cut
+    std::string longest; // a temporary name is cut, between characters
+    for (int i = 0; i < 125; ++i)
+        longest += "ö";
+    longest += "abc.y";
     for (const std::string name : {"new.y4m", "link.y4m", "dangling.y4m", "100%.y4m", "none", longest.c_str()}) {
         SCOPED_TRACE(name);
         const auto size = [&] { return fs::exists(Path(name)) ? fs::file_size(Path(name)) : 0; };
@@ -115,6 +118,7 @@ TEST_F(OutputFileTest, TheOldFileStaysUntilTheNewOneIsGood)
             output.CheckWritable({}, true, false);
             output.Create();
             EXPECT_NE(output.WritePath(), Path(name));
+            EXPECT_EQ(fs::path(output.WritePath()).filename().string().find(".part-") == 240, name == longest);
             EXPECT_TRUE(output.WritePath().ends_with(".y4m") || !name.ends_with(".y4m"));
             std::ofstream(output.WritePath()) << "something new";
             EXPECT_EQ(size(), before);
@@ -298,6 +302,7 @@ TEST(Suggestion, IsTheNearestWord)
                                            {"", ""},
                                            {"nothing", ""}})
         EXPECT_EQ(DidYouMean(word, known), suggestion) << word;
+    EXPECT_EQ(DidYouMean("ab0", {{"ab1", "1"}, {"ab2", "2"}, {"ab3", "3"}, {"ab4", "4"}}), "did you mean 1, 2 or 3?");
     EXPECT_EQ(DidYouMean(std::string(100000, 'x'), {{std::string(100000, 'y'), "Y"}}), "");
 }
 

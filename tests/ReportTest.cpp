@@ -82,7 +82,9 @@ TEST_F(ReportTest, TheTallySpreadsFillsAndNotesGrowth)
     grow("head");
     tally.WriteAudio(0, 100, 100, 100);
     tally.WritePictures(2, 3, false);
-    grow("0123456789");
+    grow("01234");
+    tally.WritePictures(3, 1, false);
+    grow("56789");
     tally.WriteAudio(kSecond, 50, 100, 1000); // 0.9 s of fill
     tally.WriteAudio(kSecond, 50, 100, 0);    // what lay behind is gone
     tally.WriteAudio(kSecond, 50, 100, 40);
@@ -100,7 +102,8 @@ TEST_F(ReportTest, TheTallySpreadsFillsAndNotesGrowth)
     EXPECT_EQ(audio.droppedBlocks, 1);
     const auto buckets = tally.Times().Buckets(); // of 0.12 s
     ASSERT_EQ(buckets.size(), 9u);
-    EXPECT_EQ(buckets[0].bytes, 14u);
+    EXPECT_EQ(buckets[0].bytes, 9u);
+    EXPECT_EQ(buckets[1].bytes, 5u);
     EXPECT_EQ(buckets[8].cut, 160);
     EXPECT_EQ(tally.BytesAtClose(), 5u);
     int64_t filled = 0;
@@ -109,6 +112,8 @@ TEST_F(ReportTest, TheTallySpreadsFillsAndNotesGrowth)
         filled += bucket.filled;
     }
     EXPECT_EQ(filled, 900);
+    plan.hasVideo = false;
+    EXPECT_EQ(Tally(plan, output).Times().BucketSeconds(), 0.1);
 }
 
 TEST(Json, IsUtf8WhateverComes)

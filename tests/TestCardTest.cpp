@@ -47,6 +47,7 @@ TEST(TestCard, BadParametersAreNamed)
     EXPECT_EQ(settings.displayAspect.den, 9);
     EXPECT_EQ(settings.frameRate.num, 24000);
     EXPECT_FALSE(settings.hasAudio);
+    EXPECT_EQ(ParseTestCard("testcard:audio=8000").audio.channels, 2);
     EXPECT_EQ(TestCard(settings, {true, true}).Video()->pixelAspect.num, 64);
     for (const std::string bad : {"size", "size=63x64", "rate=0.5", "seconds=0", "seconds=nan", "aspect=16",
                                   "audio=48000x3", "audio=999", "audio=", "colour=red", "size=64x64x"}) {
