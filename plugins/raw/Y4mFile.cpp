@@ -62,8 +62,10 @@ int WritePicture(void* hFile, const void* pData)
     if (!y4m.file.Write("FRAME\n", 6))
         return 0;
     for (const Plane& plane : PlanesOf(frame->video)) {
-        for (int y = 0; y < plane.height; ++y) {
-            if (!y4m.file.Write(plane.Row(y), static_cast<size_t>(plane.width)))
+        // Rows without a gap are written as one.
+        const int rows = plane.pitch == plane.width ? plane.height : 1;
+        for (int y = 0; y < plane.height; y += rows) {
+            if (!y4m.file.Write(plane.Row(y), static_cast<size_t>(plane.width) * static_cast<size_t>(rows)))
                 return 0;
         }
     }
