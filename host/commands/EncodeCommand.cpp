@@ -24,6 +24,7 @@
 #include <CLI/CLI.hpp>
 
 #include <cstdio>
+#include <malloc.h>
 
 namespace host
 {
@@ -65,6 +66,16 @@ std::vector<std::string> PlanLines(const JobPlan& plan, const Sources& sources)
                                out.nSampleRate, out.nChannels, FourCCText(out.dwFourCC).c_str()));
     }
     return lines;
+}
+
+// Encoders and demuxers take and free blocks of a picture's size all the time. glibc would give each back to the
+// system, which hands it out again page by page, and cleared.
+void KeepFreedMemory()
+{
+#ifdef __GLIBC__
+    mallopt(M_MMAP_THRESHOLD, 32 << 20);
+    mallopt(M_TRIM_THRESHOLD, 256 << 20);
+#endif
 }
 
 // What a job is made of.
@@ -178,6 +189,7 @@ void AddEncodeCommand(CLI::App& program, Run& chosen)
             return report.Around([&] {
                 if (options->checksPlugins)
                     LeaveOutBadPlugins(common.pluginsFolder, messages);
+                KeepFreedMemory();
                 const Plugins plugins(common.pluginsFolder, messages);
                 return RunEncode(*options, plugins.GetCatalogue(), report, messages);
             });
