@@ -149,6 +149,12 @@ void Messages::Detail(const std::string& text)
         Print("", text);
 }
 
+std::vector<Said> Messages::AllSaid() const
+{
+    const std::lock_guard lock(m_mutex);
+    return m_said;
+}
+
 void Messages::ShowLine(const std::string& text)
 {
     const std::lock_guard lock(m_mutex);

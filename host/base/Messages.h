@@ -27,7 +27,7 @@ struct Said {
     std::string text;
 };
 
-// There is one, for as long as the program runs. Any thread may log; the program itself speaks on one.
+// There is one, for as long as the program runs. Any thread may log and speak.
 class Messages
 {
 public:
@@ -51,7 +51,7 @@ public:
     void Detail(const std::string& text); // with -v
 
     // The first of these, but for details.
-    const std::vector<Said>& AllSaid() const { return m_said; }
+    std::vector<Said> AllSaid() const;
 
     // A line as it is, whatever the volume; not for the log.
     void ShowLine(const std::string& text);

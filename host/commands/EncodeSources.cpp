@@ -2,6 +2,7 @@
 
 #include "host/base/ExitCode.h"
 #include "host/base/Text.h"
+#include "host/sources/AheadSource.h"
 
 #include <algorithm>
 
@@ -39,12 +40,12 @@ Sources OpenSources(const EncodeOptions& options, const Choice& choice, Messages
         format = {options.sampleRate, options.channels};
     Wanted wanted = {choice.video != nullptr, choice.audio && !isSeparate, format,
                      options.videoStream,     options.audioStream,         options.start};
-    sources.main = OpenSource(options.input, wanted, messages);
+    sources.main = std::make_unique<AheadSource>(OpenSource(options.input, wanted, messages));
     SayLeftOut(*sources.main, options.input, messages);
     if (isSeparate) {
         wanted.video = false;
         wanted.audio = true;
-        sources.separateAudio = OpenSource(options.audioInput, wanted, messages);
+        sources.separateAudio = std::make_unique<AheadSource>(OpenSource(options.audioInput, wanted, messages));
         SayLeftOut(*sources.separateAudio, options.audioInput, messages);
         if (!sources.separateAudio->Audio())
             throw HostError(kExitInput, Format("%s holds no audio", options.audioInput.c_str()));

@@ -60,6 +60,7 @@ void Job::Run()
             TakeAudio(item);
         m_progress.Update(m_tally);
     }
+    m_merge.Stop();
     EndPictures();
 }
 

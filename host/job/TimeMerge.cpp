@@ -46,6 +46,13 @@ Item TimeMerge::Next()
     return item;
 }
 
+void TimeMerge::Stop()
+{
+    for (Source* source : {m_videoSource, m_audioSource})
+        if (source)
+            source->Stop();
+}
+
 // Reads until both streams show their next piece, or one can wait for the other no longer.
 void TimeMerge::ReadAhead()
 {

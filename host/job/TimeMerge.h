@@ -24,6 +24,9 @@ public:
 
     Item Next();
 
+    // Nothing more is asked for.
+    void Stop();
+
 private:
     void ReadAhead();
     bool IsFull() const;

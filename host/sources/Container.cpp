@@ -23,9 +23,9 @@ constexpr std::string_view kFilePrefix = "file:";
 // not even the size of its pictures is known. Encoders put 10 seconds between two such pictures, if told nothing else.
 constexpr int64_t kProbeOfTransportStream = 15'000'000;
 
-int StopIfInterrupted(void*)
+int IsOver(void* isStopped)
 {
-    return InterruptSignal() != 0;
+    return InterruptSignal() != 0 || (isStopped && *static_cast<const std::atomic<bool>*>(isStopped));
 }
 
 } // namespace
@@ -47,9 +47,10 @@ bool IsPlainFile(const std::string& address)
            S_ISREG(status.st_mode);
 }
 
-LibavOwned<AVFormatContext> OpenContainer(const std::string& address, const std::string& name, Messages& messages)
+LibavOwned<AVFormatContext> OpenContainer(const std::string& address, const std::string& name, Messages& messages,
+                                          std::atomic<bool>* isStopped)
 {
-    auto container = OpenAddress(address, name, {.stop = {StopIfInterrupted, nullptr}}, messages);
+    auto container = OpenAddress(address, name, {.stop = {IsOver, isStopped}}, messages);
     FindStreams(*container, name);
     return container;
 }

@@ -1,7 +1,8 @@
 #include "host/sources/LiveReader.h"
 
+#include "host/base/ReaderThread.h"
+
 #include <chrono>
-#include <csignal>
 #include <thread>
 
 namespace host
@@ -142,18 +143,13 @@ struct LiveReader::State {
     }
 };
 
-// Signals are for the thread that has the job.
 LiveReader::LiveReader(std::shared_ptr<LiveInput> input, std::shared_ptr<LiveQueue> queue)
     : m_state(std::make_shared<State>())
 {
     m_state->input = std::move(input);
     m_state->queue = std::move(queue);
     m_state->queue->AddReader();
-    sigset_t all, before;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before);
-    m_state->thread = std::thread([state = m_state] { state->Read(); });
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    m_state->thread = StartReader([state = m_state] { state->Read(); });
 }
 
 LiveReader::~LiveReader()

@@ -26,6 +26,7 @@ public:
 
     void Deinterlace(bool isEveryPicture) override;
     Item Next() override;
+    void Stop() override { m_reader.Stop(); }
 
 private:
     struct Track {

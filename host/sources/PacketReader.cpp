@@ -33,7 +33,7 @@ bool CanSkip(const AVInputFormat& format, const AVCodecParameters& stream)
 
 PacketReader::PacketReader(const std::string& name, Messages& messages)
     : m_address(AddressOf(name)), m_name(ShownName(name)), m_messages(messages),
-      m_container(OpenContainer(m_address, m_name, messages))
+      m_container(OpenContainer(m_address, m_name, messages, &m_isStopped))
 {
 }
 
@@ -110,7 +110,7 @@ void PacketReader::Reopen()
 {
     m_ahead.clear();
     m_readAhead = 0;
-    m_container = OpenContainer(m_address, m_name, m_messages);
+    m_container = OpenContainer(m_address, m_name, m_messages, &m_isStopped);
     Use(m_used);
 }
 

@@ -5,6 +5,7 @@
 #include "host/sources/Libav.h"
 #include "host/sources/Source.h"
 
+#include <atomic>
 #include <deque>
 
 namespace host
@@ -33,6 +34,9 @@ public:
     // The next packet. Returns what libavformat's reading gave; the packet is empty if that was an error.
     int Next(AVPacket& packet);
 
+    // Has Next, which waits on another thread, end with an error.
+    void Stop() { m_isStopped = true; }
+
 private:
     std::vector<Nanoseconds> ReadAhead(int stream);
     int ReadOneAhead();
@@ -42,6 +46,7 @@ private:
     std::string m_address; // for libavformat
     std::string m_name;    // for people
     Messages& m_messages;
+    std::atomic<bool> m_isStopped = false;
     LibavOwned<AVFormatContext> m_container;
     std::vector<int> m_used;
     std::deque<LibavOwned<AVPacket>> m_ahead; // read, but not yet given

@@ -162,6 +162,10 @@ public:
     // half a second where the stamps of a file fall back.
     virtual Item Next() = 0;
 
+    // Nothing more is asked for. While another thread waits in Next, this one may say so, and Next comes back as soon
+    // as its wait is interrupted.
+    virtual void Stop() {}
+
     // Why reading broke off before the end; empty if it didn't.
     const std::string& BrokenOff() const { return m_brokenOff; }
 
