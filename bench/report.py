@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Draws the plots of the benchmarks and writes the tables of docs/benchmarks.md.
 
-usage: report.py RESULTS.json DOCS_FOLDER
+usage: report.py RESULTS.json END_TO_END.json DOCS_FOLDER
 """
 import json
 import re
@@ -180,11 +180,20 @@ def figure_table(works):
     return lines
 
 
-def write_tables(works, page):
+def pair_table(pairs):
+    lines = [row("File", "encmgr", "ffmpeg", "encmgr over ffmpeg", "Quartiles", "Aim"), "|---|--:|--:|--:|:-:|--:|"]
+    for pair in pairs:
+        aim = "at most 1.03" + ("" if pair["ratio"] <= 1.03 else " (not reached)")
+        lines.append(row(pair["name"], f"{pair['ours']:.2f} s", f"{pair['theirs']:.2f} s", f"**{pair['ratio']:.2f}**",
+                         f"{pair['low']:.2f} to {pair['high']:.2f}", aim))
+    return lines
+
+
+def write_tables(works, pairs, page):
     """Puts each table between the page's marks for it."""
     text = page.read_text(encoding="utf-8")
     for name, lines in {"compared": compared_table(works), "copied": copied_table(works), "jobs": job_table(works),
-                        "figures": figure_table(works)}.items():
+                        "figures": figure_table(works), "pairs": pair_table(pairs)}.items():
         begin, end = f"<!-- {name} -->\n", f"\n<!-- end of {name} -->"
         if text.count(begin) != 1 or text.count(end) != 1:
             sys.exit(f"{page} has no place for the table '{name}'")
@@ -194,14 +203,15 @@ def write_tables(works, page):
 
 
 def main():
-    if len(sys.argv) != 3:
+    if len(sys.argv) != 4:
         sys.exit(__doc__.strip())
-    works, docs = read(sys.argv[1]), Path(sys.argv[2])
+    works, docs = read(sys.argv[1]), Path(sys.argv[3])
+    pairs = json.loads(Path(sys.argv[2]).read_text(encoding="utf-8"))
     plt.rcParams.update({"svg.hashsalt": "encmgr", "font.family": "DejaVu Sans", "text.color": TEXT,
                          "axes.labelcolor": TEXT, "axes.edgecolor": TEXT, "xtick.color": TEXT, "ytick.color": TEXT})
     draw_ratios(works, docs / "benchmarks.svg")
     draw_sizes(works, docs / "benchmarks-size.svg")
-    write_tables(works, docs / "benchmarks.md")
+    write_tables(works, pairs, docs / "benchmarks.md")
 
 
 if __name__ == "__main__":
