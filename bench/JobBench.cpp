@@ -18,6 +18,7 @@ namespace
 {
 
 constexpr JobSizes kScaled = {1920, 1080, 1280, 720, 44100};
+constexpr JobSizes kSmall = {160, 90, 320, 180, kTargetRate}; // each picture's columns are worked out anew
 constexpr JobSizes kAsIs = {1920, 1080, 1920, 1080, 44100};
 constexpr JobSizes kUntouched = {1920, 1080, 1920, 1080, kTargetRate};
 
@@ -151,6 +152,7 @@ double AllocationsInJob()
 void RegisterJobs()
 {
     RegisterContest("Job/1080p to 720p, 44.1 to 48 kHz", {}, [] { return Prepare(kScaled); });
+    RegisterContest("Job/160x90 to 320x180, 48 kHz as is", {}, [] { return Prepare(kSmall); });
     RegisterContest("Job/1080p as is, 44.1 to 48 kHz", {}, [] { return Prepare(kAsIs); });
     RegisterContest("Job/1080p as is, 48 kHz as is", {}, [] { return Prepare(kUntouched); });
     RegisterFigure("Around a job/load 50 plug-ins", "us", [] { return LoadTime(50); });
