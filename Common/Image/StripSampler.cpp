@@ -5,6 +5,9 @@
 namespace
 {
 
+// A step of rows from which both stages in one cost less than a row that is sampled for two.
+constexpr uint32_t kFusedFrom = kOne * 11 / 8;
+
 bool IsOneRow(const RowPair& rows)
 {
     return rows.fraction == 0 || rows.upper == rows.lower;
@@ -13,7 +16,7 @@ bool IsOneRow(const RowPair& rows)
 } // namespace
 
 StripSampler::StripSampler(const ColumnLine& line, uint32_t stepY, const Ahead& pitches, int first, int columns)
-    : m_table(ScaleRows()), m_fused(stepY >= 2 * kOne), m_prefetch(stepY, pitches),
+    : m_table(ScaleRows()), m_fused(stepY >= kFusedFrom), m_prefetch(stepY, pitches),
       m_map(line, first, columns, m_prefetch.SourceAhead(), m_table)
 {
 }
