@@ -28,9 +28,7 @@ public:
 
     void Deinterlace(bool isEveryPicture) override;
     Item Next() override;
-
-    // Has Next come back, with the end. From any thread.
-    void Stop() { m_isStopped = true; }
+    void Stop() override { m_isStopped = true; }
 
     // Ends the source for a reason that isn't its own.
     void BreakOff(const std::string& reason) { m_brokenOff = reason; }
